@@ -1,0 +1,50 @@
+# Kalvex: the two commands are `make run` and `make test`; both install what
+# they need on a fresh Debian 12 machine first.
+
+BUILD_DIR ?= build
+JOBS ?= 2
+SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
+
+# Debian packages the build, the tests and the demo need.
+DEB_PACKAGES := cmake ninja-build g++ pkg-config qt6-base-dev libqt6sql6-sqlite libgl-dev \
+	libgtest-dev libbenchmark-dev python3 python3-aiosmtpd xdg-utils desktop-file-utils \
+	openssl sqlite3 clang libclang-rt-14-dev
+
+.PHONY: all deps build test run bench fuzz clean
+
+all: build
+
+deps:
+	@missing=$$(for p in $(DEB_PACKAGES); do \
+		dpkg-query -W -f='$${Status}\n' $$p 2>/dev/null | grep -q '^install ok installed' || echo $$p; done); \
+	if [ -n "$$missing" ]; then \
+		echo "Installing:" $$missing; \
+		$(SUDO) apt-get update && \
+		DEBIAN_FRONTEND=noninteractive $(SUDO) apt-get install -y --no-install-recommends $$missing; \
+	fi
+
+$(BUILD_DIR)/build.ninja:
+	cmake --preset default -B $(BUILD_DIR)
+
+build: deps $(BUILD_DIR)/build.ninja
+	cmake --build $(BUILD_DIR) -j$(JOBS)
+
+test: build
+	cd $(BUILD_DIR) && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j1
+
+run: build
+	cd $(BUILD_DIR)/apps/demo-host && ./kalvex-demo-host
+
+bench: build
+	$(BUILD_DIR)/bench/kalvex_bench --benchmark_counters_tabular=true
+
+# libFuzzer over the record stream readers; needs clang (not part of CI).
+fuzz: deps
+	cmake -S . -B build-fuzz -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_C_COMPILER=clang \
+		-DCMAKE_BUILD_TYPE=RelWithDebInfo -DKALVEX_FUZZ=ON -DKALVEX_BUILD_TESTS=OFF -DKALVEX_BUILD_BENCH=OFF
+	cmake --build build-fuzz -j$(JOBS) --target kalvex_fuzz_streams
+	mkdir -p build-fuzz/corpus
+	build-fuzz/fuzz/kalvex_fuzz_streams -max_total_time=60 -rss_limit_mb=2048 build-fuzz/corpus fuzz/seeds
+
+clean:
+	rm -rf $(BUILD_DIR) build-fuzz

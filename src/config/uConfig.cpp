@@ -1,0 +1,181 @@
+#include "config/uConfig.h"
+
+#include "config/AppPaths.h"
+#include "config/IniPlus.h"
+#include "config/KalvexError.h"
+#include "config/LogFileUnit.h"
+#include "config/RegistryFile.h"
+#include "config/uCrypt.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+namespace kalvex {
+
+namespace {
+
+std::unique_ptr<TConfig>& globalConfig()
+{
+    static std::unique_ptr<TConfig> config;
+    return config;
+}
+
+const QString kInstallDirKey = QStringLiteral("SOFTWARE\\QMB GmbH\\InstallDir");
+const QString kCommonKey = QStringLiteral("SOFTWARE\\QMB GmbH\\Common");
+const QString kSmtp = QStringLiteral("SMTP");
+
+QString folderValue(const TRegistryFile& reg, const QString& key, const QString& name)
+{
+    return IncludeTrailingSeparator(reg.ReadString(key, name).value_or(QString()));
+}
+
+QString ensureFolder(const QString& folder)
+{
+    QDir().mkpath(folder);
+    return IncludeTrailingSeparator(folder);
+}
+
+QString helpAddress(const char* tmpl, int version)
+{
+    return QString::asprintf(tmpl, version);
+}
+
+}  // namespace
+
+TConfig::TConfig()
+{
+    setupPaths();
+    FHelp = std::make_unique<TKalvexHelp>(FCurrLangCode == 1033 ? FHelpBaseEN : FHelpBaseDE);
+}
+
+TConfig* TConfig::Instance()
+{
+    return globalConfig().get();
+}
+
+TConfig& TConfig::Ensure()
+{
+    if (!globalConfig())
+        globalConfig() = std::make_unique<TConfig>();
+    return *globalConfig();
+}
+
+void TConfig::Free()
+{
+    globalConfig().reset();
+}
+
+void TConfig::setupPaths()
+{
+    FApplicationPath = ApplicationFolder();
+    const TIniPlus regpath(QStringLiteral("Regpath.ini"));
+    const QString installKey = regpath.ReadString(QStringLiteral("Registry"), QStringLiteral("Key"), QString());
+    if (!installKey.isEmpty())
+        readRegistryFolders(installKey);
+}
+
+void TConfig::readRegistryFolders(const QString& installKey)
+{
+    const TRegistryFile reg;
+    FProgramDataPath = folderValue(reg, kInstallDirKey, installKey);
+    FPKZPath = folderValue(reg, kInstallDirKey, QStringLiteral("Steuerpult2015"));
+    FCommonPath = folderValue(reg, kCommonKey, QStringLiteral("Common"));
+    FVorlagePfad = ensureFolder(FProgramDataPath + QStringLiteral("KVX_StandardVorlagen"));
+    FVorlagePfadAllgemein = ensureFolder(JoinPath(FCommonPath, QStringLiteral("Common04\\KVX_StandardVorlagen")));
+}
+
+void TConfig::SetVersion(int version)
+{
+    FVersion = version;
+    FHelpBaseDE = helpAddress(GermanHelpTemplate, version);
+    FHelpBaseEN = helpAddress(EnglishHelpTemplate, version);
+    replaceHelp();
+}
+
+void TConfig::SetCurrLangCode(int code)
+{
+    FCurrLangCode = code;
+    replaceHelp();
+}
+
+void TConfig::replaceHelp()
+{
+    FHelp = std::make_unique<TKalvexHelp>(FCurrLangCode == 1033 ? FHelpBaseEN : FHelpBaseDE);
+}
+
+QString TConfig::CommonFolder04() const
+{
+    return JoinPath(FCommonPath, QStringLiteral("Common04\\"));
+}
+
+QString TConfig::IniFolder() const
+{
+    return JoinPath(FCommonPath, QStringLiteral("Common04\\KVXIni\\"));
+}
+
+QString TConfig::MailServerIniFileName() const
+{
+    return IniFolder() + QStringLiteral("mailserver.ini");
+}
+
+QString TConfig::ConfigIniFileName() const
+{
+    return IniFolder() + QStringLiteral("config.ini");
+}
+
+void TConfig::InitMailServer()
+{
+    if (!QFileInfo::exists(MailServerIniFileName()))
+        return;
+    try {
+        const TIniFile ini(MailServerIniFileName());
+        if (!ini.loadError().isEmpty())
+            throw EKalvex(QStringLiteral("Die Datei %1 konnte nicht gelesen werden: %2")
+                              .arg(MailServerIniFileName(), ini.loadError()));
+        readMailServer(ini);
+    } catch (const std::exception& e) {
+        try {
+            TLogFile::EnsureGlobal(FCommonPath);
+        } catch (const EKalvex&) {
+            // without a log the failure can only be dropped; the defaults stay
+        }
+        TLogFile::LogGlobal(false, QStringLiteral("InitFromIniFile: ") + QString::fromUtf8(e.what()));
+    }
+}
+
+// Reads in the documented order: the security string before the password.
+void TConfig::readMailServer(const TIniFile& ini)
+{
+    FVersandart = ini.ReadBool(kSmtp, QStringLiteral("SendDirekt"), false) ? TVersandArt::vaDirekt
+                                                                         : TVersandArt::vaStandardClient;
+    FHost = ini.ReadString(kSmtp, QStringLiteral("Host"), QString());
+    FPort = static_cast<uint16_t>(ini.ReadInteger(kSmtp, QStringLiteral("Port"), 0));
+    FSecString = ini.ReadString(kSmtp, QStringLiteral("SecString"), FSecString);
+    FPass = TCrypt::DecodePWDEx(ini.ReadString(kSmtp, QStringLiteral("Passwort"), QString()), FSecString);
+    FUser = ini.ReadString(kSmtp, QStringLiteral("Absender"), QString());
+    FAbsenderName = ini.ReadString(kSmtp, QStringLiteral("AbsenderName"), QString());
+    FVerbindungVerschluesselt = ini.ReadBool(kSmtp, QStringLiteral("EncodedConnect"), true);
+    FUserNotLikeMailAddress = ini.ReadBool(kSmtp, QStringLiteral("UserNotLikeMailAddress"), false);
+    FUserName = ini.ReadString(kSmtp, QStringLiteral("UserName"), QString());
+    FVerifyCertificate = ini.ReadBool(kSmtp, QStringLiteral("VerifyCertificate"), false);
+}
+
+void TConfig::SaveMailServer()
+{
+    if (!TCrypt::IsValidSecurityString(FSecString))
+        FSecString = TCrypt::GeneratePWDSecurityString();
+    TIniFile ini(MailServerIniFileName());
+    ini.WriteBool(kSmtp, QStringLiteral("SendDirekt"), FVersandart == TVersandArt::vaDirekt);
+    ini.WriteString(kSmtp, QStringLiteral("Host"), FHost);
+    ini.WriteInteger(kSmtp, QStringLiteral("Port"), FPort);
+    ini.WriteString(kSmtp, QStringLiteral("SecString"), FSecString);
+    ini.WriteString(kSmtp, QStringLiteral("Passwort"), TCrypt::EncodePWDEx(FPass, FSecString, 2, 8));
+    ini.WriteString(kSmtp, QStringLiteral("Absender"), FUser);
+    ini.WriteString(kSmtp, QStringLiteral("AbsenderName"), FAbsenderName);
+    ini.WriteBool(kSmtp, QStringLiteral("EncodedConnect"), FVerbindungVerschluesselt);
+    ini.WriteBool(kSmtp, QStringLiteral("UserNotLikeMailAddress"), FUserNotLikeMailAddress);
+    ini.WriteString(kSmtp, QStringLiteral("UserName"), FUserName);
+    ini.WriteBool(kSmtp, QStringLiteral("VerifyCertificate"), FVerifyCertificate);
+}
+
+}  // namespace kalvex

@@ -1,0 +1,81 @@
+#pragma once
+// The process-wide settings object: folders of the installation (from the
+// registry file), the SMTP settings of mailserver.ini, and the values that
+// the host passes in. Created on first need by TMail, freed with it.
+
+#include "config/Help.h"
+
+#include <QString>
+#include <cstdint>
+#include <memory>
+
+namespace kalvex {
+
+enum class TVersandArt : int { vaStandardClient = 0, vaDirekt = 1 };
+
+class TConfig {
+public:
+    static constexpr const char* GermanHelpTemplate = "https://docs.kalvex.de/%d/de/";
+    static constexpr const char* EnglishHelpTemplate = "https://docs.kalvex.de/%d/en/";
+
+    TConfig();  // runs the path set-up
+
+    // Process-wide instance: Instance() may be null; Ensure() creates it.
+    static TConfig* Instance();
+    static TConfig& Ensure();
+    static void Free();
+
+    void SetVersion(int version);
+    void InitMailServer();   // never raises: failures are logged
+    void SaveMailServer();   // writes the SMTP keys back, password encoded; raises on write errors
+    void SetCurrLangCode(int code);
+
+    // Files below the common folder.
+    QString IniFolder() const;            // FCommonPath + Common04/KVXIni/
+    QString MailServerIniFileName() const;
+    QString ConfigIniFileName() const;
+    QString CommonFolder04() const;       // FCommonPath + Common04/
+
+    const TKalvexHelp& Help() const { return *FHelp; }
+    const QString& GermanHelpBase() const { return FHelpBaseDE; }
+    const QString& EnglishHelpBase() const { return FHelpBaseEN; }
+
+    QString FApplicationPath;
+    QString FPKZPath;
+    QString FProgramDataPath;
+    QString FServerDBIniDir;
+    QString FSektionsName;
+    QString FCommonPath;
+    QString FVorlagePfad;
+    QString FVorlagePfadAllgemein;
+    int32_t FCurrLangCode = 1031;
+    int32_t FVersion = 0;
+    QString FHost;
+    uint16_t FPort = 0;
+    QString FPass;
+    QString FUser;
+    TVersandArt FVersandart = TVersandArt::vaStandardClient;
+    bool FVerbindungVerschluesselt = false;
+    QString FAbsenderName;
+    bool FUserNotLikeMailAddress = false;
+    QString FUserName;
+    int32_t FNewFontSize = 0;
+    bool FAutoBreite = false;
+    bool FGridsZentriert = false;
+    QString FSecString;
+    // Our own addition: check the SMTP server's certificate (key
+    // VerifyCertificate in section SMTP, default off like the original).
+    bool FVerifyCertificate = false;
+
+private:
+    void setupPaths();
+    void readRegistryFolders(const QString& installKey);
+    void readMailServer(const class TIniFile& ini);
+    void replaceHelp();
+
+    QString FHelpBaseDE;
+    QString FHelpBaseEN;
+    std::unique_ptr<TKalvexHelp> FHelp;
+};
+
+}  // namespace kalvex
