@@ -36,7 +36,8 @@ run: build
 	cd $(BUILD_DIR)/apps/demo-host && ./kalvex-demo-host
 
 bench: build
-	$(BUILD_DIR)/bench/kalvex_bench --benchmark_counters_tabular=true
+	for b in $$(find $(BUILD_DIR)/bench -maxdepth 2 -type f -name 'kalvex_bench_*' -perm -u+x | sort); do \
+		echo "== $$b"; $$b --benchmark_counters_tabular=true || exit 1; done
 
 # libFuzzer over the record stream readers; needs clang (not part of CI).
 fuzz: deps
