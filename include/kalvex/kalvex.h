@@ -1,0 +1,227 @@
+/*
+ * kalvex.h - the contract between host programs and libkalvex.so.
+ *
+ * C, fixed-width types only; usable from C and C++.
+ *
+ * Ownership and lifetime
+ * - GetMailInterface .. GetMailInterfaceV6 store a NEW reference to a new
+ *   mail object in *result. A non-null old value in *result is released
+ *   first (as a Pascal interface assignment does). The host releases the
+ *   reference with lpVtbl->Release when done; the object frees itself when
+ *   the last reference goes.
+ * - All six interface levels are served by one object and one method table:
+ *   a pointer of any level is the same pointer, and QueryInterface answers
+ *   the six interface GUIDs and IUnknown's with it.
+ * - Strings passed in are null-terminated UTF-16 (char16_t); a null pointer
+ *   is the empty string. The module copies what it keeps; it never frees a
+ *   host's string.
+ * - Streams (IStream*) belong to the caller. The module reads or writes them
+ *   from position 0, calling only Seek, Read, Write and SetSize. A null
+ *   stream is ignored where the method allows it.
+ * - KalvexCreateMemoryStream gives the host an in-memory stream with a
+ *   reference count of 1; release it with lpVtbl->Release.
+ *
+ * Errors
+ * - No C++ exception crosses this boundary. A method that fails keeps the
+ *   (German or English) user message as the calling thread's last error and
+ *   returns its not-found value (-1, 0/false, or nothing).
+ *   KalvexLastError() returns that message, or "" after a call that
+ *   succeeded. The pointer stays valid until the next call into the module
+ *   on the same thread.
+ *
+ * Threads: call everything from the host's UI thread.
+ */
+#ifndef KALVEX_KALVEX_H
+#define KALVEX_KALVEX_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+#include <cstddef>
+typedef char16_t kx_char16;
+extern "C" {
+#else
+#include <uchar.h>
+typedef char16_t kx_char16;
+#endif
+
+#if defined(__GNUC__)
+#define KALVEX_API __attribute__((visibility("default")))
+#else
+#define KALVEX_API
+#endif
+
+/* A GUID as the Windows hosts lay it out: 16 bytes. */
+typedef struct KGUID {
+    uint32_t Data1;
+    uint16_t Data2;
+    uint16_t Data3;
+    uint8_t Data4[8];
+} KGUID;
+
+typedef int32_t KHRESULT;
+#define KALVEX_S_OK ((KHRESULT)0)
+#define KALVEX_S_FALSE ((KHRESULT)1)
+#define KALVEX_E_NOINTERFACE ((KHRESULT)0x80004002)
+#define KALVEX_E_POINTER ((KHRESULT)0x80004003)
+#define KALVEX_E_FAIL ((KHRESULT)0x80004005)
+#define KALVEX_E_NOTIMPL ((KHRESULT)0x80004001)
+#define KALVEX_STG_E_INVALIDFUNCTION ((KHRESULT)0x80030001)
+#define KALVEX_STG_E_MEDIUMFULL ((KHRESULT)0x80030070)
+
+/* Seek origins of IStream::Seek. */
+#define KALVEX_STREAM_SEEK_SET 0u
+#define KALVEX_STREAM_SEEK_CUR 1u
+#define KALVEX_STREAM_SEEK_END 2u
+
+/* STATSTG with the Windows layout (FILETIMEs as 64-bit values). */
+typedef struct KSTATSTG {
+    kx_char16* pwcsName;
+    uint32_t type;
+    uint64_t cbSize;
+    uint64_t mtime;
+    uint64_t ctime;
+    uint64_t atime;
+    uint32_t grfMode;
+    uint32_t grfLocksSupported;
+    KGUID clsid;
+    uint32_t grfStateBits;
+    uint32_t reserved;
+} KSTATSTG;
+
+typedef struct IStream IStream;
+
+/* COM IStream, slot for slot. */
+typedef struct IStreamVtbl {
+    KHRESULT (*QueryInterface)(IStream* self, const KGUID* riid, void** object);
+    uint32_t (*AddRef)(IStream* self);
+    uint32_t (*Release)(IStream* self);
+    KHRESULT (*Read)(IStream* self, void* buffer, uint32_t count, uint32_t* read);
+    KHRESULT (*Write)(IStream* self, const void* buffer, uint32_t count, uint32_t* written);
+    KHRESULT (*Seek)(IStream* self, int64_t move, uint32_t origin, uint64_t* newPosition);
+    KHRESULT (*SetSize)(IStream* self, uint64_t newSize);
+    KHRESULT (*CopyTo)(IStream* self, IStream* target, uint64_t count, uint64_t* read, uint64_t* written);
+    KHRESULT (*Commit)(IStream* self, uint32_t flags);
+    KHRESULT (*Revert)(IStream* self);
+    KHRESULT (*LockRegion)(IStream* self, uint64_t offset, uint64_t count, uint32_t lockType);
+    KHRESULT (*UnlockRegion)(IStream* self, uint64_t offset, uint64_t count, uint32_t lockType);
+    KHRESULT (*Stat)(IStream* self, KSTATSTG* stat, uint32_t flags);
+    KHRESULT (*Clone)(IStream* self, IStream** clone);
+} IStreamVtbl;
+
+struct IStream {
+    const IStreamVtbl* lpVtbl;
+};
+
+/* Interface identities. */
+#define KALVEX_IID_IUNKNOWN  {0x00000000u, 0x0000u, 0x0000u, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}}
+#define KALVEX_IID_IEMAIL    {0x0F637C8Au, 0xF91Au, 0x4C32u, {0x82, 0x2D, 0xB6, 0xD1, 0x69, 0x7C, 0x91, 0x46}}
+#define KALVEX_IID_IEMAILV2  {0x03FB9C37u, 0x1DF5u, 0x4C59u, {0xB6, 0x1B, 0x1C, 0xCC, 0x44, 0xBF, 0xE8, 0xE4}}
+#define KALVEX_IID_IEMAILV3  {0x003AC959u, 0x748Bu, 0x4E73u, {0xB2, 0x4B, 0x5D, 0x98, 0xDB, 0xB1, 0xE2, 0x58}}
+#define KALVEX_IID_IEMAILV4  {0x90AA70DCu, 0x4178u, 0x4927u, {0xB6, 0xD8, 0x0F, 0x72, 0x7A, 0x2E, 0xCD, 0xAA}}
+#define KALVEX_IID_IEMAILV5  {0x308947C2u, 0xD1A4u, 0x4980u, {0xA6, 0x87, 0xF1, 0x03, 0xCB, 0x00, 0xC1, 0x83}}
+#define KALVEX_IID_IEMAILV6  {0x9C36A0B5u, 0x7065u, 0x4775u, {0x93, 0xE8, 0x42, 0xC6, 0x67, 0x3D, 0xF0, 0xAA}}
+
+typedef struct iEMailV6 iEMailV6;
+typedef const kx_char16* KText;
+
+/*
+ * The method table of iEMail .. iEMailV6, in slot order. Each level adds its
+ * methods at the end; the older overloads forward to the newer ones with the
+ * appended defaults (Lang 1031, Version 2016; 2021 for address management).
+ */
+typedef struct iEMailV6Vtbl {
+    /* IUnknown */
+    KHRESULT (*QueryInterface)(iEMailV6* self, const KGUID* riid, void** object);
+    uint32_t (*AddRef)(iEMailV6* self);
+    uint32_t (*Release)(iEMailV6* self);
+
+    /* iEMail */
+    void (*ShowVerteilerForm)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
+                              KText Betreff, KText Body, KText Empfaenger, KText Weitere);
+    void (*ShowVerteilerFormLeer)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName);
+
+    /* iEMailV2 */
+    void (*ShowVerteilerForm_B)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
+                                KText Betreff, KText Body, KText Empfaenger, KText Weitere, int32_t Lang);
+    void (*ShowVerteilerFormLeer_B)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
+                                    int32_t Lang);
+    void (*ShowMailAdrVerwaltung)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
+                                  int32_t Lang);
+
+    /* iEMailV3 */
+    void (*ShowVerteilerFormLeer_C)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
+                                    int32_t Lang, KText StartText);
+
+    /* iEMailV4 */
+    void (*ShowVerteilerForm_C)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
+                                KText Betreff, KText Body, KText Empfaenger, KText Weitere, int32_t Lang,
+                                int32_t Version);
+    void (*ShowVerteilerFormLeer_D)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
+                                    int32_t Lang, KText StartText, int32_t Version);
+    void (*ShowMailAdrVerwaltung_B)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
+                                    int32_t Lang, int32_t Version);
+
+    /* iEMailV5 (InitInterface first) */
+    void (*LoadEMailListe)(iEMailV6* self, IStream* stream);
+    void (*LoadVorlageArtListe)(iEMailV6* self, IStream* stream);
+    void (*LoadVorlageListe)(iEMailV6* self, IStream* stream);
+    void (*InitInterface)(iEMailV6* self, KText DatabaseFolder, KText ServerDBIniDir, KText SektionsName,
+                          int32_t Version, uint8_t OrvanProgID);
+    void (*SetDatenfelder)(iEMailV6* self, IStream* stream);
+    uint8_t (*VorlageArtVorhanden)(iEMailV6* self, const KGUID* Art);
+    void (*VorlageArtAnlegen)(iEMailV6* self, const KGUID* Art, KText NameDE, KText NameEN, KText BeschreibungEN,
+                              KText BeschreibungDE, IStream* Felder, int32_t FelderVersion);
+    void (*VorlageArtFelderAktualisieren)(iEMailV6* self, const KGUID* Art, IStream* Felder, int32_t FelderVersion);
+    int32_t (*VorlageVorhanden)(iEMailV6* self, const KGUID* Vorlage);
+    void (*VorlageAnlegen)(iEMailV6* self, const KGUID* Art, const KGUID* Vorlage, KText NameDE, KText NameEN,
+                           KText Betreff, KText Body, KText VorlagePfad, uint8_t IsDefault);
+    void (*VorlageAktualisieren)(iEMailV6* self, IStream* Vorlage);
+    void (*VorlageLoeschen)(iEMailV6* self, const KGUID* Vorlage);
+    void (*VorlageArtUmbenennen)(iEMailV6* self, const KGUID* Art, KText Name, int32_t Lang);
+    void (*VorlageArtErweitern)(iEMailV6* self, const KGUID* Art, uint8_t OrvanProgID);
+    int32_t (*VorlageArtFelderVersion)(iEMailV6* self, const KGUID* Art);
+    void (*ShowVerteilerFormVersion2)(iEMailV6* self, uintptr_t AppHandle, int32_t Lang, KText Betreff, KText Body,
+                                      IStream* Empfaenger, IStream* Datenfelder, KText Anhaenge, KText VorlageArtGUID,
+                                      KText VorlageGUID, KGUID* SelectedVorlage);
+    void (*ShowMailAdrVerwaltungVersion2)(iEMailV6* self, uintptr_t AppHandle, int32_t Lang);
+
+    /* iEMailV6 */
+    int32_t (*ShowVerteilerFormVersion3)(iEMailV6* self, uintptr_t AppHandle, int32_t Lang, KText Betreff,
+                                         KText Body, IStream* Empfaenger, IStream* Datenfelder, KText Anhaenge,
+                                         KText VorlageArtGUID, KText VorlageGUID);
+} iEMailV6Vtbl;
+
+struct iEMailV6 {
+    const iEMailV6Vtbl* lpVtbl;
+};
+
+/* Every level is the same object; these names say which level a host means. */
+typedef iEMailV6 iEMail;
+typedef iEMailV6 iEMailV2;
+typedef iEMailV6 iEMailV3;
+typedef iEMailV6 iEMailV4;
+typedef iEMailV6 iEMailV5;
+
+/* Exports. */
+KALVEX_API void GetMailInterface(iEMailV6** result);
+KALVEX_API void GetMailInterfaceV2(iEMailV6** result);
+KALVEX_API void GetMailInterfaceV3(iEMailV6** result);
+KALVEX_API void GetMailInterfaceV4(iEMailV6** result);
+KALVEX_API void GetMailInterfaceV5(iEMailV6** result);
+KALVEX_API void GetMailInterfaceV6(iEMailV6** result);
+
+/* Creates a Qt application object when the host process has none (argv
+   empty); finalize destroys the one that init created. A Qt host keeps its
+   own. */
+KALVEX_API void init(void);
+KALVEX_API void finalize(void);
+
+KALVEX_API KHRESULT KalvexCreateMemoryStream(IStream** result);  /* KALVEX_S_OK on success */
+KALVEX_API const kx_char16* KalvexLastError(void);               /* "" after success */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* KALVEX_KALVEX_H */

@@ -1,0 +1,267 @@
+#include "entry/MailInterfaceTable.h"
+
+#include "entry/LastError.h"
+#include "entry/TMail.h"
+
+#include <cstring>
+
+namespace kalvex {
+
+namespace {
+
+constexpr KGUID kKnownInterfaces[] = {
+    KALVEX_IID_IUNKNOWN, KALVEX_IID_IEMAIL,   KALVEX_IID_IEMAILV2, KALVEX_IID_IEMAILV3,
+    KALVEX_IID_IEMAILV4, KALVEX_IID_IEMAILV5, KALVEX_IID_IEMAILV6,
+};
+
+TMail* M(iEMailV6* self)
+{
+    return TMail::FromInterface(self);
+}
+
+QString T(KText text)
+{
+    return TextFromHost(text);
+}
+
+// IUnknown keeps COM's own error reporting: HRESULTs, no last error.
+KHRESULT queryInterface(iEMailV6* self, const KGUID* riid, void** object)
+{
+    if (!object || !riid)
+        return KALVEX_E_POINTER;
+    *object = nullptr;
+    if (!IsKnownInterface(*riid))
+        return KALVEX_E_NOINTERFACE;
+    M(self)->AddRef();
+    *object = self;
+    return KALVEX_S_OK;
+}
+
+uint32_t addRef(iEMailV6* self)
+{
+    return M(self)->AddRef();
+}
+
+uint32_t release(iEMailV6* self)
+{
+    return Guarded<uint32_t>(0, [&] { return M(self)->Release(); });
+}
+
+// iEMail .. iEMailV4: the older forms append their defaults.
+void showVerteilerFormA(iEMailV6* self, uintptr_t h, KText dir, KText sek, KText betreff, KText body, KText empf,
+                        KText weitere)
+{
+    GuardedVoid([&] {
+        M(self)->ShowVerteilerForm(h, T(dir), T(sek), T(betreff), T(body), T(empf), T(weitere), TMail::DefaultLang,
+                                   TMail::DefaultVersion);
+    });
+}
+
+void showVerteilerFormB(iEMailV6* self, uintptr_t h, KText dir, KText sek, KText betreff, KText body, KText empf,
+                        KText weitere, int32_t lang)
+{
+    GuardedVoid([&] {
+        M(self)->ShowVerteilerForm(h, T(dir), T(sek), T(betreff), T(body), T(empf), T(weitere), lang,
+                                   TMail::DefaultVersion);
+    });
+}
+
+void showVerteilerFormC(iEMailV6* self, uintptr_t h, KText dir, KText sek, KText betreff, KText body, KText empf,
+                        KText weitere, int32_t lang, int32_t version)
+{
+    GuardedVoid([&] {
+        M(self)->ShowVerteilerForm(h, T(dir), T(sek), T(betreff), T(body), T(empf), T(weitere), lang, version);
+    });
+}
+
+void showLeerA(iEMailV6* self, uintptr_t h, KText dir, KText sek)
+{
+    GuardedVoid([&] {
+        M(self)->ShowVerteilerFormLeer(h, T(dir), T(sek), TMail::DefaultLang, QString(), TMail::DefaultVersion);
+    });
+}
+
+void showLeerB(iEMailV6* self, uintptr_t h, KText dir, KText sek, int32_t lang)
+{
+    GuardedVoid([&] { M(self)->ShowVerteilerFormLeer(h, T(dir), T(sek), lang, QString(), TMail::DefaultVersion); });
+}
+
+void showLeerC(iEMailV6* self, uintptr_t h, KText dir, KText sek, int32_t lang, KText start)
+{
+    GuardedVoid([&] { M(self)->ShowVerteilerFormLeer(h, T(dir), T(sek), lang, T(start), TMail::DefaultVersion); });
+}
+
+void showLeerD(iEMailV6* self, uintptr_t h, KText dir, KText sek, int32_t lang, KText start, int32_t version)
+{
+    GuardedVoid([&] { M(self)->ShowVerteilerFormLeer(h, T(dir), T(sek), lang, T(start), version); });
+}
+
+void showAdrA(iEMailV6* self, uintptr_t h, KText dir, KText sek, int32_t lang)
+{
+    GuardedVoid([&] { M(self)->ShowMailAdrVerwaltung(h, T(dir), T(sek), lang, TMail::DefaultAdrVersion); });
+}
+
+void showAdrB(iEMailV6* self, uintptr_t h, KText dir, KText sek, int32_t lang, int32_t version)
+{
+    GuardedVoid([&] { M(self)->ShowMailAdrVerwaltung(h, T(dir), T(sek), lang, version); });
+}
+
+// iEMailV5
+void loadEMailListe(iEMailV6* self, IStream* s)
+{
+    GuardedVoid([&] { M(self)->LoadEMailListe(s); });
+}
+
+void loadVorlageArtListe(iEMailV6* self, IStream* s)
+{
+    GuardedVoid([&] { M(self)->LoadVorlageArtListe(s); });
+}
+
+void loadVorlageListe(iEMailV6* self, IStream* s)
+{
+    GuardedVoid([&] { M(self)->LoadVorlageListe(s); });
+}
+
+void initInterface(iEMailV6* self, KText dbDir, KText dir, KText sek, int32_t version, uint8_t prog)
+{
+    GuardedVoid([&] { M(self)->InitInterface(T(dbDir), T(dir), T(sek), version, prog); });
+}
+
+void setDatenfelder(iEMailV6* self, IStream* s)
+{
+    GuardedVoid([&] { M(self)->SetDatenfelder(s); });
+}
+
+uint8_t vorlageArtVorhanden(iEMailV6* self, const KGUID* art)
+{
+    return Guarded<uint8_t>(0, [&] { return static_cast<uint8_t>(M(self)->VorlageArtVorhanden(GuidFromHost(art))); });
+}
+
+void vorlageArtAnlegen(iEMailV6* self, const KGUID* art, KText nameDE, KText nameEN, KText beschrEN, KText beschrDE,
+                       IStream* felder, int32_t version)
+{
+    GuardedVoid([&] {
+        M(self)->VorlageArtAnlegen(GuidFromHost(art), T(nameDE), T(nameEN), T(beschrEN), T(beschrDE), felder, version);
+    });
+}
+
+void vorlageArtFelderAktualisieren(iEMailV6* self, const KGUID* art, IStream* felder, int32_t version)
+{
+    GuardedVoid([&] { M(self)->VorlageArtFelderAktualisieren(GuidFromHost(art), felder, version); });
+}
+
+int32_t vorlageVorhanden(iEMailV6* self, const KGUID* vorlage)
+{
+    return Guarded<int32_t>(-1, [&] { return M(self)->VorlageVorhanden(GuidFromHost(vorlage)); });
+}
+
+void vorlageAnlegen(iEMailV6* self, const KGUID* art, const KGUID* vorlage, KText nameDE, KText nameEN,
+                    KText betreff, KText body, KText pfad, uint8_t isDefault)
+{
+    GuardedVoid([&] {
+        M(self)->VorlageAnlegen(GuidFromHost(art), GuidFromHost(vorlage), T(nameDE), T(nameEN), T(betreff), T(body),
+                                T(pfad), isDefault != 0);
+    });
+}
+
+void vorlageAktualisieren(iEMailV6* self, IStream* s)
+{
+    GuardedVoid([&] { M(self)->VorlageAktualisieren(s); });
+}
+
+void vorlageLoeschen(iEMailV6* self, const KGUID* vorlage)
+{
+    GuardedVoid([&] { M(self)->VorlageLoeschen(GuidFromHost(vorlage)); });
+}
+
+void vorlageArtUmbenennen(iEMailV6* self, const KGUID* art, KText name, int32_t lang)
+{
+    GuardedVoid([&] { M(self)->VorlageArtUmbenennen(GuidFromHost(art), T(name), lang); });
+}
+
+void vorlageArtErweitern(iEMailV6* self, const KGUID* art, uint8_t prog)
+{
+    GuardedVoid([&] { M(self)->VorlageArtErweitern(GuidFromHost(art), prog); });
+}
+
+int32_t vorlageArtFelderVersion(iEMailV6* self, const KGUID* art)
+{
+    return Guarded<int32_t>(-1, [&] { return M(self)->VorlageArtFelderVersion(GuidFromHost(art)); });
+}
+
+void showVersion2(iEMailV6* self, uintptr_t h, int32_t lang, KText betreff, KText body, IStream* empf,
+                  IStream* felder, KText anhaenge, KText artGuid, KText vorlageGuid, KGUID* selected)
+{
+    GuardedVoid([&] {
+        QUuid chosen;
+        M(self)->ShowVerteilerFormTemplate(h, lang, T(betreff), T(body), empf, felder, T(anhaenge), T(artGuid),
+                                           T(vorlageGuid), &chosen);
+        if (selected)
+            *selected = GuidToHost(chosen);
+    });
+}
+
+void showAdrVersion2(iEMailV6* self, uintptr_t h, int32_t lang)
+{
+    GuardedVoid([&] { M(self)->ShowMailAdrVerwaltungVersion2(h, lang); });
+}
+
+// iEMailV6
+int32_t showVersion3(iEMailV6* self, uintptr_t h, int32_t lang, KText betreff, KText body, IStream* empf,
+                     IStream* felder, KText anhaenge, KText artGuid, KText vorlageGuid)
+{
+    return Guarded<int32_t>(-1, [&] {
+        return M(self)->ShowVerteilerFormTemplate(h, lang, T(betreff), T(body), empf, felder, T(anhaenge),
+                                                  T(artGuid), T(vorlageGuid), nullptr);
+    });
+}
+
+const iEMailV6Vtbl kVtbl = {
+    queryInterface, addRef, release,
+    showVerteilerFormA, showLeerA,
+    showVerteilerFormB, showLeerB, showAdrA,
+    showLeerC,
+    showVerteilerFormC, showLeerD, showAdrB,
+    loadEMailListe, loadVorlageArtListe, loadVorlageListe, initInterface, setDatenfelder, vorlageArtVorhanden,
+    vorlageArtAnlegen, vorlageArtFelderAktualisieren, vorlageVorhanden, vorlageAnlegen, vorlageAktualisieren,
+    vorlageLoeschen, vorlageArtUmbenennen, vorlageArtErweitern, vorlageArtFelderVersion, showVersion2,
+    showAdrVersion2,
+    showVersion3,
+};
+
+}  // namespace
+
+const iEMailV6Vtbl* MailInterfaceVtbl()
+{
+    return &kVtbl;
+}
+
+QString TextFromHost(const kx_char16* text)
+{
+    return text ? QString::fromUtf16(text) : QString();
+}
+
+QUuid GuidFromHost(const KGUID* guid)
+{
+    if (!guid)
+        return QUuid();
+    return QUuid(guid->Data1, guid->Data2, guid->Data3, guid->Data4[0], guid->Data4[1], guid->Data4[2],
+                 guid->Data4[3], guid->Data4[4], guid->Data4[5], guid->Data4[6], guid->Data4[7]);
+}
+
+KGUID GuidToHost(const QUuid& guid)
+{
+    KGUID out{guid.data1, guid.data2, guid.data3, {}};
+    std::memcpy(out.Data4, guid.data4, sizeof out.Data4);
+    return out;
+}
+
+bool IsKnownInterface(const KGUID& iid)
+{
+    for (const KGUID& known : kKnownInterfaces)
+        if (std::memcmp(&known, &iid, sizeof iid) == 0)
+            return true;
+    return false;
+}
+
+}  // namespace kalvex

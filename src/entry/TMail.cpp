@@ -1,0 +1,273 @@
+#include "entry/TMail.h"
+
+#include "config/IniPlus.h"
+#include "config/KalvexError.h"
+#include "config/LanguageUnit.h"
+#include "config/LogFileUnit.h"
+#include "config/uConfig.h"
+#include "entry/AppHandle.h"
+#include "entry/MailInterfaceTable.h"
+#include "entry/StreamAdapter.h"
+#include "entry/UiLoader.h"
+
+namespace kalvex {
+
+namespace {
+
+const QString kBVZugriff = QStringLiteral("BVZugriff");
+const QString kDoFinalize = QStringLiteral("DoFinalize");
+
+QStringList splitAtSemicolon(const QString& text)
+{
+    QStringList out;
+    for (const QString& piece : text.split(QLatin1Char(';')))
+        if (!piece.trimmed().isEmpty())
+            out << piece.trimmed();
+    return out;
+}
+
+[[noreturn]] void throwNotInitialised()
+{
+    throw EKalvex(Tx(1814, "Das E-Mail-Modul ist nicht initialisiert: InitInterface wurde nicht aufgerufen "
+                           "oder die Datenbank ist nicht verfügbar."));
+}
+
+}  // namespace
+
+QStringList SplitRecipientsText(const QString& text)
+{
+    return splitAtSemicolon(text);
+}
+
+QStringList SplitAttachmentsText(const QString& text)
+{
+    return splitAtSemicolon(text);
+}
+
+QUuid ParseGuidText(const QString& text)
+{
+    return text.trimmed().isEmpty() ? QUuid() : StringToGuid(text);
+}
+
+TMail::TMail() : FCom{{MailInterfaceVtbl()}, this}
+{
+    UiLoaderInitialize();
+    TConfig::Ensure().InitMailServer();
+    readDoFinalize();
+}
+
+TMail::~TMail()
+{
+    finalizeOrSkipOnce();
+    TConfig::Free();
+    TLang::Free();
+}
+
+TMail* TMail::FromInterface(iEMailV6* iface)
+{
+    return reinterpret_cast<ComObject*>(iface)->owner;
+}
+
+uint32_t TMail::Release()
+{
+    const uint32_t left = --FRefCount;
+    if (left == 0)
+        delete this;
+    return left;
+}
+
+void TMail::readDoFinalize()
+{
+    const TIniFile ini(TConfig::Ensure().ConfigIniFileName());
+    doFinalize = ini.ReadBool(kBVZugriff, kDoFinalize, true);
+}
+
+// The skip is one-shot: the key is set back so the next destruction finalises.
+void TMail::finalizeOrSkipOnce()
+{
+    if (doFinalize) {
+        UiLoaderFinalize();
+        return;
+    }
+    try {
+        TIniFile ini(TConfig::Ensure().ConfigIniFileName());
+        ini.WriteBool(kBVZugriff, kDoFinalize, true);
+    } catch (const EKalvex& e) {
+        TLogFile::LogGlobal(false, e.message());
+    }
+}
+
+void TMail::setLanguage(int32_t lang)
+{
+    TConfig& config = TConfig::Ensure();
+    TLang& tl = TLang::Install(std::make_unique<TLang>(config.CommonFolder04()));
+    tl.SetLanguage(lang);
+    FLanguageCode = tl.GetCurrentLangCode();
+    config.SetCurrLangCode(FLanguageCode);
+}
+
+void TMail::prepare(uintptr_t appHandle, const QString& serverDBIniDir, const QString& sektionsName,
+                    int32_t lang, int32_t version)
+{
+    FSavedAppHandle = ApplicationHandle();
+    TConfig& config = TConfig::Ensure();
+    config.SetVersion(version);
+    config.FServerDBIniDir = serverDBIniDir;
+    config.FSektionsName = sektionsName;
+    config.FCurrLangCode = FLanguageCode;
+    setLanguage(lang);
+    SetApplicationHandle(appHandle);
+}
+
+void TMail::cleanup()
+{
+    SetApplicationHandle(FSavedAppHandle);
+    TLang::Free();
+}
+
+void TMail::ShowVerteilerForm(uintptr_t appHandle, const QString& serverDBIniDir, const QString& sektionsName,
+                              const QString& /*betreff*/, const QString& /*body*/, const QString& empfaenger,
+                              const QString& /*weitere*/, int32_t lang, int32_t version)
+{
+    prepare(appHandle, serverDBIniDir, sektionsName, lang, version);
+    const QStringList rows = SplitRecipientsText(empfaenger);
+    TLogFile::LogGlobal(true, QStringLiteral("ShowVerteilerForm: %1 Empfänger").arg(rows.size()));
+    cleanup();
+}
+
+void TMail::ShowVerteilerFormLeer(uintptr_t appHandle, const QString& serverDBIniDir, const QString& sektionsName,
+                                  int32_t lang, const QString& /*startText*/, int32_t version)
+{
+    prepare(appHandle, serverDBIniDir, sektionsName, lang, version);
+    cleanup();
+}
+
+void TMail::ShowMailAdrVerwaltung(uintptr_t appHandle, const QString& serverDBIniDir, const QString& sektionsName,
+                                  int32_t lang, int32_t version)
+{
+    prepare(appHandle, serverDBIniDir, sektionsName, lang, version);
+    cleanup();
+}
+
+// Deliberately unlike the other methods: the handle is installed after the
+// window has closed, and no earlier handle is remembered.
+void TMail::ShowMailAdrVerwaltungVersion2(uintptr_t appHandle, int32_t lang)
+{
+    setLanguage(lang);
+    SetApplicationHandle(appHandle);
+    TLang::Free();
+}
+
+int32_t TMail::ShowVerteilerFormTemplate(uintptr_t appHandle, int32_t lang, const QString& /*betreff*/,
+                                         const QString& /*body*/, IStream* empfaenger, IStream* datenfelder,
+                                         const QString& anhaenge, const QString& artGuid,
+                                         const QString& vorlageGuid, QUuid* selected)
+{
+    FSavedAppHandle = ApplicationHandle();
+    SetApplicationHandle(appHandle);
+    setLanguage(lang);
+    const QUuid art = ParseGuidText(artGuid);
+    const QUuid vorlage = ParseGuidText(vorlageGuid);
+    SetDatenfelder(datenfelder);
+    TEmpfaengerListe recipients;
+    if (empfaenger) {
+        const QByteArray bytes = ReadAllFromStream(empfaenger);
+        TStreamReader reader(bytes);
+        recipients.LoadFromStream(reader);
+    }
+    Q_UNUSED(art);
+    Q_UNUSED(SplitAttachmentsText(anhaenge));
+    if (selected)
+        *selected = vorlage;
+    cleanup();
+    return 0;
+}
+
+void TMail::InitInterface(const QString& /*databaseFolder*/, const QString& serverDBIniDir,
+                          const QString& sektionsName, int32_t version, uint8_t /*orvanProgID*/)
+{
+    TConfig& config = TConfig::Ensure();
+    config.SetVersion(version);
+    config.FServerDBIniDir = serverDBIniDir;
+    config.FSektionsName = sektionsName;
+    config.FCurrLangCode = FLanguageCode;
+    throwNotInitialised();
+}
+
+void TMail::SetDatenfelder(IStream* stream)
+{
+    if (stream)
+        throwNotInitialised();
+}
+
+void TMail::LoadEMailListe(IStream* stream)
+{
+    if (stream)
+        throwNotInitialised();
+}
+
+void TMail::LoadVorlageArtListe(IStream* stream)
+{
+    if (stream)
+        throwNotInitialised();
+}
+
+void TMail::LoadVorlageListe(IStream* stream)
+{
+    if (stream)
+        throwNotInitialised();
+}
+
+bool TMail::VorlageArtVorhanden(const QUuid&)
+{
+    throwNotInitialised();
+}
+
+void TMail::VorlageArtAnlegen(const QUuid&, const QString&, const QString&, const QString&, const QString&,
+                              IStream*, int32_t)
+{
+    throwNotInitialised();
+}
+
+void TMail::VorlageArtFelderAktualisieren(const QUuid&, IStream*, int32_t)
+{
+    throwNotInitialised();
+}
+
+int32_t TMail::VorlageArtFelderVersion(const QUuid&)
+{
+    throwNotInitialised();
+}
+
+void TMail::VorlageArtErweitern(const QUuid&, uint8_t)
+{
+    throwNotInitialised();
+}
+
+void TMail::VorlageArtUmbenennen(const QUuid&, const QString&, int32_t)
+{
+    throwNotInitialised();
+}
+
+int32_t TMail::VorlageVorhanden(const QUuid&)
+{
+    throwNotInitialised();
+}
+
+void TMail::VorlageAnlegen(const QUuid&, const QUuid&, const QString&, const QString&, const QString&,
+                           const QString&, const QString&, bool)
+{
+    throwNotInitialised();
+}
+
+void TMail::VorlageAktualisieren(IStream*)
+{
+    throwNotInitialised();
+}
+
+void TMail::VorlageLoeschen(const QUuid&)
+{
+    throwNotInitialised();
+}
+
+}  // namespace kalvex
