@@ -1,0 +1,125 @@
+#include "config/AppPaths.h"
+#include "config/IniPlus.h"
+#include "config/LogFileUnit.h"
+#include "config/uConfig.h"
+#include "config/uCrypt.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+using namespace kalvex;
+
+namespace {
+
+// A registry file and a Regpath.ini next to the test program, as a host
+// installation has them; removed again at the end.
+class ConfigFixture : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        common = dir.filePath("common") + "/";
+        regpath = ApplicationFolder() + "Regpath.ini";
+        TIniFile reg(dir.filePath("registry.ini"));
+        reg.WriteString("SOFTWARE\\QMB GmbH\\InstallDir", "Bauprogramm", dir.filePath("programdata"));
+        reg.WriteString("SOFTWARE\\QMB GmbH\\InstallDir", "Steuerpult2015", dir.filePath("pkz"));
+        reg.WriteString("SOFTWARE\\QMB GmbH\\Common", "Common", common);
+        qputenv("KALVEX_REGISTRY", dir.filePath("registry.ini").toUtf8());
+        TIniFile(regpath).WriteString("Registry", "Key", "Bauprogramm");
+    }
+    void TearDown() override
+    {
+        QFile::remove(regpath);
+        qunsetenv("KALVEX_REGISTRY");
+        TLogFile::Uninstall();
+    }
+    void writeMailServer(const QByteArray& text)
+    {
+        QDir().mkpath(common + "Common04/KVXIni");
+        QFile f(common + "Common04/KVXIni/mailserver.ini");
+        f.open(QIODevice::WriteOnly);
+        f.write(text);
+    }
+
+    QTemporaryDir dir;
+    QString common;
+    QString regpath;
+};
+
+}  // namespace
+
+TEST_F(ConfigFixture, FoldersComeFromTheRegistryFile)
+{
+    const TConfig config;
+    EXPECT_EQ(config.FProgramDataPath, dir.filePath("programdata") + "/");
+    EXPECT_EQ(config.FPKZPath, dir.filePath("pkz") + "/");
+    EXPECT_EQ(config.FCommonPath, common);
+    EXPECT_EQ(config.FVorlagePfad, dir.filePath("programdata") + "/KVX_StandardVorlagen/");
+    EXPECT_TRUE(QDir(config.FVorlagePfad).exists());
+    EXPECT_TRUE(QDir(config.FVorlagePfadAllgemein).exists());
+    EXPECT_EQ(config.MailServerIniFileName(), common + "Common04/KVXIni/mailserver.ini");
+
+    // An empty key means no registry lookup at all.
+    TIniFile(regpath).WriteString("Registry", "Key", "");
+    const TConfig bare;
+    EXPECT_TRUE(bare.FCommonPath.isEmpty());
+    EXPECT_TRUE(bare.FPKZPath.isEmpty());
+}
+
+TEST_F(ConfigFixture, MailServerDefaultsAndValues)
+{
+    TConfig config;
+    config.InitMailServer();  // no file: nothing changes
+    EXPECT_EQ(config.FVersandart, TVersandArt::vaStandardClient);
+    EXPECT_FALSE(config.FVerbindungVerschluesselt);
+
+    const QString sec = "0123456789ABCDEF";
+    const QString encoded = TCrypt::EncodePWDEx("s3cret", sec, 2, 6);
+    writeMailServer("[SMTP]\nHost=smtp.example.org\nPort=70001\nSecString=" + sec.toUtf8()
+                    + "\nPasswort=" + encoded.toUtf8() + "\nAbsender=a@example.org\n");
+    config.InitMailServer();
+    EXPECT_EQ(config.FHost, "smtp.example.org");
+    EXPECT_EQ(config.FPort, 70001 & 0xFFFF);   // truncated to 16 bits
+    EXPECT_EQ(config.FPass, "s3cret");
+    EXPECT_EQ(config.FUser, "a@example.org");
+    EXPECT_EQ(config.FVersandart, TVersandArt::vaStandardClient);   // SendDirekt absent
+    EXPECT_TRUE(config.FVerbindungVerschluesselt);                  // EncodedConnect absent
+
+    // What the settings save reads back unchanged.
+    config.FVersandart = TVersandArt::vaDirekt;
+    config.FPass = QString::fromUtf8("pässwörd");
+    config.FVerbindungVerschluesselt = false;
+    config.SaveMailServer();
+    TConfig reread;
+    reread.InitMailServer();
+    EXPECT_EQ(reread.FVersandart, TVersandArt::vaDirekt);
+    EXPECT_EQ(reread.FPass, QString::fromUtf8("pässwörd"));
+    EXPECT_FALSE(reread.FVerbindungVerschluesselt);
+    EXPECT_EQ(reread.FPort, 70001 & 0xFFFF);
+}
+
+// An unreadable settings file keeps the defaults and leaves a log line.
+TEST_F(ConfigFixture, UnreadableMailServerIsLogged)
+{
+    // A folder in the file's place cannot be read, whatever the rights.
+    QDir().mkpath(common + "Common04/KVXIni/mailserver.ini");
+    TConfig config;
+    config.InitMailServer();
+    EXPECT_TRUE(config.FHost.isEmpty());
+    QFile log(TLogFile::DefaultFileName(common));
+    ASSERT_TRUE(log.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(log.readAll().contains("FEHLER - "));
+}
+
+TEST_F(ConfigFixture, HelpAddressesFollowVersionAndLanguage)
+{
+    TConfig config;
+    config.SetVersion(2021);
+    EXPECT_TRUE(config.GermanHelpBase().contains("2021"));
+    EXPECT_TRUE(config.EnglishHelpBase().contains("2021"));
+    EXPECT_NE(config.GermanHelpBase(), config.EnglishHelpBase());
+    EXPECT_EQ(config.Help().BaseAddress(), config.GermanHelpBase());
+    config.SetCurrLangCode(1033);
+    EXPECT_EQ(config.Help().BaseAddress(), config.EnglishHelpBase());
+}
