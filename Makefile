@@ -33,7 +33,7 @@ test: build
 	cd $(BUILD_DIR) && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j1
 
 run: build
-	cd $(BUILD_DIR)/apps/demo-host && ./kalvex-demo-host
+	$(BUILD_DIR)/apps/demo-host/kalvex-demo-host
 
 bench: build
 	for b in $$(find $(BUILD_DIR)/bench -maxdepth 2 -type f -name 'kalvex_bench_*' -perm -u+x | sort); do \
