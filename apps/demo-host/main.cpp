@@ -5,6 +5,7 @@
 #include "kalvex/kalvex.h"
 
 #include <dlfcn.h>
+#include <sqlite3.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -53,6 +54,33 @@ fs::path executableFolder()
     return fs::read_symlink("/proc/self/exe").parent_path();
 }
 
+// The host's own address database: a few people in Persdat.
+void createDemoAddressDatabase(const fs::path& file)
+{
+    if (fs::exists(file))
+        return;
+    fs::create_directories(file.parent_path());
+    sqlite3* db = nullptr;
+    if (sqlite3_open(file.c_str(), &db) != SQLITE_OK)
+        throw std::runtime_error("cannot create " + file.string());
+    const char* sql =
+        "CREATE TABLE Persdat (GUID TEXT PRIMARY KEY, EMAIL TEXT, Vorname TEXT, Name TEXT, Firma TEXT, Firma2 TEXT);"
+        "INSERT INTO Persdat VALUES ('{6B29FC40-CA47-1067-B31D-00DD010662DA}', 'anna.schaefer@example.org', 'Anna',"
+        " 'Schäfer', 'Schäfer Hochbau GmbH', '');"
+        "INSERT INTO Persdat VALUES ('{3F2504E0-4F89-11D3-9A0C-0305E82C3301}', 'bernd.albers@example.org', 'Bernd',"
+        " 'Albers', 'Albers & Söhne', 'Tiefbau');"
+        "INSERT INTO Persdat VALUES ('{A0B1C2D3-E4F5-4A6B-8C7D-9E0F1A2B3C4D}', 'claudia.wolf@example.org', 'Claudia',"
+        " 'Wolf', 'Planungsbüro Wolf', '');";
+    char* error = nullptr;
+    const int rc = sqlite3_exec(db, sql, nullptr, nullptr, &error);
+    sqlite3_close(db);
+    if (rc != SQLITE_OK) {
+        const std::string message = error ? error : "unknown";
+        sqlite3_free(error);
+        throw std::runtime_error("demo address database: " + message);
+    }
+}
+
 // The installation a host program would find: registry file, Regpath.ini
 // next to the program, the common folder with the module's settings.
 fs::path setUpDemoInstallation()
@@ -68,6 +96,7 @@ fs::path setUpDemoInstallation()
         writeText(common / "Common04/KVXIni/mailserver.ini",
                   "[SMTP]\nSendDirekt=0\nHost=127.0.0.1\nPort=2525\nAbsender=demo@example.org\n"
                   "AbsenderName=Kalvex Demo\nEncodedConnect=0\n");
+    createDemoAddressDatabase(root / "pkz/AdressDB/AdressDB.db");
     setenv("KALVEX_REGISTRY", (root / "registry.ini").c_str(), 1);
     return root;
 }
