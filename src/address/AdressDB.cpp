@@ -152,3 +152,23 @@ QList<TAdrFieldValueList> TAdressDB::SearchPersdat(const QString& text, int limi
 }
 
 }  // namespace kalvex
+
+#include "mailinterface/Empfaenger.h"
+
+namespace kalvex {
+
+TRecipientRow ResolveRecipient(TAdressDB& adr, const TEmpfaenger2& recipient)
+{
+    TRecipientRow row{static_cast<int32_t>(recipient.FEmpfaengerTyp), recipient.FEMailAdresse, recipient.FName, {}};
+    TAdrFieldValueList record;
+    if (recipient.FTabelle.isEmpty() || !adr.RefreshRecord(recipient.FTabelle, recipient.FFeldnameGUID, recipient.FGUID, record))
+        return row;
+    QString email;
+    if (record.TryGetField(recipient.FFeldnameEMail, email))
+        row.email = email;
+    row.fullName = AdrFullName(record);
+    row.company = AdrCompany(record);
+    return row;
+}
+
+}  // namespace kalvex

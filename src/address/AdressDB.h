@@ -13,6 +13,7 @@
 #include <QString>
 #include <QUuid>
 #include <QVariant>
+#include <cstdint>
 
 class QSqlQuery;
 
@@ -68,5 +69,24 @@ private:
 // Full name and company as the distribution window shows them.
 QString AdrFullName(const TAdrFieldValueList& record);   // Vorname + " " + Name, trimmed
 QString AdrCompany(const TAdrFieldValueList& record);    // Firma + " " + Firma2, trimmed
+
+}  // namespace kalvex
+
+namespace kalvex {
+
+class TEmpfaenger2;
+
+// A recipient as the distribution window lists it.
+struct TRecipientRow {
+    int32_t typ = 0;          // TEmpfaengerTyp
+    QString email;
+    QString fullName;
+    QString company;
+};
+
+// Looks a host recipient up in the address database: the e-mail from the
+// column FFeldnameEMail, the names from Vorname/Name and Firma/Firma2. When
+// the record is not there, the stream's own address and name stand.
+TRecipientRow ResolveRecipient(TAdressDB& adr, const TEmpfaenger2& recipient);
 
 }  // namespace kalvex

@@ -1,5 +1,6 @@
 #include "entry/TMail.h"
 
+#include "address/AdressDB.h"
 #include "config/IniPlus.h"
 #include "config/KalvexError.h"
 #include "config/LanguageUnit.h"
@@ -9,6 +10,8 @@
 #include "entry/MailInterfaceTable.h"
 #include "entry/StreamAdapter.h"
 #include "entry/UiLoader.h"
+
+#include <functional>
 
 namespace kalvex {
 
@@ -25,6 +28,18 @@ QStringList splitAtSemicolon(const QString& text)
             out << piece.trimmed();
     return out;
 }
+
+// Runs the clean-up of a window-opening call however the call ends.
+class TCleanupGuard {
+public:
+    explicit TCleanupGuard(std::function<void()> cleanup) : FCleanup(std::move(cleanup)) {}
+    ~TCleanupGuard() { FCleanup(); }
+    TCleanupGuard(const TCleanupGuard&) = delete;
+    TCleanupGuard& operator=(const TCleanupGuard&) = delete;
+
+private:
+    std::function<void()> FCleanup;
+};
 
 [[noreturn]] void throwNotInitialised()
 {
@@ -106,6 +121,13 @@ void TMail::setLanguage(int32_t lang)
     config.SetCurrLangCode(FLanguageCode);
 }
 
+void TMail::openAdressDB()
+{
+    const TConfig& config = TConfig::Ensure();
+    FAdressDBWrapper = std::make_unique<TAdressDB>(config.FPKZPath);
+    FAdressDBWrapper->Load(config.FServerDBIniDir, QStringLiteral("AdressDB"), config.FVersion);
+}
+
 void TMail::prepare(uintptr_t appHandle, const QString& serverDBIniDir, const QString& sektionsName,
                     int32_t lang, int32_t version)
 {
@@ -115,6 +137,7 @@ void TMail::prepare(uintptr_t appHandle, const QString& serverDBIniDir, const QS
     config.FServerDBIniDir = serverDBIniDir;
     config.FSektionsName = sektionsName;
     config.FCurrLangCode = FLanguageCode;
+    openAdressDB();
     setLanguage(lang);
     SetApplicationHandle(appHandle);
 }
@@ -122,6 +145,7 @@ void TMail::prepare(uintptr_t appHandle, const QString& serverDBIniDir, const QS
 void TMail::cleanup()
 {
     SetApplicationHandle(FSavedAppHandle);
+    FAdressDBWrapper.reset();
     TLang::Free();
 }
 
@@ -129,24 +153,24 @@ void TMail::ShowVerteilerForm(uintptr_t appHandle, const QString& serverDBIniDir
                               const QString& /*betreff*/, const QString& /*body*/, const QString& empfaenger,
                               const QString& /*weitere*/, int32_t lang, int32_t version)
 {
+    const TCleanupGuard guard([this] { cleanup(); });
     prepare(appHandle, serverDBIniDir, sektionsName, lang, version);
     const QStringList rows = SplitRecipientsText(empfaenger);
     TLogFile::LogGlobal(true, QStringLiteral("ShowVerteilerForm: %1 Empfänger").arg(rows.size()));
-    cleanup();
 }
 
 void TMail::ShowVerteilerFormLeer(uintptr_t appHandle, const QString& serverDBIniDir, const QString& sektionsName,
                                   int32_t lang, const QString& /*startText*/, int32_t version)
 {
+    const TCleanupGuard guard([this] { cleanup(); });
     prepare(appHandle, serverDBIniDir, sektionsName, lang, version);
-    cleanup();
 }
 
 void TMail::ShowMailAdrVerwaltung(uintptr_t appHandle, const QString& serverDBIniDir, const QString& sektionsName,
                                   int32_t lang, int32_t version)
 {
+    const TCleanupGuard guard([this] { cleanup(); });
     prepare(appHandle, serverDBIniDir, sektionsName, lang, version);
-    cleanup();
 }
 
 // Deliberately unlike the other methods: the handle is installed after the
@@ -154,7 +178,9 @@ void TMail::ShowMailAdrVerwaltung(uintptr_t appHandle, const QString& serverDBIn
 void TMail::ShowMailAdrVerwaltungVersion2(uintptr_t appHandle, int32_t lang)
 {
     setLanguage(lang);
+    FAdressDBWrapper = std::make_unique<TAdressDB>(TConfig::Ensure().FPKZPath);
     SetApplicationHandle(appHandle);
+    FAdressDBWrapper.reset();
     TLang::Free();
 }
 
@@ -164,8 +190,10 @@ int32_t TMail::ShowVerteilerFormTemplate(uintptr_t appHandle, int32_t lang, cons
                                          const QString& vorlageGuid, QUuid* selected)
 {
     FSavedAppHandle = ApplicationHandle();
+    const TCleanupGuard guard([this] { cleanup(); });
     SetApplicationHandle(appHandle);
     setLanguage(lang);
+    openAdressDB();
     const QUuid art = ParseGuidText(artGuid);
     const QUuid vorlage = ParseGuidText(vorlageGuid);
     SetDatenfelder(datenfelder);
@@ -175,11 +203,13 @@ int32_t TMail::ShowVerteilerFormTemplate(uintptr_t appHandle, int32_t lang, cons
         TStreamReader reader(bytes);
         recipients.LoadFromStream(reader);
     }
+    QList<TRecipientRow> rows;
+    for (const auto& recipient : recipients)
+        rows << ResolveRecipient(*FAdressDBWrapper, *recipient);
     Q_UNUSED(art);
     Q_UNUSED(SplitAttachmentsText(anhaenge));
     if (selected)
         *selected = vorlage;
-    cleanup();
     return 0;
 }
 

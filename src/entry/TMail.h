@@ -12,8 +12,11 @@
 #include <QString>
 #include <QUuid>
 #include <atomic>
+#include <memory>
 
 namespace kalvex {
+
+class TAdressDB;
 
 // Splits the host's recipients text at ";" into trimmed, non-empty pieces.
 QStringList SplitRecipientsText(const QString& text);
@@ -85,11 +88,13 @@ private:
     void prepare(uintptr_t appHandle, const QString& serverDBIniDir, const QString& sektionsName,
                  int32_t lang, int32_t version);
     void setLanguage(int32_t lang);
+    void openAdressDB();
     void cleanup();
     void readDoFinalize();
     void finalizeOrSkipOnce();
 
     ComObject FCom;
+    std::unique_ptr<TAdressDB> FAdressDBWrapper;   // lives for one window-opening call
     std::atomic<uint32_t> FRefCount{1};
     bool doFinalize = true;
     int32_t FLanguageCode = DefaultLang;
