@@ -1,0 +1,272 @@
+#include "ui/fSetup.h"
+
+#include "config/LanguageUnit.h"
+#include "config/uConfig.h"
+#include "mailinterface/EMail.h"
+
+#include <QButtonGroup>
+#include <QCheckBox>
+#include <QDateTime>
+#include <QDialogButtonBox>
+#include <QEvent>
+#include <QFormLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QVBoxLayout>
+
+namespace kalvex {
+
+TFormSetup::TFormSetup(IUserMessages& messages, QWidget* parent) : QDialog(parent), FMessages(messages)
+{
+    setObjectName(QStringLiteral("FormSetup"));
+    buildControls();
+    translateCaptions();
+    rgVersandartClick();
+}
+
+void TFormSetup::buildControls()
+{
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(buildHeader());
+    layout->addWidget(buildVersandart());
+    layout->addWidget(buildSmtpGroup());
+    auto* buttons = new QDialogButtonBox(this);
+    btOK = buttons->addButton(QString(), QDialogButtonBox::AcceptRole);
+    btCancel = buttons->addButton(QString(), QDialogButtonBox::RejectRole);
+    btHelp = buttons->addButton(QString(), QDialogButtonBox::HelpRole);
+    connect(btOK, &QPushButton::clicked, this, &QDialog::accept);
+    connect(btCancel, &QPushButton::clicked, this, &QDialog::reject);
+    connect(btHelp, &QPushButton::clicked, this, [] {
+        if (const TConfig* config = TConfig::Instance())
+            config->Help().ShowTopic(QStringLiteral("einstellungen.html"));
+    });
+    layout->addWidget(buttons);
+}
+
+QWidget* TFormSetup::buildHeader()
+{
+    auto* header = new QWidget(this);
+    auto* box = new QVBoxLayout(header);
+    lbTitle = new QLabel(header);
+    QFont bold = lbTitle->font();
+    bold.setBold(true);
+    bold.setPointSizeF(bold.pointSizeF() * 1.3);
+    lbTitle->setFont(bold);
+    lbDescription = new QLabel(header);
+    box->addWidget(lbTitle);
+    box->addWidget(lbDescription);
+    return header;
+}
+
+QGroupBox* TFormSetup::buildVersandart()
+{
+    gbVersandart = new QGroupBox(this);
+    auto* box = new QVBoxLayout(gbVersandart);
+    rbStandardClient = new QRadioButton(gbVersandart);
+    rbDirekt = new QRadioButton(gbVersandart);
+    rgVersandart = new QButtonGroup(this);
+    rgVersandart->addButton(rbStandardClient, 0);
+    rgVersandart->addButton(rbDirekt, 1);
+    rbStandardClient->setChecked(true);
+    box->addWidget(rbStandardClient);
+    box->addWidget(rbDirekt);
+    connect(rgVersandart, &QButtonGroup::idClicked, this, [this] { rgVersandartClick(); });
+    return gbVersandart;
+}
+
+QGroupBox* TFormSetup::buildSmtpGroup()
+{
+    gbSMTP = new QGroupBox(QStringLiteral("SMTP"), this);
+    auto* form = new QFormLayout(gbSMTP);
+    EdAbsender = new QLineEdit(gbSMTP);
+    EdAbsenderName = new QLineEdit(gbSMTP);
+    EdPass = new QLineEdit(gbSMTP);
+    EdPass->setEchoMode(QLineEdit::Password);
+    EdPass->setReadOnly(true);
+    EdPass->installEventFilter(this);
+    btChangePass = new QPushButton(gbSMTP);
+    auto* passRow = new QHBoxLayout;
+    passRow->addWidget(EdPass, 1);
+    passRow->addWidget(btChangePass);
+    edSMTPFQDN = new QLineEdit(gbSMTP);
+    EdPort = new QLineEdit(gbSMTP);
+    chkEncodedConnection = new QCheckBox(gbSMTP);
+    btTestConnection = new QPushButton(gbSMTP);
+    chkExtraUser = new QCheckBox(gbSMTP);
+    edUsername = new QLineEdit(gbSMTP);
+    edUsername->setEnabled(false);
+    lbAbsender = new QLabel(gbSMTP);
+    lbAbsenderName = new QLabel(gbSMTP);
+    lbPass = new QLabel(gbSMTP);
+    lbHost = new QLabel(gbSMTP);
+    lbPort = new QLabel(gbSMTP);
+    lbUsername = new QLabel(gbSMTP);
+    form->addRow(lbAbsender, EdAbsender);
+    form->addRow(lbAbsenderName, EdAbsenderName);
+    form->addRow(lbPass, passRow);
+    form->addRow(lbHost, edSMTPFQDN);
+    form->addRow(lbPort, EdPort);
+    form->addRow(QString(), chkEncodedConnection);
+    form->addRow(QString(), chkExtraUser);
+    form->addRow(lbUsername, edUsername);
+    form->addRow(QString(), btTestConnection);
+    connect(btChangePass, &QPushButton::clicked, this, [this] { btChangePassClick(); });
+    connect(EdAbsender, &QLineEdit::textChanged, this, [this] { EdAbsenderChange(); });
+    connect(edUsername, &QLineEdit::textChanged, this, [this] { EdAbsenderChange(); });
+    connect(chkExtraUser, &QCheckBox::toggled, this, [this] { chkExtraUserClick(); });
+    connect(btTestConnection, &QPushButton::clicked, this, [this] { btTestConnectionClick(); });
+    return gbSMTP;
+}
+
+void TFormSetup::translateCaptions()
+{
+    setWindowTitle(Tx(1840, "Einstellungen"));
+    lbTitle->setText(Tx(1840, "Einstellungen"));
+    lbDescription->setText(Tx(1841, "Hier können Sie Versandart, Absender und SMTP-Server einstellen."));
+    gbVersandart->setTitle(Tx(1842, "Versandart"));
+    rbStandardClient->setText(Tx(1843, "über Standard-E-Mail-Programm"));
+    rbDirekt->setText(Tx(1844, "direkt"));
+    lbAbsender->setText(Tx(1845, "Absender-Adresse*"));
+    lbAbsenderName->setText(Tx(1846, "Absender-Name (optional)"));
+    lbPass->setText(EdPass->isReadOnly() ? Tx(190, "Passwort* (gesperrt)") : Tx(345, "Passwort*"));
+    btChangePass->setText(Tx(1847, "ändern"));
+    lbHost->setText(Tx(1848, "SMTP-Server (FQDN oder IP)*"));
+    lbPort->setText(Tx(1849, "Port*"));
+    chkEncodedConnection->setText(Tx(1850, "verschlüsselter Verbindungsaufbau"));
+    btTestConnection->setText(Tx(1851, "Verbindung testen"));
+    lbUsername->setText(Tx(1852, "Nutzername*"));
+    chkExtraUser->setText(Tx(1853, "Nutzername entspricht nicht Absenderadresse"));
+    btOK->setText(Tx(1854, "OK"));
+    btCancel->setText(Tx(1855, "Abbrechen"));
+    btHelp->setText(Tx(1856, "Hilfe"));
+}
+
+void TFormSetup::Initialize(const TConfig& config)
+{
+    (config.FVersandart == TVersandArt::vaDirekt ? rbDirekt : rbStandardClient)->setChecked(true);
+    EdAbsender->setText(config.FUser);
+    EdAbsenderName->setText(config.FAbsenderName);
+    EdPass->setText(config.FPass);
+    edSMTPFQDN->setText(config.FHost);
+    EdPort->setText(QString::number(config.FPort));
+    chkEncodedConnection->setChecked(config.FVerbindungVerschluesselt);
+    edUsername->setText(config.FUser);
+    edUsername->setText(config.FUserNotLikeMailAddress ? config.FUserName : QString());
+    chkExtraUser->setChecked(config.FUserNotLikeMailAddress);
+    chkExtraUserClick();
+    rgVersandartClick();
+}
+
+bool TFormSetup::IsDirectMode() const
+{
+    return rgVersandart->checkedId() == 1;
+}
+
+void TFormSetup::showEvent(QShowEvent* event)
+{
+    translateCaptions();
+    rgVersandartClick();
+    QDialog::showEvent(event);
+}
+
+bool TFormSetup::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == EdPass && event->type() == QEvent::FocusOut)
+        EdPassExit();
+    return QDialog::eventFilter(watched, event);
+}
+
+void TFormSetup::setSmtpControlsEnabled(bool enabled)
+{
+    for (QWidget* w : {static_cast<QWidget*>(EdAbsender), static_cast<QWidget*>(EdAbsenderName),
+                       static_cast<QWidget*>(EdPass), static_cast<QWidget*>(btChangePass),
+                       static_cast<QWidget*>(edSMTPFQDN), static_cast<QWidget*>(EdPort),
+                       static_cast<QWidget*>(chkEncodedConnection), static_cast<QWidget*>(btTestConnection),
+                       static_cast<QWidget*>(chkExtraUser)})
+        w->setEnabled(enabled);
+}
+
+// Direct mode enables the SMTP controls and draws the group caption in the
+// normal text colour; otherwise everything greys out.
+void TFormSetup::rgVersandartClick()
+{
+    const bool direct = IsDirectMode();
+    setSmtpControlsEnabled(direct);
+    QPalette pal = gbSMTP->palette();
+    pal.setColor(QPalette::WindowText, palette().color(direct ? QPalette::WindowText : QPalette::Dark));
+    gbSMTP->setPalette(pal);
+}
+
+void TFormSetup::btChangePassClick()
+{
+    EdPass->setReadOnly(false);
+    EdPass->setEchoMode(QLineEdit::Normal);
+    lbPass->setText(Tx(345, "Passwort*"));
+    EdPass->setFocus();
+}
+
+void TFormSetup::EdPassExit()
+{
+    EdPass->setEchoMode(QLineEdit::Password);
+    EdPass->setReadOnly(true);
+    lbPass->setText(Tx(190, "Passwort* (gesperrt)"));
+}
+
+// A pasted "Name <address>" keeps only the address. Always works on the
+// sender field, also when the user-name field changed.
+void TFormSetup::EdAbsenderChange()
+{
+    const QString text = EdAbsender->text();
+    if (text.isEmpty() || !text.contains(QLatin1Char('<')) || !text.contains(QLatin1Char('>')))
+        return;
+    const qsizetype open = text.indexOf(QLatin1Char('<'));
+    const qsizetype close = text.indexOf(QLatin1Char('>'));
+    EdAbsender->setText(close > open ? text.mid(open + 1, close - open - 1) : QString());
+}
+
+void TFormSetup::chkExtraUserClick()
+{
+    edUsername->setEnabled(chkExtraUser->isChecked());
+}
+
+void TFormSetup::CreateTestMail(TEMail& mail, const QString& sender)
+{
+    const QString text = Tx(1857, "Die eingestellte Verbindung wurde erfolgreich getestet");
+    mail.FDatum = DateTimeToDays(QDateTime::currentDateTime());
+    mail.FBetreff = text;
+    mail.FBodyPlain = text;
+    mail.FBodyHTML = QStringList{text.toHtmlEscaped()};
+    mail.FVon = sender;
+    mail.FAn = QStringList{sender};
+    mail.FGesendetDurch = Tx(1858, "Verbindungstest");
+}
+
+// The test always authenticates with the sender address, also when a
+// separate user name is set.
+void TFormSetup::btTestConnectionClick()
+{
+    TEMail mail;
+    CreateTestMail(mail, EdAbsender->text());
+    bool ok = false;
+    const int port = EdPort->text().toInt(&ok);
+    if (!ok) {
+        FMessages.ShowError(Tx(1859, "Der angegebene Port scheint fehlerhaft zu sein"));
+        return;
+    }
+    try {
+        if (!FTester)
+            throw std::runtime_error("no sender");
+        FTester({edSMTPFQDN->text(), EdAbsender->text(), chkEncodedConnection->isChecked(),
+                 static_cast<uint16_t>(port), EdPass->text()},
+                mail);
+        FMessages.ShowInformation(Tx(1860, "Die Verbindung wurde korrekt konfiguriert"));
+    } catch (const std::exception&) {
+        FMessages.ShowError(Tx(1861, "Die Verbindungseinstellungen scheinen fehlerhaft zu sein"));
+    }
+}
+
+}  // namespace kalvex

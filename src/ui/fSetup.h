@@ -1,0 +1,99 @@
+#pragma once
+// The settings dialog: send mode and SMTP account. It only shows, edits and
+// tests the values; the mailing run's connection-settings check reads them
+// after OK, validates and stores them.
+
+#include "config/UserMessages.h"
+
+#include <QDialog>
+#include <functional>
+
+class QButtonGroup;
+class QCheckBox;
+class QGroupBox;
+class QLabel;
+class QLineEdit;
+class QPushButton;
+class QRadioButton;
+
+namespace kalvex {
+
+class TConfig;
+class TEMail;
+
+// What the connection test hands to the sender.
+struct TSmtpTestRequest {
+    QString host;
+    QString user;
+    bool encrypted = false;
+    uint16_t port = 0;
+    QString password;
+};
+
+// Sends the test mail; raises on failure. The dialog owns neither.
+using TConnectionTester = std::function<void(const TSmtpTestRequest&, TEMail&)>;
+
+class TFormSetup : public QDialog {
+    Q_OBJECT
+
+public:
+    // messages must outlive the dialog.
+    explicit TFormSetup(IUserMessages& messages, QWidget* parent = nullptr);
+
+    void Initialize(const TConfig& config);
+    void SetConnectionTester(TConnectionTester tester) { FTester = std::move(tester); }
+    bool IsDirectMode() const;
+
+    // The control handlers, callable as the user would trigger them.
+    void rgVersandartClick();
+    void btChangePassClick();
+    void EdPassExit();
+    void EdAbsenderChange();
+    void chkExtraUserClick();
+    void btTestConnectionClick();
+
+    QRadioButton* rbStandardClient;
+    QRadioButton* rbDirekt;
+    QLineEdit* EdAbsender;
+    QLineEdit* EdAbsenderName;
+    QLineEdit* EdPass;
+    QPushButton* btChangePass;
+    QLineEdit* edSMTPFQDN;
+    QLineEdit* EdPort;
+    QCheckBox* chkEncodedConnection;
+    QPushButton* btTestConnection;
+    QLineEdit* edUsername;
+    QCheckBox* chkExtraUser;
+    QLabel* lbPass;
+    QGroupBox* gbSMTP;
+
+protected:
+    void showEvent(QShowEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void buildControls();
+    QWidget* buildHeader();
+    QGroupBox* buildVersandart();
+    QGroupBox* buildSmtpGroup();
+    void translateCaptions();
+    void setSmtpControlsEnabled(bool enabled);
+    static void CreateTestMail(TEMail& mail, const QString& sender);
+
+    IUserMessages& FMessages;
+    TConnectionTester FTester;
+    QButtonGroup* rgVersandart;
+    QGroupBox* gbVersandart;
+    QLabel* lbTitle;
+    QLabel* lbDescription;
+    QLabel* lbAbsender;
+    QLabel* lbAbsenderName;
+    QLabel* lbHost;
+    QLabel* lbPort;
+    QLabel* lbUsername;
+    QPushButton* btOK;
+    QPushButton* btCancel;
+    QPushButton* btHelp;
+};
+
+}  // namespace kalvex

@@ -1,0 +1,137 @@
+#include "config/uConfig.h"
+#include "mailinterface/EMail.h"
+#include "ui/fSetup.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <gtest/gtest.h>
+
+using namespace kalvex;
+
+namespace {
+
+QApplication& app()
+{
+    static int argc = 1;
+    static char name[] = "test_ui";
+    static char* argv[] = {name, nullptr};
+    static QApplication a(argc, argv);
+    return a;
+}
+
+TConfig directConfig()
+{
+    TConfig c;
+    c.FVersandart = TVersandArt::vaDirekt;
+    c.FUser = "absender@example.org";
+    c.FPass = "geheim";
+    c.FHost = "smtp.example.org";
+    c.FPort = 587;
+    c.FVerbindungVerschluesselt = true;
+    c.FUserNotLikeMailAddress = false;
+    c.FUserName = "login";
+    return c;
+}
+
+}  // namespace
+
+TEST(SetupDialog, SendModeRuleAndInitialValues)
+{
+    app();
+    TRecordingMessages messages;
+    TFormSetup form(messages);
+    form.Initialize(directConfig());
+    form.show();
+    EXPECT_TRUE(form.IsDirectMode());
+    EXPECT_EQ(form.EdPort->text(), "587");
+    EXPECT_EQ(form.edUsername->text(), "");   // user name only with the separate-login switch
+    EXPECT_FALSE(form.edUsername->isEnabled());
+    EXPECT_TRUE(form.btTestConnection->isEnabled());
+    form.grab().save(QString(qgetenv("KALVEX_SCREENSHOT_DIR").isEmpty() ? "/tmp" : qgetenv("KALVEX_SCREENSHOT_DIR"))
+                     + "/fsetup.png");
+
+    form.rbStandardClient->click();
+    for (QWidget* w : {static_cast<QWidget*>(form.EdAbsender), static_cast<QWidget*>(form.EdPass),
+                       static_cast<QWidget*>(form.btChangePass), static_cast<QWidget*>(form.edSMTPFQDN),
+                       static_cast<QWidget*>(form.EdPort), static_cast<QWidget*>(form.chkEncodedConnection),
+                       static_cast<QWidget*>(form.btTestConnection), static_cast<QWidget*>(form.chkExtraUser)})
+        EXPECT_FALSE(w->isEnabled()) << w->metaObject()->className();
+
+    form.rbDirekt->click();
+    form.chkExtraUser->setChecked(true);
+    EXPECT_TRUE(form.edUsername->isEnabled());
+}
+
+TEST(SetupDialog, SenderCleanUpAndPasswordLock)
+{
+    app();
+    TRecordingMessages messages;
+    TFormSetup form(messages);
+    form.Initialize(directConfig());
+    form.EdAbsender->setText("Max Muster <max@example.org>");
+    EXPECT_EQ(form.EdAbsender->text(), "max@example.org");
+    form.EdAbsender->setText("Max <max@example.org");
+    EXPECT_EQ(form.EdAbsender->text(), "Max <max@example.org");
+    form.EdAbsender->setText("a>b<c");   // closing bracket first: nothing is copied
+    EXPECT_EQ(form.EdAbsender->text(), "");
+    // The rule works on the sender field also when the user name changes.
+    form.EdAbsender->blockSignals(true);
+    form.EdAbsender->setText("X <x@example.org>");
+    form.EdAbsender->blockSignals(false);
+    form.edUsername->setText("login");
+    EXPECT_EQ(form.EdAbsender->text(), "x@example.org");
+
+    EXPECT_TRUE(form.EdPass->isReadOnly());
+    form.btChangePass->click();
+    EXPECT_FALSE(form.EdPass->isReadOnly());
+    EXPECT_EQ(form.EdPass->echoMode(), QLineEdit::Normal);
+    EXPECT_EQ(form.lbPass->text(), "Passwort*");
+    form.EdPassExit();
+    EXPECT_TRUE(form.EdPass->isReadOnly());
+    EXPECT_EQ(form.EdPass->echoMode(), QLineEdit::Password);
+    EXPECT_EQ(form.lbPass->text(), "Passwort* (gesperrt)");
+}
+
+TEST(SetupDialog, ConnectionTestMessages)
+{
+    app();
+    TRecordingMessages messages;
+    TFormSetup form(messages);
+    form.Initialize(directConfig());
+    int calls = 0;
+    TSmtpTestRequest seen;
+    QString subject;
+    form.SetConnectionTester([&](const TSmtpTestRequest& r, TEMail& mail) {
+        ++calls;
+        seen = r;
+        subject = mail.FBetreff;
+        if (r.host == "kaputt")
+            throw std::runtime_error("refused");
+    });
+    form.EdPort->setText("25a");
+    form.btTestConnectionClick();
+    EXPECT_EQ(calls, 0);
+    EXPECT_EQ(messages.Texts(TRecordingMessages::Kind::Error),
+              QStringList{"Der angegebene Port scheint fehlerhaft zu sein"});
+
+    form.EdPort->setText("2525");
+    form.chkExtraUser->setChecked(true);
+    form.edUsername->setText("anderer-login");
+    form.btTestConnectionClick();
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(seen.user, "absender@example.org");   // always the sender address
+    EXPECT_EQ(seen.port, 2525);
+    EXPECT_TRUE(seen.encrypted);
+    EXPECT_EQ(subject, "Die eingestellte Verbindung wurde erfolgreich getestet");
+    EXPECT_EQ(messages.Texts(TRecordingMessages::Kind::Information),
+              QStringList{"Die Verbindung wurde korrekt konfiguriert"});
+
+    form.edSMTPFQDN->setText("kaputt");
+    form.btTestConnectionClick();
+    EXPECT_EQ(messages.Texts(TRecordingMessages::Kind::Error).last(),
+              "Die Verbindungseinstellungen scheinen fehlerhaft zu sein");
+}
