@@ -43,8 +43,13 @@ QString helpAddress(const char* tmpl, int version)
 }  // namespace
 
 TConfig::TConfig()
+    : TConfig(TIniPlus(QStringLiteral("Regpath.ini")).ReadString(QStringLiteral("Registry"), QStringLiteral("Key"), QString()))
 {
-    setupPaths();
+}
+
+TConfig::TConfig(const QString& installKey)
+{
+    setupPaths(installKey);
     FHelp = std::make_unique<TKalvexHelp>(FCurrLangCode == 1033 ? FHelpBaseEN : FHelpBaseDE);
 }
 
@@ -65,11 +70,15 @@ void TConfig::Free()
     globalConfig().reset();
 }
 
-void TConfig::setupPaths()
+TConfig& TConfig::Install(std::unique_ptr<TConfig> config)
+{
+    globalConfig() = std::move(config);
+    return *globalConfig();
+}
+
+void TConfig::setupPaths(const QString& installKey)
 {
     FApplicationPath = ApplicationFolder();
-    const TIniPlus regpath(QStringLiteral("Regpath.ini"));
-    const QString installKey = regpath.ReadString(QStringLiteral("Registry"), QStringLiteral("Key"), QString());
     if (!installKey.isEmpty())
         readRegistryFolders(installKey);
 }
@@ -162,8 +171,7 @@ void TConfig::readMailServer(const TIniFile& ini)
 
 void TConfig::SaveMailServer()
 {
-    if (!TCrypt::IsValidSecurityString(FSecString))
-        FSecString = TCrypt::GeneratePWDSecurityString();
+    FSecString = TCrypt::GeneratePWDSecurityString();
     TIniFile ini(MailServerIniFileName());
     ini.WriteBool(kSmtp, QStringLiteral("SendDirekt"), FVersandart == TVersandArt::vaDirekt);
     ini.WriteString(kSmtp, QStringLiteral("Host"), FHost);

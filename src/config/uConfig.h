@@ -18,16 +18,22 @@ public:
     static constexpr const char* GermanHelpTemplate = "https://docs.kalvex.de/%d/de/";
     static constexpr const char* EnglishHelpTemplate = "https://docs.kalvex.de/%d/en/";
 
-    TConfig();  // runs the path set-up
+    TConfig();  // runs the path set-up with the key of Regpath.ini
+    // Path set-up with the given installation key instead of Regpath.ini's
+    // (the command line names its installation this way).
+    explicit TConfig(const QString& installKey);
 
     // Process-wide instance: Instance() may be null; Ensure() creates it.
     static TConfig* Instance();
     static TConfig& Ensure();
     static void Free();
+    static TConfig& Install(std::unique_ptr<TConfig> config);
 
     void SetVersion(int version);
     void InitMailServer();   // never raises: failures are logged
-    void SaveMailServer();   // writes the SMTP keys back, password encoded; raises on write errors
+    // Writes the SMTP keys back, the password encoded with a fresh security
+    // string; raises EKalvex on write errors.
+    void SaveMailServer();
     void SetCurrLangCode(int code);
 
     // Files below the common folder.
@@ -68,7 +74,7 @@ public:
     bool FVerifyCertificate = false;
 
 private:
-    void setupPaths();
+    void setupPaths(const QString& installKey);
     void readRegistryFolders(const QString& installKey);
     void readMailServer(const class TIniFile& ini);
     void replaceHelp();

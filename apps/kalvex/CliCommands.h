@@ -1,0 +1,33 @@
+#pragma once
+// The commands of the kalvex command line. Each takes its own arguments
+// (after the command name) and returns the process exit code.
+
+#include <QStringList>
+#include <functional>
+#include <vector>
+
+namespace kalvex::cli {
+
+enum ExitCode : int {
+    ExitOk = 0,          // everything was done (every mail handed over)
+    ExitFailed = 1,      // the work ran but failed (a mail not handed over, the test failed)
+    ExitUsage = 2,       // wrong arguments
+    ExitEnvironment = 3, // settings, store or installation could not be used
+};
+
+struct TGlobalOptions {
+    int lang = 1031;
+    QString installKey;          // instead of Regpath.ini's key
+    std::optional<bool> answer;  // --yes / --no
+};
+
+struct TCommand {
+    QString name;
+    QString summary;
+    std::function<int(const QStringList& args, const TGlobalOptions& options)> run;
+};
+
+const std::vector<TCommand>& Commands();
+int RunCommandLine(const QStringList& arguments);
+
+}  // namespace kalvex::cli
