@@ -1,0 +1,64 @@
+#include "send/ComposeModel.h"
+
+#include <QFileInfo>
+#include <QTextDocument>
+
+namespace kalvex {
+
+namespace {
+
+const QStringList& kindTexts()
+{
+    static const QStringList texts{QStringLiteral("An"), QStringLiteral("Cc"), QStringLiteral("Bcc")};
+    return texts;
+}
+
+}  // namespace
+
+QString RecipientKindText(TEmpfaengerTyp kind)
+{
+    return kindTexts().value(static_cast<int>(kind), kindTexts().first());
+}
+
+int RecipientKindIndex(const QString& text)
+{
+    return static_cast<int>(kindTexts().indexOf(text));
+}
+
+QString FormatSizeMB(double sizeMB)
+{
+    QString text = QString::asprintf("%.2f", sizeMB).replace(QLatin1Char('.'), QLatin1Char(','));
+    return text == QLatin1String("0,00") ? QStringLiteral("0,01") : text;
+}
+
+TComposeModel::TComposeModel() : FBody(std::make_unique<QTextDocument>()) {}
+
+TComposeModel::~TComposeModel() = default;
+
+bool TComposeModel::AddRecipient(const TComposeRecipient& recipient)
+{
+    for (const TComposeRecipient& r : Recipients)
+        if (r.email == recipient.email)
+            return false;
+    Recipients.push_back(recipient);
+    return true;
+}
+
+bool TComposeModel::AddAttachment(const QString& file)
+{
+    for (const TComposeAttachment& a : Attachments)
+        if (a.file == file)
+            return false;
+    Attachments.push_back({file, static_cast<double>(QFileInfo(file).size()) / (1024.0 * 1024.0)});
+    return true;
+}
+
+void TComposeModel::Clear()
+{
+    Subject.clear();
+    FBody->clear();
+    Recipients.clear();
+    Attachments.clear();
+}
+
+}  // namespace kalvex

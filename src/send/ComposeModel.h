@@ -1,0 +1,64 @@
+#pragma once
+// What the user composes: subject, formatted body, recipients with their
+// kinds, attachments and the separate flag. The distribution window and the
+// command line fill it; the mailing run reads it. It knows nothing of
+// widgets.
+
+#include "mailinterface/Empfaenger.h"
+
+#include <QString>
+#include <QStringList>
+#include <memory>
+#include <vector>
+
+class QTextDocument;
+
+namespace kalvex {
+
+struct TComposeRecipient {
+    QString email;
+    QString name;
+    QString company;
+    int32_t adressDbId = 0;
+    int32_t tmpId = 0;
+    int32_t kontaktId = 0;
+    TEmpfaengerTyp kind = TEmpfaengerTyp::elAn;
+};
+
+struct TComposeAttachment {
+    QString file;      // path, possibly behind the origin prefix
+    double sizeMB = 0;
+};
+
+// "An", "Cc", "Bcc": the texts of the recipient list column.
+QString RecipientKindText(TEmpfaengerTyp kind);
+// The position of a kind text in that list; -1 for any other text.
+int RecipientKindIndex(const QString& text);
+// Megabytes with two decimals ("%.2f", decimal comma); a file that rounds
+// to "0,00" shows "0,01".
+QString FormatSizeMB(double sizeMB);
+
+class TComposeModel {
+public:
+    TComposeModel();
+    ~TComposeModel();
+
+    QString Subject;
+    bool SeparateFlag = false;
+    std::vector<TComposeRecipient> Recipients;
+    std::vector<TComposeAttachment> Attachments;
+
+    QTextDocument& Body() { return *FBody; }
+    const QTextDocument& Body() const { return *FBody; }
+
+    // False (and nothing added) when the address is already listed.
+    bool AddRecipient(const TComposeRecipient& recipient);
+    // False when the same path is already listed; the size comes from the file.
+    bool AddAttachment(const QString& file);
+    void Clear();   // subject, body, recipients, attachments
+
+private:
+    std::unique_ptr<QTextDocument> FBody;   // owned
+};
+
+}  // namespace kalvex

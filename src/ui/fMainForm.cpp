@@ -1,0 +1,790 @@
+#include "ui/fMainForm.h"
+
+#include "config/LanguageUnit.h"
+#include "config/uConfig.h"
+#include "mailinterface/uMailInterface.h"
+#include "ui/MainFormRules.h"
+
+#include <QAction>
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QColorDialog>
+#include <QComboBox>
+#include <QDesktopServices>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QFontComboBox>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QImage>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSplitter>
+#include <QStackedWidget>
+#include <QTabWidget>
+#include <QTableWidget>
+#include <QTextCursor>
+#include <QTextDocumentFragment>
+#include <QTextEdit>
+#include <QTextList>
+#include <QTextTable>
+#include <QToolButton>
+#include <QTreeWidget>
+#include <QUrl>
+#include <QVBoxLayout>
+
+namespace kalvex {
+
+namespace {
+
+enum RecipientColumn { ColEmpfAdr, ColName, ColFirma, ColAdressDB, ColTmpID, ColKontaktID, ColEmpfListe };
+enum AttachmentColumn { ColAnhangFile, ColAnhangSize };
+
+QTableWidget* makeGrid(QWidget* parent, const QStringList& headers)
+{
+    auto* grid = new QTableWidget(0, static_cast<int>(headers.size()), parent);
+    grid->setHorizontalHeaderLabels(headers);
+    grid->setSelectionBehavior(QAbstractItemView::SelectRows);
+    grid->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    grid->verticalHeader()->setVisible(false);
+    grid->horizontalHeader()->setStretchLastSection(true);
+    return grid;
+}
+
+QTableWidgetItem* cell(const QString& text)
+{
+    return new QTableWidgetItem(text);
+}
+
+QString joinedRecipients(const TEMail& mail)
+{
+    QStringList addresses;
+    for (const auto& r : mail.FLEmpfaenger)
+        addresses << r->FAdresse;
+    if (addresses.isEmpty())
+        addresses = mail.FAn + mail.FCc + mail.FBcc;
+    return addresses.join(QStringLiteral(", "));
+}
+
+}  // namespace
+
+TMainForm::TMainForm(IUserMessages& messages, TMainFormServices services, const QString& startText, bool emptyMode,
+                     QWidget* parent)
+    : QDialog(parent), FMessages(messages), FServices(std::move(services)), FEmptyMode(emptyMode)
+{
+    setObjectName(QStringLiteral("MainForm"));
+    setWindowTitle(QStringLiteral("Kalvex"));
+    setWindowFlag(Qt::WindowMaximizeButtonHint);
+    resize(1100, 760);
+    buildActions();
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(4, 4, 4, 0);
+    buildRibbon();
+    layout->addWidget(ribbon);
+    pages = new QStackedWidget(this);
+    pages->addWidget(buildComposePage());
+    pages->addWidget(buildSentPage());
+    pages->addWidget(buildDraftsPage());
+    layout->addWidget(pages, 1);
+    auto* status = new QHBoxLayout;
+    for (QLabel*& panel : statusPanels) {
+        panel = new QLabel(this);
+        status->addWidget(panel);
+    }
+    status->addStretch(1);
+    layout->addLayout(status);
+    if (!startText.isEmpty())
+        SetBody(startText);
+    FTemplateArea->setVisible(false);   // until a template kind is set
+    if (const TConfig* config = TConfig::Instance())
+        UpdateStatusLine(*config);
+}
+
+TMainForm::~TMainForm() = default;
+
+QAction* TMainForm::makeAction(const QString& objectName, const QString& text, std::function<void()> handler)
+{
+    auto* action = new QAction(text, this);
+    action->setObjectName(objectName);
+    connect(action, &QAction::triggered, this, [handler = std::move(handler)] { handler(); });
+    return action;
+}
+
+void TMainForm::buildActions()
+{
+    barbtNewMail = makeAction("barbtNewMail", Tx(1910, "Neue E-Mail"), [this] { NewMail(); });
+    barbtSend = makeAction("barbtSend", Tx(1911, "Senden"), [this] {
+        if (FServices.send)
+            FServices.send(FModel);
+        FillMailLists();
+    });
+    barbtSpeichereEntwurf = makeAction("barbtSpeichereEntwurf", Tx(1912, "Entwurf speichern"), [this] {
+        if (FServices.storeDraft)
+            FServices.storeDraft(FModel);
+        FillMailLists();
+    });
+    barbtSelectContacts = makeAction("barbtSelectContacts", Tx(1913, "Empfänger auswählen"), [this] {
+        if (FServices.pickRecipients)
+            for (TComposeRecipient r : FServices.pickRecipients(this)) {
+                r.kind = PresetKind();
+                AddRecipientRow(r);
+            }
+    });
+    btAusAdrDBUebernehmen = makeAction("btAusAdrDBUebernehmen", Tx(1914, "Aus AdressDB übernehmen"), [this] {
+        if (FServices.pickFromAddressDatabase)
+            for (TComposeRecipient r : FServices.pickFromAddressDatabase(this)) {
+                r.kind = PresetKind();
+                AddRecipientRow(r);
+            }
+    });
+    barbtAddContactManually = makeAction("barbtAddContactManually", Tx(1915, "Empfänger manuell hinzufügen"), [] {});
+    barbtDeleteContact = makeAction("barbtDeleteContact", Tx(1916, "Empfänger entfernen"), [this] {
+        const int row = gridEmpf->currentRow();
+        if (row >= 0 && row < static_cast<int>(FModel.Recipients.size())) {
+            FModel.Recipients.erase(FModel.Recipients.begin() + row);
+            refreshRecipients();
+        }
+    });
+    barbtDeleteAllContacts = makeAction("barbtDeleteAllContacts", Tx(1917, "Alle Empfänger entfernen"), [this] {
+        FModel.Recipients.clear();
+        refreshRecipients();
+    });
+    barbtAddAttachment = makeAction("barbtAddAttachment", Tx(1918, "Hinzufügen"), [this] {
+        AddAttachmentFiles(QFileDialog::getOpenFileNames(this, Tx(1919, "Anhänge hinzufügen")));
+    });
+    barbtDeleteAttachment = makeAction("barbtDeleteAttachment", Tx(1920, "Entfernen"), [this] { DeleteSelectedAttachments(); });
+    barbtAllAttachmentDelete = makeAction("barbtAllAttachmentDelete", Tx(1921, "Alle entfernen"), [this] {
+        FModel.Attachments.clear();
+        refreshAttachments();
+    });
+    barbtTextbausteinEinfuegen = makeAction("barbtTextbausteinEinfuegen", Tx(1922, "Textbaustein einfügen"), [this] {
+        if (FServices.insertTextBlock)
+            FServices.insertTextBlock(this, *edBody);
+    });
+    btVorlagen = makeAction("btVorlagen", Tx(1923, "Vorlagen bearbeiten"), [this] {
+        if (FServices.editTemplates)
+            FServices.editTemplates(this);
+        const QUuid previous = FSelectedVorlageGUID;
+        InitializeVorlagenAuswahl(FVorlagen, FLang);
+        SetVorlagenAuswahl(previous);
+    });
+    barbtNachtrag = makeAction("barbtNachtrag", Tx(1924, "Nachtrag"), [this] {
+        if (const TEMail* mail = mailOfRow(gridGesendet)) {
+            ribbon->setCurrentIndex(0);
+            LoadMailIntoCompose(*mail);
+        }
+    });
+    barbtLoeschen = makeAction("barbtLoeschen", Tx(1925, "Löschen"), [this] {
+        if (const TEMail* mail = mailOfRow(gridGesendet); mail && FServices.deleteMail)
+            FServices.deleteMail(mail->FID);
+        FillMailLists();
+    });
+    barbtZeigeGesendeteMail = makeAction("barbtZeigeGesendeteMail", Tx(1926, "E-Mail anzeigen"), [this] {
+        if (const TEMail* mail = mailOfRow(gridGesendet); mail && FServices.showSentMail)
+            FServices.showSentMail(this, *mail);
+    });
+    barbtEntwurfBearbeiten = makeAction("barbtEntwurfBearbeiten", Tx(1927, "Entwurf bearbeiten"), [this] {
+        if (const TEMail* mail = mailOfRow(gridEntwuerfe)) {
+            ribbon->setCurrentIndex(0);
+            LoadMailIntoCompose(*mail);
+        }
+    });
+    barbtEntwurfEntfernen = makeAction("barbtEntwurfEntfernen", Tx(1928, "Entwurf entfernen"), [this] {
+        if (const TEMail* mail = mailOfRow(gridEntwuerfe); mail && FServices.deleteMail)
+            FServices.deleteMail(mail->FID);
+        FillMailLists();
+    });
+    barbtSetupConnection = makeAction("barbtSetupConnection", Tx(1929, "Verbindung"), [this] {
+        if (FServices.setupConnection && FServices.setupConnection(this))
+            if (const TConfig* config = TConfig::Instance())
+                UpdateStatusLine(*config);
+    });
+    barbtSetupDarstellung = makeAction("barbtSetupDarstellung", Tx(1930, "Darstellung"), [] {});
+    barbtHelp = makeAction("barbtHelp", Tx(1856, "Hilfe"), [] {
+        if (const TConfig* config = TConfig::Instance())
+            config->Help().ShowTopic(QStringLiteral("verteiler.html"));
+    });
+    rbbtSearch = makeAction("rbbtSearch", Tx(1931, "Suche"), [] {});
+    barbtProgrammBeenden = makeAction("barbtProgrammBeenden", Tx(1932, "Schließen"), [this] { close(); });
+    barbtBoldMain = makeAction("barbtBoldMain", Tx(1933, "Fett"), [this] {
+        edBody->setFontWeight(edBody->fontWeight() > QFont::Normal ? QFont::Normal : QFont::Bold);
+    });
+    barbtItalicMain = makeAction("barbtItalicMain", Tx(1934, "Kursiv"), [this] { edBody->setFontItalic(!edBody->fontItalic()); });
+    barbtUnderlinedMain = makeAction("barbtUnderlinedMain", Tx(1935, "Unterstrichen"), [this] {
+        edBody->setFontUnderline(!edBody->fontUnderline());
+    });
+    btUndo = makeAction("btUndo", Tx(1936, "Rückgängig"), [this] { edBody->undo(); });
+    btRedo = makeAction("btRedo", Tx(1937, "Wiederholen"), [this] { edBody->redo(); });
+    btBildEinfuegen = makeAction("btBildEinfuegen", Tx(1938, "Bild einfügen"), [this] { insertPicture(); });
+    btTabelleEinfuegen = makeAction("btTabelleEinfuegen", Tx(1939, "Tabelle einfügen"), [this] { insertTable(); });
+    btTabelle100 = makeAction("btTabelle100", QStringLiteral("100 %"), [this] { SetTableWidthTo100Percent(); });
+}
+
+void TMainForm::addGroup(QWidget* tab, const QString& caption, const QList<QAction*>& actions)
+{
+    auto* group = new QGroupBox(caption, tab);
+    auto* row = new QHBoxLayout(group);
+    for (QAction* action : actions) {
+        auto* button = new QToolButton(group);
+        button->setDefaultAction(action);
+        button->setToolButtonStyle(Qt::ToolButtonTextOnly);
+        row->addWidget(button);
+    }
+    static_cast<QHBoxLayout*>(tab->layout())->addWidget(group);
+}
+
+void TMainForm::buildRibbon()
+{
+    ribbon = new QTabWidget(this);
+    ribbon->setMaximumHeight(110);
+    auto newTab = [this](const QString& title) {
+        auto* tab = new QWidget(ribbon);
+        new QHBoxLayout(tab);
+        ribbon->addTab(tab, title);
+        return tab;
+    };
+    QWidget* general = newTab(Tx(1940, "Allgemein"));
+    addGroup(general, QString(), {barbtNewMail, barbtSend, barbtSpeichereEntwurf});
+    addGroup(general, Tx(1941, "Empfänger wählen"), {barbtSelectContacts, barbtAddContactManually, barbtDeleteContact,
+                                                     barbtDeleteAllContacts});
+    addGroup(general, Tx(1942, "Anhänge"), {barbtAddAttachment, barbtDeleteAttachment, barbtAllAttachmentDelete});
+    addGroup(general, QString(), {barbtTextbausteinEinfuegen, btVorlagen});
+    addGroup(general, QString(), {barbtProgrammBeenden, barbtHelp});
+    static_cast<QHBoxLayout*>(general->layout())->addStretch(1);
+    QWidget* sent = newTab(Tx(1943, "Gesendete E-Mails"));
+    addGroup(sent, Tx(1944, "Aktion"), {barbtNachtrag, barbtZeigeGesendeteMail, barbtLoeschen});
+    addGroup(sent, QString(), {barbtSetupDarstellung, barbtProgrammBeenden});
+    static_cast<QHBoxLayout*>(sent->layout())->addStretch(1);
+    QWidget* drafts = newTab(Tx(1945, "Entwürfe"));
+    addGroup(drafts, Tx(1945, "Entwürfe"), {barbtEntwurfBearbeiten, barbtEntwurfEntfernen});
+    addGroup(drafts, QString(), {barbtSetupDarstellung, barbtProgrammBeenden});
+    static_cast<QHBoxLayout*>(drafts->layout())->addStretch(1);
+    QWidget* format = newTab(Tx(1946, "Formatierung"));
+    barcbFontMain = new QFontComboBox(format);
+    barcbFontSizeMain = new QComboBox(format);
+    barcbFontSizeMain->setEditable(true);
+    for (int size : {8, 9, 10, 11, 12, 14, 16, 18, 20, 24, 28, 36})
+        barcbFontSizeMain->addItem(QString::number(size));
+    connect(barcbFontMain, &QFontComboBox::currentFontChanged, this,
+            [this](const QFont& f) { edBody->setFontFamily(f.family()); });
+    connect(barcbFontSizeMain, &QComboBox::textActivated, this, [this](const QString& t) { applyFontSize(t); });
+    auto* fontGroup = new QGroupBox(Tx(1947, "Schriftart"), format);
+    auto* fontRow = new QHBoxLayout(fontGroup);
+    fontRow->addWidget(barcbFontMain);
+    fontRow->addWidget(barcbFontSizeMain);
+    static_cast<QHBoxLayout*>(format->layout())->addWidget(fontGroup);
+    addGroup(format, QString(), {barbtBoldMain, barbtItalicMain, barbtUnderlinedMain});
+    addGroup(format, Tx(1948, "Steuerung"), {btUndo, btRedo});
+    addGroup(format, Tx(1949, "Bilder"), {btBildEinfuegen});
+    static_cast<QHBoxLayout*>(format->layout())->addStretch(1);
+    QWidget* table = newTab(Tx(1950, "Tabelle"));
+    addGroup(table, QString(), {btTabelleEinfuegen, btTabelle100});
+    static_cast<QHBoxLayout*>(table->layout())->addStretch(1);
+    QWidget* extras = newTab(Tx(1951, "Extras"));
+    addGroup(extras, Tx(1840, "Einstellungen"), {barbtSetupConnection, barbtSetupDarstellung, rbbtSearch});
+    static_cast<QHBoxLayout*>(extras->layout())->addStretch(1);
+    connect(ribbon, &QTabWidget::currentChanged, this, [this](int i) { onRibbonTab(i); });
+}
+
+void TMainForm::onRibbonTab(int index)
+{
+    pages->setCurrentIndex(index == 1 ? 1 : index == 2 ? 2 : 0);
+}
+
+QWidget* TMainForm::buildTemplateArea()
+{
+    FTemplateArea = new QWidget(this);
+    auto* row = new QHBoxLayout(FTemplateArea);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->addWidget(new QLabel(Tx(1952, "E-Mail-Vorlagen"), FTemplateArea));
+    cbVorlagen = new QComboBox(FTemplateArea);
+    cbVorlagen->setMinimumWidth(260);
+    row->addWidget(cbVorlagen, 1);
+    auto* edit = new QToolButton(FTemplateArea);
+    edit->setDefaultAction(btVorlagen);
+    row->addWidget(edit);
+    cbWerteEinfuegen = new QComboBox(FTemplateArea);
+    cbWerteEinfuegen->setPlaceholderText(Tx(1953, "Werte einfügen"));
+    row->addWidget(cbWerteEinfuegen);
+    connect(cbVorlagen, &QComboBox::activated, this, [this](int i) {
+        ApplyTemplate(cbVorlagen->itemData(i).toUuid());
+    });
+    connect(cbWerteEinfuegen, &QComboBox::activated, this, [this](int i) { insertFieldValue(i); });
+    return FTemplateArea;
+}
+
+QWidget* TMainForm::buildRecipientArea()
+{
+    auto* area = new QWidget(this);
+    auto* row = new QHBoxLayout(area);
+    row->setContentsMargins(0, 0, 0, 0);
+    gridEmpf = makeGrid(area, {Tx(1954, "E-Mail"), Tx(1955, "Name"), Tx(1956, "Firma"), QStringLiteral("AdressDB_ID"),
+                               QStringLiteral("tmpID"), QStringLiteral("KontaktID"), Tx(1957, "Empfängerliste")});
+    for (int hidden : {ColAdressDB, ColTmpID, ColKontaktID})
+        gridEmpf->setColumnHidden(hidden, true);
+    row->addWidget(gridEmpf, 1);
+    auto* side = new QVBoxLayout;
+    auto* plus = new QToolButton(area);
+    plus->setText(QStringLiteral("+"));
+    connect(plus, &QToolButton::clicked, barbtAddContactManually, &QAction::trigger);
+    auto* fromDb = new QToolButton(area);
+    fromDb->setDefaultAction(btAusAdrDBUebernehmen);
+    auto* choose = new QPushButton(Tx(1958, "Wählen"), area);
+    connect(choose, &QPushButton::clicked, barbtSelectContacts, &QAction::trigger);
+    auto* preset = new QGroupBox(Tx(1959, "Voreinstellung"), area);
+    auto* presetRow = new QHBoxLayout(preset);
+    for (int i = 0; i < 3; ++i) {
+        rbVoreinstellung[i] = new QRadioButton(RecipientKindText(static_cast<TEmpfaengerTyp>(i)), preset);
+        presetRow->addWidget(rbVoreinstellung[i]);
+    }
+    rbVoreinstellung[0]->setChecked(true);
+    chbSeperatSenden = new QCheckBox(Tx(1960, "separat senden"), area);
+    connect(chbSeperatSenden, &QCheckBox::toggled, this, [this](bool on) { FModel.SeparateFlag = on; });
+    for (QWidget* w : {static_cast<QWidget*>(plus), static_cast<QWidget*>(fromDb), static_cast<QWidget*>(choose),
+                       static_cast<QWidget*>(preset), static_cast<QWidget*>(chbSeperatSenden)})
+        side->addWidget(w);
+    side->addStretch(1);
+    row->addLayout(side);
+    return area;
+}
+
+QWidget* TMainForm::buildAttachmentArea()
+{
+    auto* area = new QWidget(this);
+    auto* column = new QVBoxLayout(area);
+    column->setContentsMargins(0, 0, 0, 0);
+    auto* head = new QHBoxLayout;
+    head->addWidget(new QLabel(Tx(1961, "Anhang:"), area));
+    auto* plus = new QToolButton(area);
+    plus->setText(QStringLiteral("+"));
+    connect(plus, &QToolButton::clicked, barbtAddAttachment, &QAction::trigger);
+    head->addWidget(plus);
+    head->addStretch(1);
+    column->addLayout(head);
+    gridAnhang = makeGrid(area, {Tx(1962, "Datei"), Tx(1963, "Größe (in MB)")});
+    connect(gridAnhang, &QTableWidget::cellDoubleClicked, this, [this](int row, int) { OpenAttachment(row); });
+    column->addWidget(gridAnhang);
+    return area;
+}
+
+QWidget* TMainForm::buildComposePage()
+{
+    auto* page = new QWidget(this);
+    auto* column = new QVBoxLayout(page);
+    auto* subjectRow = new QHBoxLayout;
+    subjectRow->addWidget(new QLabel(Tx(1964, "Betreff"), page));
+    edBetreff = new QLineEdit(page);
+    connect(edBetreff, &QLineEdit::textChanged, this, [this](const QString& t) { FModel.Subject = t; });
+    subjectRow->addWidget(edBetreff, 1);
+    column->addLayout(subjectRow);
+    column->addWidget(buildTemplateArea());
+    auto* splitter = new QSplitter(Qt::Vertical, page);
+    auto* upper = new QSplitter(Qt::Horizontal, splitter);
+    edBody = new QTextEdit(upper);
+    edBody->setDocument(&FModel.Body());
+    tvFelder = new QTreeWidget(upper);
+    tvFelder->setHeaderLabels({Tx(1965, "Feldname"), Tx(1966, "Wert"), Tx(1967, "Beschreibung")});
+    tvFelder->setVisible(false);
+    upper->setStretchFactor(0, 3);
+    auto* lower = new QSplitter(Qt::Horizontal, splitter);
+    lower->addWidget(buildRecipientArea());
+    lower->addWidget(buildAttachmentArea());
+    splitter->setStretchFactor(0, 3);
+    splitter->setStretchFactor(1, 1);
+    column->addWidget(splitter, 1);
+    return page;
+}
+
+QWidget* TMainForm::buildSentPage()
+{
+    auto* page = new QSplitter(Qt::Horizontal, this);
+    gridGesendet = makeGrid(page, {Tx(1968, "Nr."), QLatin1Char(' ') + Tx(1964, "Betreff"), Tx(1969, "Datum"),
+                                   Tx(1970, "Empfänger"), QStringLiteral("ID"), Tx(1971, "Gesendet durch")});
+    gridGesendetAnhang = makeGrid(page, {Tx(1972, "Anhang"), Tx(1973, "Größe"), Tx(1974, "Status")});
+    connect(gridGesendet, &QTableWidget::cellDoubleClicked, barbtZeigeGesendeteMail, &QAction::trigger);
+    connect(gridGesendet, &QTableWidget::currentCellChanged, this, [this] {
+        gridGesendetAnhang->setRowCount(0);
+        if (const TEMail* mail = mailOfRow(gridGesendet))
+            for (const auto& a : mail->FLAnhaengeBlob) {
+                const int row = gridGesendetAnhang->rowCount();
+                gridGesendetAnhang->insertRow(row);
+                gridGesendetAnhang->setItem(row, 0, cell(QFileInfo(a->FPfad).fileName()));
+                gridGesendetAnhang->setItem(row, 1, cell(FormatSizeMB(a->FDateigroesse / (1024.0 * 1024.0))));
+                gridGesendetAnhang->setItem(row, 2, cell(a->FObjekt.isEmpty() ? Tx(1975, "nicht gespeichert")
+                                                                              : Tx(1976, "gespeichert")));
+            }
+    });
+    page->setStretchFactor(0, 3);
+    return page;
+}
+
+QWidget* TMainForm::buildDraftsPage()
+{
+    gridEntwuerfe = makeGrid(this, {QLatin1Char(' ') + Tx(1964, "Betreff"), Tx(1969, "Datum"), Tx(1977, "Inhalt"),
+                                    QStringLiteral("MailID"), Tx(1970, "Empfänger"), Tx(1957, "Empfängerliste")});
+    connect(gridEntwuerfe, &QTableWidget::cellDoubleClicked, barbtEntwurfBearbeiten, &QAction::trigger);
+    return gridEntwuerfe;
+}
+
+void TMainForm::SetSubject(const QString& subject)
+{
+    edBetreff->setText(subject);
+}
+
+void TMainForm::SetBody(const QString& body)
+{
+    if (body.startsWith(QLatin1String("{\\rtf")))
+        edBody->setPlainText(body);   // replaced by the RTF reader when composing lands
+    else
+        edBody->setPlainText(body);
+}
+
+TEmpfaengerTyp TMainForm::PresetKind() const
+{
+    for (int i = 0; i < 3; ++i)
+        if (rbVoreinstellung[i]->isChecked())
+            return static_cast<TEmpfaengerTyp>(i);
+    return TEmpfaengerTyp::elAn;
+}
+
+void TMainForm::AddRecipientRow(const TComposeRecipient& recipient)
+{
+    if (FModel.AddRecipient(recipient))
+        refreshRecipients();
+}
+
+void TMainForm::EmpfaengerListePreset()
+{
+    refreshRecipients();
+}
+
+void TMainForm::refreshRecipients()
+{
+    gridEmpf->setRowCount(0);
+    for (size_t i = 0; i < FModel.Recipients.size(); ++i) {
+        const TComposeRecipient& r = FModel.Recipients[i];
+        const int row = static_cast<int>(i);
+        gridEmpf->insertRow(row);
+        gridEmpf->setItem(row, ColEmpfAdr, cell(r.email));
+        gridEmpf->setItem(row, ColName, cell(r.name));
+        gridEmpf->setItem(row, ColFirma, cell(r.company));
+        gridEmpf->setItem(row, ColAdressDB, cell(QString::number(r.adressDbId)));
+        gridEmpf->setItem(row, ColTmpID, cell(QString::number(r.tmpId)));
+        gridEmpf->setItem(row, ColKontaktID, cell(QString::number(r.kontaktId)));
+        auto* kind = new QComboBox(gridEmpf);
+        kind->addItems({RecipientKindText(TEmpfaengerTyp::elAn), RecipientKindText(TEmpfaengerTyp::elCc),
+                        RecipientKindText(TEmpfaengerTyp::elBcc)});
+        kind->setCurrentIndex(static_cast<int>(r.kind));
+        // Changed in place and posted at once.
+        connect(kind, &QComboBox::currentIndexChanged, this, [this, row](int k) {
+            if (row < static_cast<int>(FModel.Recipients.size()))
+                FModel.Recipients[static_cast<size_t>(row)].kind = static_cast<TEmpfaengerTyp>(k);
+        });
+        gridEmpf->setCellWidget(row, ColEmpfListe, kind);
+    }
+}
+
+void TMainForm::AddAttachmentFiles(const QStringList& files)
+{
+    for (const QString& file : files)
+        FModel.AddAttachment(file);
+    refreshAttachments();
+}
+
+void TMainForm::refreshAttachments()
+{
+    gridAnhang->setRowCount(0);
+    for (size_t i = 0; i < FModel.Attachments.size(); ++i) {
+        const int row = static_cast<int>(i);
+        gridAnhang->insertRow(row);
+        gridAnhang->setItem(row, ColAnhangFile, cell(FModel.Attachments[i].file));
+        gridAnhang->setItem(row, ColAnhangSize, cell(FormatSizeMB(FModel.Attachments[i].sizeMB)));
+    }
+}
+
+void TMainForm::DeleteSelectedAttachments()
+{
+    QList<int> rows;
+    for (const QModelIndex& index : gridAnhang->selectionModel()->selectedRows())
+        rows << index.row();
+    if (rows.isEmpty())
+        return;
+    const QString question = rows.size() < 2
+        ? Tx(270, "Wollen Sie den aktuell markierten Anhang wirklich aus der Liste der Anhänge entfernen?")
+        : Tx(271, "Wollen Sie die aktuell markierten Anhänge wirklich aus der Liste der Anhänge entfernen?");
+    if (!FMessages.AskYesNo(question))
+        return;
+    std::sort(rows.begin(), rows.end(), std::greater<int>());
+    for (int row : rows)
+        FModel.Attachments.erase(FModel.Attachments.begin() + row);
+    refreshAttachments();
+}
+
+void TMainForm::OpenAttachment(int row)
+{
+    if (row < 0 || row >= static_cast<int>(FModel.Attachments.size()))
+        return;
+    const QString path = StripOriginPrefix(FModel.Attachments[static_cast<size_t>(row)].file, OriginPrefix());
+    if (!QFileInfo::exists(path)) {
+        FMessages.ShowError(FileMovedMessage(path));
+        return;
+    }
+    QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+}
+
+bool TMainForm::AskSaveDraftIfNeeded()
+{
+    if (FSentFlag || (FModel.Subject.isEmpty() && FModel.Body().isEmpty()))
+        return false;
+    if (!FMessages.AskYesNo(Tx(1978, "Wollen Sie den aktuellen Entwurf speichern?")))
+        return false;
+    if (FServices.storeDraft)
+        FServices.storeDraft(FModel);
+    FillMailLists();
+    return true;
+}
+
+void TMainForm::NewMail()
+{
+    AskSaveDraftIfNeeded();
+    edBetreff->clear();
+    FModel.Clear();
+    refreshAttachments();
+    refreshRecipients();
+    if (cbVorlagen)
+        cbVorlagen->setCurrentIndex(-1);
+    rbVoreinstellung[0]->setChecked(true);
+    gridGesendet->setCurrentCell(-1, -1);
+    gridEntwuerfe->setCurrentCell(-1, -1);
+    FSentFlag = false;
+    FResultCode = -1;
+}
+
+void TMainForm::LoadMailIntoCompose(const TEMail& mail)
+{
+    const QString subject = mail.FStatus == TMailStatus::stEntwurf ? mail.FBetreff : FollowUpSubject(mail.FBetreff);
+    edBetreff->setText(subject);
+    SetBody(mail.FBodyRTF.isEmpty() ? mail.FBodyPlain : mail.FBodyRTF);
+    FModel.Attachments.clear();
+    for (const QString& file : mail.FAnhaenge)
+        FModel.AddAttachment(file);
+    FModel.Recipients.clear();
+    for (const auto& r : mail.FLEmpfaenger)
+        FModel.AddRecipient({r->FAdresse, r->FGanzerName, r->FFirma, r->FAdressDB_ID, 0, 0, r->FEmpfType});
+    refreshAttachments();
+    refreshRecipients();
+    pages->setCurrentIndex(0);
+}
+
+const TEMail* TMainForm::mailOfRow(const QTableWidget* grid) const
+{
+    const int row = grid->currentRow();
+    const TEMailListe* mails = FServices.mails ? FServices.mails() : nullptr;
+    if (row < 0 || !mails)
+        return nullptr;
+    const int idColumn = grid == gridGesendet ? 4 : 3;
+    const QTableWidgetItem* item = grid->item(row, idColumn);
+    return item ? const_cast<TEMailListe*>(mails)->FindByID(item->text().toInt()) : nullptr;
+}
+
+void TMainForm::FillMailLists()
+{
+    const TEMailListe* mails = FServices.mails ? FServices.mails() : nullptr;
+    if (!mails)
+        return;
+    fillSentList(*mails);
+    fillDraftList(*mails);
+}
+
+void TMainForm::fillSentList(const TEMailListe& mails)
+{
+    gridGesendet->setRowCount(0);
+    for (const auto& mail : mails) {
+        if (mail->FStatus == TMailStatus::stEntwurf)
+            continue;
+        const int row = gridGesendet->rowCount();
+        gridGesendet->insertRow(row);
+        gridGesendet->setItem(row, 0, cell(QString::number(row + 1)));
+        gridGesendet->setItem(row, 1, cell(mail->FBetreff));
+        gridGesendet->setItem(row, 2, cell(QLocale().toString(DaysToDateTime(mail->FDatum), QLocale::ShortFormat)));
+        gridGesendet->setItem(row, 3, cell(joinedRecipients(*mail)));
+        gridGesendet->setItem(row, 4, cell(QString::number(mail->FID)));
+        gridGesendet->setItem(row, 5, cell(mail->FGesendetDurch));
+    }
+}
+
+void TMainForm::fillDraftList(const TEMailListe& mails)
+{
+    gridEntwuerfe->setRowCount(0);
+    for (const auto& mail : mails) {
+        if (mail->FStatus != TMailStatus::stEntwurf)
+            continue;
+        const int row = gridEntwuerfe->rowCount();
+        gridEntwuerfe->insertRow(row);
+        gridEntwuerfe->setItem(row, 0, cell(ShortenForDraftList(mail->FBetreff)));
+        gridEntwuerfe->setItem(row, 1, cell(QLocale().toString(DaysToDateTime(mail->FDatum), QLocale::ShortFormat)));
+        gridEntwuerfe->setItem(row, 2, cell(ShortenForDraftList(mail->FBodyPlain)));
+        gridEntwuerfe->setItem(row, 3, cell(QString::number(mail->FID)));
+        gridEntwuerfe->setItem(row, 4, cell(joinedRecipients(*mail)));
+        QStringList kinds;
+        for (const auto& r : mail->FLEmpfaenger)
+            kinds << RecipientKindText(r->FEmpfType);
+        gridEntwuerfe->setItem(row, 5, cell(kinds.join(QStringLiteral(", "))));
+    }
+}
+
+void TMainForm::UpdateStatusLine(const TConfig& config)
+{
+    const bool direct = config.FVersandart == TVersandArt::vaDirekt;
+    const QString grey = palette().color(QPalette::Disabled, QPalette::WindowText).name();
+    const QString text = palette().color(QPalette::WindowText).name();
+    if (!direct) {
+        statusPanels[0]->setText(Tx(222, "Versandart: über Standard-E-Mail-Programm"));
+        for (int i = 1; i < 6; ++i)
+            statusPanels[i]->clear();
+        for (QLabel* p : statusPanels)
+            p->setStyleSheet(QStringLiteral("color: %1").arg(grey));
+        chbSeperatSenden->setVisible(false);
+        return;
+    }
+    statusPanels[0]->setText(QStringLiteral(" SMTP-Server: ") + config.FHost);
+    statusPanels[1]->setText(QStringLiteral("Port: ") + QString::number(config.FPort));
+    statusPanels[2]->clear();
+    statusPanels[3]->setText(QStringLiteral("Sender: ") + config.FUserName);
+    statusPanels[4]->setText(Tx(1979, "Versandart: direkt"));
+    statusPanels[5]->setText(config.FVerbindungVerschluesselt ? Tx(220, "aktiv") : Tx(221, "inaktiv"));
+    for (int i : {0, 1, 4})
+        statusPanels[i]->setStyleSheet(QStringLiteral("color: %1").arg(text));
+    statusPanels[5]->setStyleSheet(config.FVerbindungVerschluesselt ? QStringLiteral("color: green")
+                                                                     : QStringLiteral("color: red"));
+    chbSeperatSenden->setVisible(true);
+}
+
+void TMainForm::applyFontSize(const QString& text)
+{
+    bool ok = false;
+    const double size = text.toDouble(&ok);
+    if (!ok || size <= 0) {
+        FMessages.ShowError(text + Tx(1980, " ist kein gültiger Wert für die Schriftgröße"));
+        return;
+    }
+    edBody->setFontPointSize(size);
+}
+
+void TMainForm::insertPicture()
+{
+    const QString file = QFileDialog::getOpenFileName(this, Tx(1938, "Bild einfügen"), QString(),
+                                                      QStringLiteral("*.png *.jpg *.jpeg"));
+    const QImage image(file);
+    if (image.isNull())
+        return;
+    const QUrl name(QStringLiteral("kalvex-image://%1").arg(QUuid::createUuid().toString(QUuid::WithoutBraces)));
+    FModel.Body().addResource(QTextDocument::ImageResource, name, image);
+    edBody->textCursor().insertImage(name.toString());
+}
+
+void TMainForm::insertTable()
+{
+    QTextTableFormat format;
+    format.setBorder(1);
+    format.setCellPadding(3);
+    format.setWidth(QTextLength(QTextLength::PercentageLength, 100));
+    edBody->textCursor().insertTable(2, 2, format);
+}
+
+void TMainForm::SetTableWidthTo100Percent()
+{
+    QTextTable* table = edBody->textCursor().currentTable();
+    if (!table) {
+        FMessages.ShowInformation(Tx(1981, "Bitte setzen Sie den Cursor zuerst in die gewünschte Tabelle."));
+        return;
+    }
+    QTextTableFormat format = table->format();
+    const QTextLength width = format.width();
+    QString question;
+    if (width.type() == QTextLength::PercentageLength && qFuzzyCompare(width.rawValue(), 100.0)) {
+        FMessages.ShowInformation(Tx(1982, "Die Tabellenbreite ist bereits auf 100% Seitenbreite eingestellt. Die "
+                                           "Einstellung wird jetzt noch einmal geprüft und ggfs. erneut gesetzt."));
+    } else {
+        question = width.type() == QTextLength::PercentageLength
+            ? Tx(1983, "Die Tabellenbreite wird jetzt von %1% auf 100% Seitenbreite umgestellt?").arg(width.rawValue())
+            : Tx(1984, "Die Tabellenbreite wird jetzt von festen %1 cm auf 100% Seitenbreite umgestellt?")
+                  .arg(QString::number(width.rawValue() / 96.0 * 2.54, 'f', 2));
+        if (!FMessages.AskYesNo(question))
+            return;
+    }
+    format.setWidth(QTextLength(QTextLength::PercentageLength, 100));
+    table->setFormat(format);
+}
+
+void TMainForm::InitializeVorlagenAuswahl(const TProgrammVorlageListe* templates, int32_t lang)
+{
+    FVorlagen = templates;
+    FLang = lang;
+    cbVorlagen->clear();
+    FTemplateArea->setVisible(!FVorlageArtGUID.isNull());
+    if (!templates)
+        return;
+    for (const auto& t : *templates)
+        if (t->FArt == FVorlageArtGUID || t->FArt == GeneralKindGUID())
+            cbVorlagen->addItem(t->GetName(lang), t->FGUID);
+    cbVorlagen->setCurrentIndex(-1);
+    fillFieldTree();
+}
+
+void TMainForm::SetVorlagenAuswahl(const QUuid& vorlage)
+{
+    const int index = cbVorlagen->findData(vorlage);
+    cbVorlagen->setCurrentIndex(index);
+    if (index >= 0)
+        ApplyTemplate(vorlage);
+}
+
+void TMainForm::ApplyTemplate(const QUuid& vorlage)
+{
+    FSelectedVorlageGUID = vorlage;
+    const TProgrammVorlage* t = FVorlagen ? const_cast<TProgrammVorlageListe*>(FVorlagen)->FindByGUID(vorlage) : nullptr;
+    if (!t)
+        return;
+    QString subject = t->FBetreff;
+    QString body = t->FBody;
+    if (FFelder) {
+        TProgrammVorlage::ReplaceGuidToFeldnamen(FLang, t->FBetreff, subject, *FFelder);
+        TProgrammVorlage::ReplaceGuidToFeldnamen(FLang, t->FBody, body, *FFelder);
+    }
+    edBetreff->setText(subject);
+    SetBody(body);
+}
+
+void TMainForm::fillFieldTree()
+{
+    tvFelder->clear();
+    cbWerteEinfuegen->clear();
+    if (!FFelder)
+        return;
+    for (const auto& field : FFelder->FEinfachListe) {
+        const QString name = field->GetFeldname(FLang);
+        new QTreeWidgetItem(tvFelder, {name, field->FWert, field->GetBeschreibung(FLang)});
+        cbWerteEinfuegen->addItem(name);
+    }
+    cbWerteEinfuegen->setCurrentIndex(-1);
+}
+
+void TMainForm::insertFieldValue(int index)
+{
+    if (index >= 0)
+        edBody->textCursor().insertText(QLatin1Char('<') + cbWerteEinfuegen->itemText(index) + QLatin1Char('>'));
+    cbWerteEinfuegen->setCurrentIndex(-1);
+}
+
+void TMainForm::closeEvent(QCloseEvent* event)
+{
+    AskSaveDraftIfNeeded();
+    QDialog::closeEvent(event);
+}
+
+}  // namespace kalvex

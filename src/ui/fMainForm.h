@@ -1,0 +1,180 @@
+#pragma once
+// The distribution window: ribbon, compose page, sent-mail and drafts
+// pages, status line. It edits a TComposeModel; sending, storing and the
+// lists go through TMainFormServices so the window stays a view.
+//
+// Lifetime: created for one window-opening call and freed after it closes.
+
+#include "config/UserMessages.h"
+#include "send/ComposeModel.h"
+
+#include <QDialog>
+#include <QUuid>
+#include <functional>
+
+class QAction;
+class QCheckBox;
+class QComboBox;
+class QFontComboBox;
+class QLabel;
+class QLineEdit;
+class QRadioButton;
+class QStackedWidget;
+class QTabWidget;
+class QTableWidget;
+class QTextEdit;
+class QToolButton;
+class QTreeWidget;
+class QGroupBox;
+
+namespace kalvex {
+
+class TConfig;
+class TEMail;
+class TEMailListe;
+class TFelder;
+class TProgrammVorlageListe;
+
+// What the window asks of the rest of the module. Any hook may be empty.
+struct TMainFormServices {
+    std::function<void(TComposeModel&)> send;               // the mailing run
+    std::function<void(TComposeModel&)> storeDraft;         // "Entwurf speichern"
+    std::function<void(int32_t mailId)> deleteMail;         // sent mail or draft
+    std::function<const TEMailListe*()> mails;              // sent mails and drafts
+    std::function<bool(QWidget*)> setupConnection;          // settings dialog + check; true when changed
+    std::function<void(QWidget*)> editTemplates;            // template manager
+    std::function<void(QWidget*, QTextEdit&)> insertTextBlock;
+    std::function<QList<TComposeRecipient>(QWidget*)> pickRecipients;          // "Empfänger auswählen"
+    std::function<QList<TComposeRecipient>(QWidget*)> pickFromAddressDatabase; // "Aus AdressDB übernehmen"
+    std::function<void(QWidget*, const TEMail&)> showSentMail;
+};
+
+class TMainForm : public QDialog {
+    Q_OBJECT
+
+public:
+    // messages and services must outlive the window.
+    TMainForm(IUserMessages& messages, TMainFormServices services, const QString& startText, bool emptyMode,
+              QWidget* parent = nullptr);
+    ~TMainForm() override;
+
+    TComposeModel& Model() { return FModel; }
+    void SetSubject(const QString& subject);
+    void SetBody(const QString& body);   // RTF or plain text
+    void SetFelder(const TFelder* felder) { FFelder = felder; }
+
+    // Template area.
+    QUuid FVorlageArtGUID;
+    QUuid FSelectedVorlageGUID;
+    int32_t FExitCode = 0;
+    void InitializeVorlagenAuswahl(const TProgrammVorlageListe* templates, int32_t lang);
+    void SetVorlagenAuswahl(const QUuid& vorlage);
+    void ApplyTemplate(const QUuid& vorlage);
+
+    // Recipients and attachments.
+    void AddRecipientRow(const TComposeRecipient& recipient);   // duplicates dropped
+    void EmpfaengerListePreset();
+    void AddAttachmentFiles(const QStringList& files);
+    void DeleteSelectedAttachments();
+    void OpenAttachment(int row);
+    TEmpfaengerTyp PresetKind() const;
+
+    // Commands that tests and the ribbon trigger.
+    void NewMail();
+    void LoadMailIntoCompose(const TEMail& mail);
+    void FillMailLists();
+    void UpdateStatusLine(const TConfig& config);
+    void SetTableWidthTo100Percent();
+    bool AskSaveDraftIfNeeded();
+
+    QLineEdit* edBetreff;
+    QTextEdit* edBody;
+    QTableWidget* gridAnhang;
+    QTableWidget* gridEmpf;
+    QTableWidget* gridGesendet;
+    QTableWidget* gridGesendetAnhang;
+    QTableWidget* gridEntwuerfe;
+    QComboBox* cbVorlagen;
+    QComboBox* cbWerteEinfuegen;
+    QTreeWidget* tvFelder;
+    QCheckBox* chbSeperatSenden;
+    QRadioButton* rbVoreinstellung[3];
+    QTabWidget* ribbon;
+    QStackedWidget* pages;
+    QLabel* statusPanels[6];
+    bool FSentFlag = false;
+    int32_t FResultCode = -1;
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    void buildActions();
+    void buildRibbon();
+    QWidget* buildComposePage();
+    QWidget* buildSentPage();
+    QWidget* buildDraftsPage();
+    QWidget* buildTemplateArea();
+    QWidget* buildRecipientArea();
+    QWidget* buildAttachmentArea();
+    void addGroup(QWidget* tab, const QString& caption, const QList<QAction*>& actions);
+    QAction* makeAction(const QString& objectName, const QString& text, std::function<void()> handler);
+    void refreshRecipients();
+    void refreshAttachments();
+    void fillSentList(const TEMailListe& mails);
+    void fillDraftList(const TEMailListe& mails);
+    const TEMail* mailOfRow(const QTableWidget* grid) const;
+    void onRibbonTab(int index);
+    void applyFontSize(const QString& text);
+    void insertPicture();
+    void insertTable();
+    void fillFieldTree();
+    void insertFieldValue(int index);
+
+    IUserMessages& FMessages;
+    TMainFormServices FServices;
+    TComposeModel FModel;
+    const TFelder* FFelder = nullptr;                   // the host's fields, not owned
+    const TProgrammVorlageListe* FVorlagen = nullptr;   // not owned
+    int32_t FLang = 1031;
+    bool FEmptyMode = false;
+    QWidget* FTemplateArea = nullptr;
+
+public:
+    // The commands, named as the ribbon names them.
+    QAction* barbtNewMail;
+    QAction* barbtSend;
+    QAction* barbtSpeichereEntwurf;
+    QAction* barbtSelectContacts;
+    QAction* btAusAdrDBUebernehmen;
+    QAction* barbtAddContactManually;
+    QAction* barbtDeleteContact;
+    QAction* barbtDeleteAllContacts;
+    QAction* barbtAddAttachment;
+    QAction* barbtDeleteAttachment;
+    QAction* barbtAllAttachmentDelete;
+    QAction* barbtTextbausteinEinfuegen;
+    QAction* btVorlagen;
+    QAction* barbtNachtrag;
+    QAction* barbtLoeschen;
+    QAction* barbtZeigeGesendeteMail;
+    QAction* barbtEntwurfBearbeiten;
+    QAction* barbtEntwurfEntfernen;
+    QAction* barbtSetupConnection;
+    QAction* barbtSetupDarstellung;
+    QAction* barbtHelp;
+    QAction* rbbtSearch;
+    QAction* barbtProgrammBeenden;
+    QAction* barbtBoldMain;
+    QAction* barbtItalicMain;
+    QAction* barbtUnderlinedMain;
+    QAction* btUndo;
+    QAction* btRedo;
+    QAction* btBildEinfuegen;
+    QAction* btTabelleEinfuegen;
+    QAction* btTabelle100;
+    QFontComboBox* barcbFontMain;
+    QComboBox* barcbFontSizeMain;
+};
+
+}  // namespace kalvex
