@@ -155,8 +155,8 @@ void TConfig::InitMailServer()
 // Reads in the documented order: the security string before the password.
 void TConfig::readMailServer(const TIniFile& ini)
 {
-    FVersandart = ini.ReadBool(kSmtp, QStringLiteral("SendDirekt"), false) ? TVersandArt::vaDirekt
-                                                                         : TVersandArt::vaStandardClient;
+    FSendDirekt = ini.ReadInteger(kSmtp, QStringLiteral("SendDirekt"), 0);
+    FVersandart = FSendDirekt != 0 ? TVersandArt::vaDirekt : TVersandArt::vaStandardClient;
     FHost = ini.ReadString(kSmtp, QStringLiteral("Host"), QString());
     FPort = static_cast<uint16_t>(ini.ReadInteger(kSmtp, QStringLiteral("Port"), 0));
     FSecString = ini.ReadString(kSmtp, QStringLiteral("SecString"), FSecString);
@@ -173,7 +173,8 @@ void TConfig::SaveMailServer()
 {
     FSecString = TCrypt::GeneratePWDSecurityString();
     TIniFile ini(MailServerIniFileName());
-    ini.WriteBool(kSmtp, QStringLiteral("SendDirekt"), FVersandart == TVersandArt::vaDirekt);
+    FSendDirekt = FVersandart == TVersandArt::vaDirekt ? 1 : 0;
+    ini.WriteInteger(kSmtp, QStringLiteral("SendDirekt"), FSendDirekt);
     ini.WriteString(kSmtp, QStringLiteral("Host"), FHost);
     ini.WriteInteger(kSmtp, QStringLiteral("Port"), FPort);
     ini.WriteString(kSmtp, QStringLiteral("SecString"), FSecString);

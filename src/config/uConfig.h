@@ -61,6 +61,7 @@ public:
     QString FPass;
     QString FUser;
     TVersandArt FVersandart = TVersandArt::vaStandardClient;
+    int32_t FSendDirekt = 0;   // the stored SendDirekt value as it stands (0, 1, or anything else)
     bool FVerbindungVerschluesselt = false;
     QString FAbsenderName;
     bool FUserNotLikeMailAddress = false;

@@ -166,6 +166,17 @@ void TEMail::SetStatus(TMailStatus status)
     FStatusStr = MailStatusText(status);
 }
 
+void TEMail::Convert()
+{
+    FAn.clear();
+    FCc.clear();
+    FBcc.clear();
+    for (const auto& r : FLEmpfaenger) {
+        QStringList& list = r->FEmpfType == TEmpfaengerTyp::elCc ? FCc : r->FEmpfType == TEmpfaengerTyp::elBcc ? FBcc : FAn;
+        list << r->FAdresse;
+    }
+}
+
 void TEMail::SaveToStream(TStreamWriter& w) const
 {
     w.WriteInteger(KStreamVersion);

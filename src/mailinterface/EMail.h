@@ -73,6 +73,8 @@ public:
 class TEMail {
 public:
     void SetStatus(TMailStatus status);   // keeps FStatusStr in step
+    // Fills the To, Cc and Bcc lists from the recipient rows, in row order.
+    void Convert();
     // FStatusStr and FSeperatSenden do not travel.
     void SaveToStream(TStreamWriter& w) const;
     void LoadFromStream(TStreamReader& r);

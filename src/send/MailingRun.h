@@ -1,0 +1,84 @@
+#pragma once
+// The mailing run behind "Senden" and "Entwurf speichern": builds mail
+// records from the compose model, hands them to SMTP or to the desktop's
+// mail program, records them, and tells the user the outcome. It speaks to
+// the user only through IUserMessages.
+//
+// The transports are created through TMailingRunDeps, one object per mail,
+// so the run does not depend on how they are built.
+
+#include "config/UserMessages.h"
+#include "send/ComposeModel.h"
+
+#include <QString>
+#include <functional>
+#include <memory>
+
+class QTextDocument;
+
+namespace kalvex {
+
+class TConfig;
+class TEMail;
+
+class ISmtpSender {
+public:
+    virtual ~ISmtpSender() = default;
+    virtual void Setup(const QString& host, const QString& user, bool encrypted, uint16_t port,
+                       const QString& password) = 0;
+    virtual bool SendMail(TEMail& mail) = 0;   // raises on failure
+};
+
+class IMailClientHandOver {
+public:
+    virtual ~IMailClientHandOver() = default;
+    virtual void SetBetrifft(const QString& subject) = 0;
+    virtual void SetMailtext(const QString& text) = 0;
+    virtual void AddDestAdr(const QString& address, int recipientClass) = 0;   // 1 To, 2 Cc, 3 Bcc
+    virtual void AddAttachment(const QString& path) = 0;
+    virtual int CallMailClient() = 0;   // the MAPI result code
+};
+
+struct TMailingRunDeps {
+    std::function<std::unique_ptr<ISmtpSender>()> newSmtpSender;
+    std::function<std::unique_ptr<IMailClientHandOver>()> newMailClient;
+    // kind 1 = draft, 2 = sent: writes the mail and keeps it in the list.
+    std::function<void(TEMail& mail, int kind)> storeMail;
+    std::function<QString(const QTextDocument&)> toRtf;    // the body as RTF
+    std::function<QStringList(const QTextDocument&)> toHtmlLines;
+};
+
+// Send mode from SendDirekt: 0 none, 1 default mail program, 2 direct.
+int SendModeOf(int sendDirekt);
+
+class TMailingRun {
+public:
+    // All references must outlive the run.
+    TMailingRun(TComposeModel& model, IUserMessages& messages, TConfig& config, TMailingRunDeps deps);
+
+    void SendClick();
+    void SaveDraft();
+    void BuildMail(TEMail& mail, const QString& singleAddress);
+    bool SendViaMailClient(TEMail& mail, bool log);
+    bool SendDirect(TEMail& mail, bool log);
+    bool CheckSeparateAllowed();
+    void NewMail();   // the result code goes back to -1
+
+    bool FSentFlag = false;
+    int32_t FResultCode = -1;   // 0 sent, 1 cancelled, other failed; carried over between runs
+    bool FSuccessFlag = false;
+    QString FOriginPrefix;
+
+private:
+    void sendOne();
+    void sendSeparately();
+    bool checkRecipientsForMailClient(IMailClientHandOver& client);
+    void storeMail(TEMail& mail, int kind);
+
+    TComposeModel& FModel;
+    IUserMessages& FMessages;
+    TConfig& FConfig;
+    TMailingRunDeps FDeps;
+};
+
+}  // namespace kalvex
