@@ -176,6 +176,11 @@ int main(int argc, char** argv)
 {
     try {
         const fs::path root = setUpDemoInstallation();
+        // Without a display nobody can close the window: let it close itself.
+        if (!std::getenv("DISPLAY") && !std::getenv("WAYLAND_DISPLAY")) {
+            setenv("KALVEX_AUTOCLOSE", "1", 0);
+            std::printf("no display: windows close as soon as they open (KALVEX_AUTOCLOSE=1)\n");
+        }
         const char* path = argc > 1 ? argv[1] : KALVEX_LIBRARY_PATH;
         Library lib(path);
         std::printf("Kalvex demo host: %s\ndemo installation: %s\n\n", path, root.c_str());

@@ -6,10 +6,11 @@
 #include "config/LanguageUnit.h"
 #include "config/LogFileUnit.h"
 #include "config/uConfig.h"
-#include "entry/AppHandle.h"
+#include "config/AppHandle.h"
 #include "entry/MailInterfaceTable.h"
 #include "entry/StreamAdapter.h"
 #include "entry/UiLoader.h"
+#include "entry/WindowWiring.h"
 
 #include <functional>
 
@@ -150,20 +151,30 @@ void TMail::cleanup()
 }
 
 void TMail::ShowVerteilerForm(uintptr_t appHandle, const QString& serverDBIniDir, const QString& sektionsName,
-                              const QString& /*betreff*/, const QString& /*body*/, const QString& empfaenger,
+                              const QString& betreff, const QString& body, const QString& empfaenger,
                               const QString& /*weitere*/, int32_t lang, int32_t version)
 {
     const TCleanupGuard guard([this] { cleanup(); });
     prepare(appHandle, serverDBIniDir, sektionsName, lang, version);
-    const QStringList rows = SplitRecipientsText(empfaenger);
-    TLogFile::LogGlobal(true, QStringLiteral("ShowVerteilerForm: %1 Empfänger").arg(rows.size()));
+    TDistributionWindowSetup setup;
+    setup.subject = betreff;
+    setup.body = body;
+    setup.lang = FLanguageCode;
+    for (const QString& address : SplitRecipientsText(empfaenger))
+        setup.recipients << TComposeRecipient{address, {}, {}, 0, 0, 0, TEmpfaengerTyp::elAn};
+    RunDistributionWindow(setup);
 }
 
 void TMail::ShowVerteilerFormLeer(uintptr_t appHandle, const QString& serverDBIniDir, const QString& sektionsName,
-                                  int32_t lang, const QString& /*startText*/, int32_t version)
+                                  int32_t lang, const QString& startText, int32_t version)
 {
     const TCleanupGuard guard([this] { cleanup(); });
     prepare(appHandle, serverDBIniDir, sektionsName, lang, version);
+    TDistributionWindowSetup setup;
+    setup.startText = startText;
+    setup.emptyMode = true;
+    setup.lang = FLanguageCode;
+    RunDistributionWindow(setup);
 }
 
 void TMail::ShowMailAdrVerwaltung(uintptr_t appHandle, const QString& serverDBIniDir, const QString& sektionsName,
@@ -184,8 +195,8 @@ void TMail::ShowMailAdrVerwaltungVersion2(uintptr_t appHandle, int32_t lang)
     TLang::Free();
 }
 
-int32_t TMail::ShowVerteilerFormTemplate(uintptr_t appHandle, int32_t lang, const QString& /*betreff*/,
-                                         const QString& /*body*/, IStream* empfaenger, IStream* datenfelder,
+int32_t TMail::ShowVerteilerFormTemplate(uintptr_t appHandle, int32_t lang, const QString& betreff,
+                                         const QString& body, IStream* empfaenger, IStream* datenfelder,
                                          const QString& anhaenge, const QString& artGuid,
                                          const QString& vorlageGuid, QUuid* selected)
 {
@@ -203,14 +214,23 @@ int32_t TMail::ShowVerteilerFormTemplate(uintptr_t appHandle, int32_t lang, cons
         TStreamReader reader(bytes);
         recipients.LoadFromStream(reader);
     }
-    QList<TRecipientRow> rows;
-    for (const auto& recipient : recipients)
-        rows << ResolveRecipient(*FAdressDBWrapper, *recipient);
-    Q_UNUSED(art);
-    Q_UNUSED(SplitAttachmentsText(anhaenge));
+    TDistributionWindowSetup setup;
+    setup.subject = betreff;
+    setup.body = body;
+    setup.art = art;
+    setup.vorlage = vorlage;
+    setup.felder = &FFelder;
+    setup.lang = FLanguageCode;
+    for (const auto& recipient : recipients) {
+        const TRecipientRow row = ResolveRecipient(*FAdressDBWrapper, *recipient);
+        setup.recipients << TComposeRecipient{row.email, row.fullName, row.company, 0, 0, 0,
+                                              static_cast<TEmpfaengerTyp>(row.typ)};
+    }
+    setup.attachments = SplitAttachmentsText(anhaenge);
+    const TDistributionWindowResult result = RunDistributionWindow(setup);
     if (selected)
-        *selected = vorlage;
-    return 0;
+        *selected = result.selectedVorlage;
+    return result.exitCode;
 }
 
 void TMail::InitInterface(const QString& /*databaseFolder*/, const QString& serverDBIniDir,
@@ -226,8 +246,11 @@ void TMail::InitInterface(const QString& /*databaseFolder*/, const QString& serv
 
 void TMail::SetDatenfelder(IStream* stream)
 {
-    if (stream)
-        throwNotInitialised();
+    if (!stream)
+        return;
+    const QByteArray bytes = ReadAllFromStream(stream);
+    TStreamReader reader(bytes);
+    FFelder.LoadFromStream(reader);
 }
 
 void TMail::LoadEMailListe(IStream* stream)

@@ -95,6 +95,7 @@ private:
 
     ComObject FCom;
     std::unique_ptr<TAdressDB> FAdressDBWrapper;   // lives for one window-opening call
+    TFelder FFelder;                                // the host's data fields (SetDatenfelder)
     std::atomic<uint32_t> FRefCount{1};
     bool doFinalize = true;
     int32_t FLanguageCode = DefaultLang;

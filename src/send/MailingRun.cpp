@@ -1,5 +1,6 @@
 #include "send/MailingRun.h"
 
+#include "config/KalvexError.h"
 #include "config/LanguageUnit.h"
 #include "config/LogFileUnit.h"
 #include "config/uConfig.h"
@@ -147,6 +148,8 @@ bool TMailingRun::checkRecipientsForMailClient(IMailClientHandOver& client)
 bool TMailingRun::SendViaMailClient(TEMail& mail, bool log)
 {
     try {
+        if (!FDeps.newMailClient)
+            throw EKalvex(Tx(1992, "Die Übergabe an das E-Mail-Programm ist nicht verfügbar."));
         std::unique_ptr<IMailClientHandOver> client = FDeps.newMailClient();
         client->SetBetrifft(FModel.Subject);
         client->SetMailtext(FModel.Body().toPlainText());
@@ -173,6 +176,8 @@ bool TMailingRun::SendViaMailClient(TEMail& mail, bool log)
 bool TMailingRun::SendDirect(TEMail& mail, bool log)
 {
     try {
+        if (!FDeps.newSmtpSender)
+            throw EKalvex(Tx(1993, "Der direkte Versand ist nicht verfügbar."));
         std::unique_ptr<ISmtpSender> sender = FDeps.newSmtpSender();
         mail.FVon = FConfig.FUser;
         sender->Setup(FConfig.FHost, FConfig.FUser, FConfig.FVerbindungVerschluesselt, FConfig.FPort, FConfig.FPass);

@@ -59,6 +59,7 @@ public:
     ~TMainForm() override;
 
     TComposeModel& Model() { return FModel; }
+    void SetServices(TMainFormServices services) { FServices = std::move(services); }
     void SetSubject(const QString& subject);
     void SetBody(const QString& body);   // RTF or plain text
     void SetFelder(const TFelder* felder) { FFelder = felder; }

@@ -1,4 +1,4 @@
-#include "entry/AppHandle.h"
+#include "config/AppHandle.h"
 
 namespace kalvex {
 

@@ -1,0 +1,60 @@
+#include "entry/WindowWiring.h"
+
+#include "config/uConfig.h"
+#include "send/MailingRun.h"
+#include "ui/MessageBoxes.h"
+#include "ui/WindowRunner.h"
+#include "ui/fMainForm.h"
+
+namespace kalvex {
+
+namespace {
+
+TMailingRunDeps makeRunDeps()
+{
+    return TMailingRunDeps{};
+}
+
+TMainFormServices makeServices(TMailingRun& run)
+{
+    TMainFormServices services;
+    services.send = [&run](TComposeModel&) { run.SendClick(); };
+    services.storeDraft = [&run](TComposeModel&) { run.SaveDraft(); };
+    return services;
+}
+
+void fillWindow(TMainForm& window, const TDistributionWindowSetup& setup)
+{
+    window.SetSubject(setup.subject);
+    if (!setup.body.isEmpty())
+        window.SetBody(setup.body);
+    window.SetFelder(setup.felder);
+    window.FVorlageArtGUID = setup.art;
+    window.InitializeVorlagenAuswahl(nullptr, setup.lang);
+    if (!setup.vorlage.isNull())
+        window.SetVorlagenAuswahl(setup.vorlage);
+    for (const TComposeRecipient& r : setup.recipients)
+        window.Model().AddRecipient(r);
+    window.EmpfaengerListePreset();
+    window.AddAttachmentFiles(setup.attachments);
+}
+
+}  // namespace
+
+TDistributionWindowResult RunDistributionWindow(const TDistributionWindowSetup& setup)
+{
+    TMessageBoxes messages;
+    TMainForm window(messages, {}, setup.startText, setup.emptyMode);
+    TMailingRun run(window.Model(), messages, TConfig::Ensure(), makeRunDeps());
+    window.SetServices(makeServices(run));
+    fillWindow(window, setup);
+    RunModal(window);
+    TDistributionWindowResult result;
+    result.exitCode = window.FExitCode;
+    result.selectedVorlage = window.FSelectedVorlageGUID;
+    if (result.selectedVorlage.isNull())
+        result.selectedVorlage = setup.vorlage;
+    return result;
+}
+
+}  // namespace kalvex

@@ -1,0 +1,38 @@
+#pragma once
+// The composition root of the windows: builds the distribution window with
+// the mailing run, the transports, the store and the companion windows, and
+// runs it modally. Only the entry knows every subsystem.
+
+#include "address/AdressDB.h"
+#include "send/ComposeModel.h"
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+#include <QUuid>
+
+namespace kalvex {
+
+class TFelder;
+
+struct TDistributionWindowSetup {
+    QString startText;
+    bool emptyMode = false;
+    QString subject;
+    QString body;
+    QUuid art;                          // template kind; null hides the template area
+    QUuid vorlage;                      // preselected template, or null
+    QList<TComposeRecipient> recipients;
+    QStringList attachments;
+    const TFelder* felder = nullptr;    // the host's fields, not owned
+    int32_t lang = 1031;
+};
+
+struct TDistributionWindowResult {
+    int32_t exitCode = 0;
+    QUuid selectedVorlage;
+};
+
+TDistributionWindowResult RunDistributionWindow(const TDistributionWindowSetup& setup);
+
+}  // namespace kalvex
