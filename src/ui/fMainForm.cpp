@@ -4,6 +4,8 @@
 #include "config/uConfig.h"
 #include "mailinterface/uMailInterface.h"
 #include "ui/MainFormRules.h"
+#include "ui/WindowRunner.h"
+#include "ui/fAdresseManuell.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -141,7 +143,14 @@ void TMainForm::buildActions()
                 AddRecipientRow(r);
             }
     });
-    barbtAddContactManually = makeAction("barbtAddContactManually", Tx(1915, "Empfänger manuell hinzufügen"), [] {});
+    barbtAddContactManually = makeAction("barbtAddContactManually", Tx(1915, "Empfänger manuell hinzufügen"), [this] {
+        TFormAdresseManuell dialog(this);
+        if (RunModal(dialog) != QDialog::Accepted)
+            return;
+        TComposeRecipient r = dialog.Recipient();
+        r.kind = PresetKind();
+        AddRecipientRow(r);
+    });
     barbtDeleteContact = makeAction("barbtDeleteContact", Tx(1916, "Empfänger entfernen"), [this] {
         const int row = gridEmpf->currentRow();
         if (row >= 0 && row < static_cast<int>(FModel.Recipients.size())) {

@@ -83,3 +83,15 @@ TEST(Records, ListsSortByNameInTheirLanguage)
     EXPECT_TRUE(kinds.ProgrammVorlageArtVorhanden(kinds[1].FGUID));
     EXPECT_EQ(kinds.GetProgrammVorlageArt(QUuid::createUuid()), nullptr);
 }
+
+#include "mailinterface/MailAddress.h"
+
+TEST(Records, AddressPlausibility)
+{
+    for (const char* good : {"anna@example.org", "a.b-c+d@sub.example.co.uk", "müller@bau.de"})
+        EXPECT_TRUE(IsValidEMailAddress(QString::fromUtf8(good))) << good;
+    for (const char* bad : {"", "anna", "anna@", "@example.org", "anna@example", "anna@@example.org",
+                            "anna example@x.org", "a@x.org\r\nBcc: evil@x.org", "a@x.org\n", "a\t@x.org",
+                            "Anna <anna@x.org>", "a..b@x.org", "a@x..org"})
+        EXPECT_FALSE(IsValidEMailAddress(QString::fromUtf8(bad))) << bad;
+}
