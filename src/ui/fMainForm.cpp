@@ -6,6 +6,7 @@
 #include "ui/MainFormRules.h"
 #include "ui/WindowRunner.h"
 #include "ui/fAdresseManuell.h"
+#include "ui/fGesendeteMail.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -193,8 +194,10 @@ void TMainForm::buildActions()
         FillMailLists();
     });
     barbtZeigeGesendeteMail = makeAction("barbtZeigeGesendeteMail", Tx(1926, "E-Mail anzeigen"), [this] {
-        if (const TEMail* mail = mailOfRow(gridGesendet); mail && FServices.showSentMail)
-            FServices.showSentMail(this, *mail);
+        if (const TEMail* mail = mailOfRow(gridGesendet)) {
+            TFormGesendeteMail view(*mail, FMessages, this);
+            RunModal(view);
+        }
     });
     barbtEntwurfBearbeiten = makeAction("barbtEntwurfBearbeiten", Tx(1927, "Entwurf bearbeiten"), [this] {
         if (const TEMail* mail = mailOfRow(gridEntwuerfe)) {

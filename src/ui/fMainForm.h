@@ -46,7 +46,6 @@ struct TMainFormServices {
     std::function<void(QWidget*, QTextEdit&)> insertTextBlock;
     std::function<QList<TComposeRecipient>(QWidget*)> pickRecipients;          // "Empfänger auswählen"
     std::function<QList<TComposeRecipient>(QWidget*)> pickFromAddressDatabase; // "Aus AdressDB übernehmen"
-    std::function<void(QWidget*, const TEMail&)> showSentMail;
 };
 
 class TMainForm : public QDialog {

@@ -1,0 +1,33 @@
+#include "ui/AttachmentFiles.h"
+
+#include "config/KalvexError.h"
+#include "config/LanguageUnit.h"
+
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+#include <QSaveFile>
+
+namespace kalvex {
+
+QString SafeAttachmentName(const QString& storedPath)
+{
+    QString name = storedPath.section(QRegularExpression(QStringLiteral("[/\\\\]")), -1).trimmed();
+    name.remove(QChar(0));
+    if (name.isEmpty() || name == QLatin1String(".") || name == QLatin1String(".."))
+        name = QStringLiteral("Anhang");
+    return name;
+}
+
+QString WriteAttachmentToTemp(const QString& storedPath, const QByteArray& content)
+{
+    const QString folder = QDir::tempPath() + QStringLiteral("/kalvex-anhaenge");
+    QDir().mkpath(folder);
+    const QString path = folder + QLatin1Char('/') + SafeAttachmentName(storedPath);
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size() || !file.commit())
+        throw EKalvex(Tx(1996, "Der Anhang konnte nicht nach %1 geschrieben werden: %2").arg(path, file.errorString()));
+    return path;
+}
+
+}  // namespace kalvex
