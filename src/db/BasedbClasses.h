@@ -1,0 +1,299 @@
+#pragma once
+// The one way into the module's store. TQMBDatabaseHandler speaks
+// bracket-quoted SQL with named ":parameters"; concrete stores (SQLite,
+// later ODBC and MariaDB) derive from it and from TQMBDatabase. The factory
+// creates the pair from a TQMBDatabaseConfig through a registry of class
+// names that each store fills at start-up.
+//
+// Ownership: the handler owns its database object and its cache of data
+// sets. A data set returned by OpenSQL stays owned by the cache; the caller
+// closes it when done, which makes it reusable.
+
+#include <QDateTime>
+#include <QElapsedTimer>
+#include <QHash>
+#include <QRecursiveMutex>
+#include <QSqlQuery>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace kalvex {
+
+enum class TECommandTypes { sttSelect, sttInsert, sttUpdate, sttDelete, sttExecute, sttProc, sttDDL };
+enum class TExecSQLReturnValue { erRowsAffected, erInsertedID };
+enum class TTransactionIsolationLevel { tilDefault, tilDirtyRead, tilReadCommitted, tilRepeatableRead };
+enum class TConnectionError { tceOK, tceHostError, tceLoginError, tceDatabaseError, tceTimeOut, tceUnknown };
+enum class TQMBDatabaseConfigType { dbtMSAccess, dbtMSSQL, dbtMSAccessACCDB, dbtSQLite, dbtMariaDB, dbtMSSQLFireDAC, dbtOracle, dbtMySQL };
+enum class TQMBDatabaseConfigSqliteDateTimeFormat { dbdtfDefault, dbdtfReal, dbdtfString, dbdtfDelphi };
+enum class TQMBDatabaseConfigSqliteGuidFormat { dbgfDefault, dbgfString, dbgfBinary };
+enum class TLogLevel { llNone, llNormal, llDebug, llSQL };
+
+// The data-access layer's field types, as far as the stores map them.
+enum class TFieldType {
+    ftUnknown, ftString, ftWideString, ftSmallint, ftInteger, ftLargeint, ftAutoInc, ftBoolean, ftFloat,
+    ftCurrency, ftDate, ftTime, ftDateTime, ftBytes, ftBlob, ftMemo, ftWideMemo, ftGuid,
+};
+
+struct TQMBDatabaseConfigOptions {
+    bool SecurityConnectionEncrypt = false;
+    bool SecurityConnectionTrustServerCertificate = false;
+    QString AdditionalParameters;
+    TQMBDatabaseConfigSqliteDateTimeFormat SqliteDateTimeFormat = TQMBDatabaseConfigSqliteDateTimeFormat::dbdtfDefault;
+    TQMBDatabaseConfigSqliteGuidFormat SqliteGuidFormat = TQMBDatabaseConfigSqliteGuidFormat::dbgfDefault;
+};
+
+// The connection description, copied whole.
+struct TQMBDatabaseConfig {
+    TQMBDatabaseConfigType DatabaseType = TQMBDatabaseConfigType::dbtSQLite;
+    QString HostName;       // file stores: the folder
+    QString Username;
+    QString Password;
+    QString DatabaseName;   // file stores: the file name
+    bool OSAuthentication = false;
+    TQMBDatabaseConfigOptions Options;
+
+    void Clear() { *this = TQMBDatabaseConfig(); }
+    TQMBDatabaseConfig Clone(const QString& newHostName, const QString& newDatabaseName) const;
+    QString FilePath() const;   // HostName joined with DatabaseName
+    // Username, Password, DatabaseName and AdditionalParameters are stored
+    // scrambled unless "NoCode" is 1 in the section or in section "Alle".
+    void LoadFromIni(const QString& iniFileName, const QString& section);
+    void SaveToIni(const QString& iniFileName, const QString& section) const;
+};
+
+struct TParamInfoV2 {
+    QString Name;   // without the colon
+    TFieldType Datatype = TFieldType::ftUnknown;
+    QVariant Value;
+};
+using TParamInfoV2Array = std::vector<TParamInfoV2>;
+
+// Shorthand for the many call sites: {"Betreff", text}.
+TParamInfoV2 P(const QString& name, const QVariant& value);
+
+struct TFieldInfoV2 {
+    QString Fieldname;
+    TFieldType Datatype = TFieldType::ftString;
+    int Length = 0;
+    QString DefaultExpression;   // inserted literally into DDL
+    bool NotNull = false;
+};
+using TFieldInfoV2List = std::vector<TFieldInfoV2>;
+
+// Turns an array of values into parameters p1, p2, ... with their types
+// from the values. Null raises "Parameter (index=n) in Parameterliste darf
+// nicht Null sein".
+TParamInfoV2Array VariantArrayToParamInfoArray(const QVariantList& params);
+QString RenderParamsForLog(const TParamInfoV2Array& params);
+
+class TQMBDatabaseHandler;
+
+// One cached query object.
+class TQMBDataSet {
+public:
+    TQMBDataSet(QSqlQuery query, TECommandTypes commandType, TQMBDatabaseHandler* handler);
+    virtual ~TQMBDataSet() = default;
+
+    QSqlQuery& getDataSet() { return FDataSet; }
+    const QString& getCommandText() const { return FCommandText; }
+    virtual void setCommandText(const QString& command) { FCommandText = command; }
+    TECommandTypes getCommandType() const { return FCommandType; }
+    void setCommandType(TECommandTypes type) { FCommandType = type; }
+    void setAccessed() { FLastAccess = FSequence++; }
+    quint64 getLastAccess() const { return FLastAccess; }
+    bool IsOpen() const { return FOpen; }
+    void MarkOpen() { FOpen = true; }
+    void Close();   // makes the data set reusable
+
+    // Row access while open.
+    bool Next() { return FDataSet.next(); }
+    QVariant Field(const QString& name) const;
+    bool HasField(const QString& name) const;
+
+private:
+    QSqlQuery FDataSet;
+    quint64 FLastAccess = 0;   // an ever-growing stamp: ties and clock steps cannot reorder
+    TECommandTypes FCommandType;
+    TQMBDatabaseHandler* FDatabaseHandler;
+    QString FCommandText;
+    bool FOpen = false;
+    static inline quint64 FSequence = 1;
+};
+
+// The per-handler cache of data sets.
+class TQMBDataSetList {
+public:
+    TQMBDataSetList(TQMBDatabaseHandler* handler, int datasetCount);
+    virtual ~TQMBDataSetList();
+
+    int Count() const { return static_cast<int>(FList.size()); }
+    int OpenedCount() const;
+    TQMBDataSet* GetDataSet(const QString& command, TECommandTypes commandType);
+    void CloseAllDataSets();
+    QString getDebugInfo() const;
+    TQMBDataSet* GetDataSetByIndex(int index) { return FList.at(static_cast<size_t>(index)).get(); }
+
+protected:
+    virtual std::unique_ptr<TQMBDataSet> CreateDataSet(const QString& command, TECommandTypes commandType) = 0;
+    TQMBDatabaseHandler* FDatabaseHandler;
+
+private:
+    TQMBDataSet* findClosed(const QString* sameCommand, TECommandTypes commandType) const;
+
+    std::vector<std::unique_ptr<TQMBDataSet>> FList;
+    int FDatasetCount;
+};
+
+class TQMBDatabase {
+public:
+    explicit TQMBDatabase(const TQMBDatabaseConfig& config) : FConnectionInfo(config) {}
+    virtual ~TQMBDatabase() = default;
+    virtual void SetConnected(bool value) = 0;
+    virtual bool GetConnected() const = 0;
+    const TQMBDatabaseConfig& ConnectionInfo() const { return FConnectionInfo; }
+
+protected:
+    TQMBDatabaseConfig FConnectionInfo;
+};
+
+// Remembers which fields exist, so that repeated checks need no query.
+class TQMBDatabaseFieldExistsCache {
+public:
+    struct Item {
+        bool exists = false;
+        TFieldType type = TFieldType::ftUnknown;
+        int size = 0;
+    };
+    bool FActive = true;
+    const Item* Find(const QString& table, const QString& field) const;
+    void SetExists(const QString& table, const QString& field, TFieldType type, int size);
+    void SetNotExists(const QString& table, const QString& field);
+    void ForgetTable(const QString& table);
+    bool HasTableAndExists(const QString& table) const;
+
+private:
+    static QString key(const QString& table, const QString& field);
+    QHash<QString, Item> FItems;   // "table\nfield", lower case
+};
+
+class TQMBDatabaseHandler {
+public:
+    TQMBDatabaseHandler(std::unique_ptr<TQMBDatabase> database, const QString& logPrefix, int datasetCount);
+    virtual ~TQMBDatabaseHandler();
+    TQMBDatabaseHandler(const TQMBDatabaseHandler&) = delete;
+    TQMBDatabaseHandler& operator=(const TQMBDatabaseHandler&) = delete;
+
+    virtual void SetConnected(bool value) = 0;
+    virtual bool GetConnected() const = 0;
+    virtual bool ReadFieldInfo(const QString& table, const QString& field, int& size, TFieldType& type);
+    virtual TQMBDataSetList& getDatasetList() = 0;
+    virtual TConnectionError GetConnectionError() const = 0;
+
+    qint64 ExecSQL(const QString& command, TECommandTypes type = TECommandTypes::sttExecute,
+                   TExecSQLReturnValue ret = TExecSQLReturnValue::erRowsAffected);
+    virtual qint64 ExecSQL(const QString& command, const TParamInfoV2Array& params, bool prepare = true,
+                           TECommandTypes type = TECommandTypes::sttExecute,
+                           TExecSQLReturnValue ret = TExecSQLReturnValue::erRowsAffected) = 0;
+    qint64 ExecSQL(const QString& command, const QVariantList& params, bool prepare = true,
+                   TECommandTypes type = TECommandTypes::sttExecute,
+                   TExecSQLReturnValue ret = TExecSQLReturnValue::erRowsAffected);
+    TQMBDataSet* OpenSQL(const QString& command, bool prepare = true, TECommandTypes type = TECommandTypes::sttSelect);
+    virtual TQMBDataSet* OpenSQL(const QString& command, const TParamInfoV2Array& params, bool prepare = true,
+                                 TECommandTypes type = TECommandTypes::sttSelect) = 0;
+    TQMBDataSet* OpenSQL(const QString& command, const QVariantList& params, bool prepare = true,
+                         TECommandTypes type = TECommandTypes::sttSelect);
+
+    double CalcSQL_Real(double def, const QString& command, const TParamInfoV2Array& params = {});
+    qint64 CalcSQL_Int(qint64 def, const QString& command, const TParamInfoV2Array& params = {});
+    QString CalcSQL_String(const QString& def, const QString& command, const TParamInfoV2Array& params = {});
+    qint64 CalcSQL_MaxInt(const QString& table, const QString& field, const QString& where = QString());
+    qint64 CalcSQL_MinInt(const QString& table, const QString& field, const QString& where = QString());
+
+    virtual void addField(const QString& table, const TFieldInfoV2& field) = 0;
+    void addField(const QString& table, const QString& field, TFieldType type, int size);
+    virtual void deleteField(const QString& table, const QString& field) = 0;
+    bool FieldExists(const QString& table, const QString& field, TFieldInfoV2* result = nullptr);
+    virtual void createTable(const QString& table, const TFieldInfoV2List& fields) = 0;
+    virtual QString getCreateTableCommand(const QString& table, const TFieldInfoV2List& fields) = 0;
+    virtual void deleteTable(const QString& table) = 0;
+    bool TableExists(const QString& table);
+    virtual QStringList getTableNames(bool includeSysTables) = 0;
+    virtual void RenameTable(const QString& oldName, const QString& newName) = 0;
+    virtual void AddIndex(const QString& table, const QString& fields, const QString& name, bool unique) = 0;
+    virtual void DropIndex(const QString& table, const QString& name) = 0;
+    virtual bool IndexExists(const QString& table, const QString& name) = 0;
+    virtual QString FieldTypeToString(const TFieldInfoV2& field) const = 0;
+    virtual qint64 getDatabaseSize() = 0;
+    virtual QDateTime getSystemTime() = 0;
+    virtual QString getSystemTimeCommand(bool includeDate, bool includeTime) const = 0;
+
+    virtual void BeginTrans() = 0;
+    virtual void CommitTrans() = 0;
+    virtual void RollbackTrans() = 0;
+    virtual unsigned GetTransactionNestedCount() const = 0;
+
+    static QString GetDefaultPrimaryKeyName(const QString& table, const QString& field);
+    static QString GetDefaultIndexName(const QString& table, const QString& fields);
+
+    // The SQL log: "log-sql.txt" unless named otherwise.
+    void addlog(const QString& text, TLogLevel level, bool isError = false);
+    void SetLogFile(const QString& fileName) { FLogFile = fileName; }
+    void SetLogLevel(TLogLevel level) { FLogLevel = level; }
+    TLogLevel LogLevel() const { return FLogLevel; }
+    const QString& LogFile() const { return FLogFile; }
+    void StartFreshLogFile();
+    std::function<void(bool isError, const QString& text)> OnLog;
+
+    TQMBDatabase& Database() { return *FDatabase; }
+    TQMBDatabaseFieldExistsCache& FieldExistsCache() { return FFieldExistsCache; }
+    bool FShowDebugExceptions = false;
+    // How many statements reached the store; lets tests see cache answers.
+    quint64 StatementCount() const { return FStatementCount; }
+
+protected:
+    void countStatement() { ++FStatementCount; }
+    std::unique_ptr<TQMBDatabase> FDatabase;
+    QRecursiveMutex FLock;
+    QString FLogPrefix;
+    TQMBDatabaseFieldExistsCache FFieldExistsCache;
+
+private:
+    QString FLogFile;
+    TLogLevel FLogLevel = TLogLevel::llNone;
+    quint64 FStatementCount = 0;
+};
+
+// Creates handler and database pairs by class name.
+class TQMBDatabaseFactory {
+public:
+    using DatabaseCreator = std::function<std::unique_ptr<TQMBDatabase>(const TQMBDatabaseConfig&)>;
+    using HandlerCreator = std::function<std::unique_ptr<TQMBDatabaseHandler>(std::unique_ptr<TQMBDatabase>,
+                                                                              const QString& logPrefix, int datasetCount)>;
+
+    TQMBDatabaseFactory(QString handlerClassName, QString databaseClassName, bool deleteLogFile = false,
+                        bool setShowDebugExceptions = false);
+    std::unique_ptr<TQMBDatabaseHandler> CreateDatabaseHandler(const TQMBDatabaseConfig& config,
+                                                               const QString& logPrefix, int datasetCount) const;
+
+    static void RegisterDatabaseClass(const QString& name, DatabaseCreator creator);
+    static void RegisterHandlerClass(const QString& name, HandlerCreator creator);
+    static std::unique_ptr<TQMBDatabaseHandler> CreateDbHandler(const TQMBDatabaseConfig& config,
+                                                                const QString& logPrefix, int datasetCount);
+    static void LoadDatabaseConfig(const QString& iniFileName, const QString& section, TQMBDatabaseConfig& config);
+    static void SaveDatabaseConfig(const QString& iniFileName, const QString& section, const TQMBDatabaseConfig& config);
+
+private:
+    QString FDataBaseHandlerClassName;
+    QString FDataBaseClassName;
+    bool FDeleteLogFile;
+    bool FSetShowDebugExceptions;
+};
+
+// Registers the stores of this module with the factory (idempotent).
+void RegisterBuiltInStores();
+
+}  // namespace kalvex
