@@ -1,0 +1,526 @@
+#include "db/uDatenModul.h"
+
+#include "config/AppPaths.h"
+#include "config/IniPlus.h"
+#include "config/KalvexError.h"
+#include "config/LanguageUnit.h"
+#include "config/LogFileUnit.h"
+#include "config/uConfig.h"
+#include "db/DBUpdater.h"
+
+#include <QDesktopServices>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+#include <QUrl>
+#include <map>
+
+namespace kalvex {
+
+namespace {
+
+std::unique_ptr<TDatenModul>& globalModule()
+{
+    static std::unique_ptr<TDatenModul> module;
+    return module;
+}
+
+constexpr double kJulianOffset = 2415018.5;
+const QString kSection = QStringLiteral("Kalvex");
+
+QString guidText(const QUuid& guid)
+{
+    return GuidToString(guid);
+}
+
+TMailStatus statusOf(const QVariant& mailStatus, const QString& statusText)
+{
+    if (!mailStatus.isNull() && mailStatus.toInt() >= 0 && mailStatus.toInt() <= 2)
+        return static_cast<TMailStatus>(mailStatus.toInt());
+    if (statusText == QLatin1String("bearbeiten"))
+        return TMailStatus::stEntwurf;
+    return statusText == QLatin1String("gesendet") ? TMailStatus::stGesendet : TMailStatus::stUndefined;
+}
+
+TMailSender senderOf(const QString& text)
+{
+    if (text == QLatin1String("Kalvex"))
+        return TMailSender::msKalvex;
+    return text == QLatin1String("Standard-E-Mail-Client") ? TMailSender::msStandardClient : TMailSender::msUndefined;
+}
+
+QByteArray readWholeFile(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        throw EKalvex(Tx(1401, "Der Anhang \"%1\" konnte nicht gelesen werden: %2").arg(path, file.errorString()));
+    return file.readAll();
+}
+
+[[noreturn]] void throwNotInitialised()
+{
+    throw EKalvex(QStringLiteral("OrvanProgID nicht initialisiert (InitInterface)"));
+}
+
+}  // namespace
+
+TDatenModul::TDatenModul(const QString& databaseFolder)
+{
+    openStore(databaseFolder);
+}
+
+TDatenModul::~TDatenModul()
+{
+    FEMailListe.Clear();
+    FDBHandler.reset();
+}
+
+TDatenModul* TDatenModul::Instance()
+{
+    return globalModule().get();
+}
+
+TDatenModul& TDatenModul::Install(std::unique_ptr<TDatenModul> module)
+{
+    globalModule() = std::move(module);
+    return *globalModule();
+}
+
+void TDatenModul::Free()
+{
+    globalModule().reset();
+}
+
+TQMBDatabaseConfig TDatenModul::readConfig(const QString& databaseFolder) const
+{
+    const TConfig& config = TConfig::Ensure();
+    const QString iniFile = config.IniFolder() + QStringLiteral("serverdboptions.ini");
+    TQMBDatabaseConfig dbConfig;
+    dbConfig.HostName = databaseFolder.isEmpty() ? config.CommonFolder04() : IncludeTrailingSeparator(databaseFolder);
+    dbConfig.DatabaseName = QStringLiteral("kalvex.db");
+    if (TIniFile(iniFile).ValueExists(kSection, QStringLiteral("DatabaseType"))) {
+        TQMBDatabaseFactory::LoadDatabaseConfig(iniFile, kSection, dbConfig);
+        // Older installations named the SQLite file *.db3.
+        if (dbConfig.DatabaseType == TQMBDatabaseConfigType::dbtSQLite && dbConfig.DatabaseName.endsWith(QLatin1String("db3"))) {
+            dbConfig.DatabaseName = QStringLiteral("kalvex.db");
+            TQMBDatabaseFactory::SaveDatabaseConfig(iniFile, kSection, dbConfig);
+        }
+    }
+    return dbConfig;
+}
+
+void TDatenModul::convertOldAccessStore()
+{
+    const QString folder = TConfig::Ensure().CommonFolder04();
+    TLogFile::LogGlobal(true, QStringLiteral("ConvertDBToSQLite: start"));
+    if (QFileInfo::exists(folder + QStringLiteral("kalvex.mdb")) && !QFileInfo::exists(folder + QStringLiteral("kalvex.db")))
+        TLogFile::LogGlobal(false, QStringLiteral("ConvertDBToSQLite: kalvex.mdb gefunden, kalvex-dbconvert ist nicht installiert"));
+}
+
+void TDatenModul::openStore(const QString& databaseFolder)
+{
+    const TConfig& config = TConfig::Ensure();
+    TLogFile::EnsureGlobal(config.FCommonPath);
+    convertOldAccessStore();
+    FConfig = readConfig(databaseFolder);
+    QDir().mkpath(FConfig.HostName.isEmpty() ? QStringLiteral(".") : FConfig.HostName);
+    try {
+        FDBHandler = TQMBDatabaseFactory::CreateDbHandler(FConfig, QString(), -1);
+        FDBHandler->SetConnected(true);
+    } catch (const EKalvex& e) {
+        FDBHandler.reset();
+        TLogFile::LogGlobal(false, QStringLiteral("TDatenModul.Create: ") + e.message());
+        throw EKalvex(Tx(1402, "Es ist ein Fehler beim Verbinden zur Datenbank aufgetreten!") + QStringLiteral("\r\n")
+                      + QStringLiteral("DataBaseName: ") + FConfig.FilePath() + QStringLiteral("\r\n") + e.message());
+    }
+    TDBUpdater(*FDBHandler).CheckTables();
+    FDatenPfad = FConfig.HostName;
+    QDir().mkpath(JoinPath(FDatenPfad, QStringLiteral("KVXTemp")));
+    LoadProgrammVorlageArtListeFromDB();
+    LoadProgrammVorlageListeFromDB();
+}
+
+// ---------------------------------------------------------------- mails
+
+void TDatenModul::LoadEMailListeFromDB(bool withAttachmentContent)
+{
+    TEMailListe mails;
+    std::map<int32_t, TEMail*> byId;
+    TQMBDataSet* ds = FDBHandler->OpenSQL(QStringLiteral("select * from KVXGesendeteMails"));
+    while (ds->Next()) {
+        TEMail& mail = mails.Add();
+        mail.FID = ds->Field("ID").toInt();
+        mail.FBetreff = ds->Field("Betreff").toString();
+        mail.FDatum = ds->Field("Datum").toDouble() - kJulianOffset;
+        mail.SetStatus(statusOf(ds->Field("MailStatus"), ds->Field("Status").toString()));
+        mail.FGesendetDurch = ds->Field("GesendetDurch").toString();
+        mail.FSender = senderOf(mail.FGesendetDurch);
+        mail.FBodyRTF = ds->Field("InhaltRTF").toString();
+        mail.FBodyPlain = ds->Field("Inhalt").toString();
+        mail.FSeperatSenden = ds->Field("SeperatSenden").toInt() != 0;
+        byId[mail.FID] = &mail;
+    }
+    ds->Close();
+    loadRecipients(byId);
+    loadAttachments(byId, withAttachmentContent);
+    FEMailListe = std::move(mails);
+}
+
+void TDatenModul::loadRecipients(std::map<int32_t, TEMail*>& byId)
+{
+    TQMBDataSet* ds = FDBHandler->OpenSQL(QStringLiteral("select * from KVXEmpfaenger"));
+    while (ds->Next()) {
+        const auto it = byId.find(ds->Field("MailID").toInt());
+        if (it == byId.end())
+            continue;
+        TEMailEmpfaenger& r = it->second->FLEmpfaenger.Add();
+        r.FID = ds->Field("ID").toInt();
+        r.FMailID = it->first;
+        r.FAdresse = ds->Field("Adresse").toString();
+        r.FGanzerName = ds->Field("GanzerName").toString();
+        r.FFirma = ds->Field("Firma").toString();
+        r.FAdressDB_ID = ds->Field("AdressDB_ID").toInt();
+        const int type = ds->Field("EmpfType").toInt();
+        r.FEmpfType = type >= 0 && type <= 2 ? static_cast<TEmpfaengerTyp>(type) : TEmpfaengerTyp::elAn;
+    }
+    ds->Close();
+    for (auto& [id, mail] : byId)
+        mail->Convert();
+}
+
+void TDatenModul::loadAttachments(std::map<int32_t, TEMail*>& byId, bool withContent)
+{
+    const QString sql = withContent ? QStringLiteral("select * from KVXAnhang")
+                                    : QStringLiteral("select ID, MailID, Pfad, Dateigroesse from KVXAnhang");
+    TQMBDataSet* ds = FDBHandler->OpenSQL(sql);
+    while (ds->Next()) {
+        const auto it = byId.find(ds->Field("MailID").toInt());
+        if (it == byId.end())
+            continue;
+        TAnhang& a = it->second->FLAnhaengeBlob.Add();
+        a.FID = ds->Field("ID").toInt();
+        a.FMailID = it->first;
+        a.FPfad = ds->Field("Pfad").toString();
+        a.FDateigroesse = ds->Field("Dateigroesse").toDouble();
+        if (withContent)
+            a.FObjekt = ds->Field("Objekt").toByteArray();
+        it->second->FAnhaenge << a.FPfad;
+    }
+    ds->Close();
+}
+
+// One transaction: after a failure in the middle nothing of the mail stays.
+void TDatenModul::SaveEMail(TEMail& mail, TMailStatus status)
+{
+    FDBHandler->BeginTrans();
+    try {
+        const qint64 id = FDBHandler->ExecSQL(
+            QStringLiteral("insert into KVXGesendeteMails (Betreff, Datum, InhaltRTF, Inhalt, MailStatus, Status, GesendetDurch, SeperatSenden) Values (:Betreff, :Datum, :InhaltRTF, :Inhalt, :MailStatus, :Status, :MailSender, :SeperatSenden);"),
+            {P("Betreff", mail.FBetreff), P("Datum", mail.FDatum + kJulianOffset), P("InhaltRTF", mail.FBodyRTF),
+             P("Inhalt", mail.FBodyPlain), P("MailStatus", static_cast<int>(status)), P("Status", MailStatusText(status)),
+             P("MailSender", MailSenderText(mail.FSender)), P("SeperatSenden", mail.FSeperatSenden)},
+            true, TECommandTypes::sttInsert, TExecSQLReturnValue::erInsertedID);
+        for (const auto& r : mail.FLEmpfaenger)
+            FDBHandler->ExecSQL(QStringLiteral("insert into KVXEmpfaenger (MailID, Adresse, GanzerName, Firma, AdressDB_ID, EmpfType) Values (:MailID, :Adresse, :GanzerName, :Firma, :AdressDB_ID, :EmpfType);"),
+                                {P("MailID", id), P("Adresse", r->FAdresse), P("GanzerName", r->FGanzerName),
+                                 P("Firma", r->FFirma), P("AdressDB_ID", r->FAdressDB_ID),
+                                 P("EmpfType", static_cast<int>(r->FEmpfType))});
+        for (const QString& path : mail.FAnhaenge) {
+            const QByteArray content = readWholeFile(path);
+            FDBHandler->ExecSQL(QStringLiteral("insert into KVXAnhang (MailID, Pfad, Objekt, Dateigroesse) Values (:MailID, :Pfad, :Objekt, :Dateigroesse);"),
+                                {P("MailID", id), P("Pfad", path), P("Objekt", content),
+                                 P("Dateigroesse", static_cast<qint64>(content.size()))});
+        }
+        FDBHandler->CommitTrans();
+        mail.FID = static_cast<int32_t>(id);
+        mail.SetStatus(status);
+    } catch (...) {
+        FDBHandler->RollbackTrans();
+        throw;
+    }
+}
+
+void TDatenModul::DeleteEMail(int32_t mailId)
+{
+    FDBHandler->ExecSQL(QStringLiteral("delete from KVXAnhang where MailID = :MailID"), {P("MailID", mailId)});
+    FDBHandler->ExecSQL(QStringLiteral("delete from KVXEmpfaenger where MailID = :MailID"), {P("MailID", mailId)});
+    FDBHandler->ExecSQL(QStringLiteral("delete from KVXGesendeteMails where ID = :ID"), {P("ID", mailId)});
+    if (TEMail* mail = FEMailListe.FindByID(mailId))
+        FEMailListe.Remove(mail);
+}
+
+QByteArray TDatenModul::AnhangOeffnen(const QString& path)
+{
+    TQMBDataSet* ds = FDBHandler->OpenSQL(QStringLiteral("select Objekt from KVXAnhang where Pfad like :a;"), {P("a", path)});
+    QByteArray content;
+    if (ds->Next())
+        content = ds->Field("Objekt").toByteArray();
+    ds->Close();
+    return content;
+}
+
+QString TDatenModul::AnhangOeffnenUndAnzeigen(const QString& path)
+{
+    const QString folder = TConfig::Ensure().IniFolder() + QStringLiteral("Temp/");
+    QDir().mkpath(folder);
+    QString name = path.section(QLatin1Char('/'), -1).section(QLatin1Char('\\'), -1);
+    if (name.isEmpty() || name == QLatin1String("..") || name == QLatin1String("."))
+        name = QStringLiteral("Anhang");
+    const QString target = folder + name;
+    QSaveFile file(target);
+    const QByteArray content = AnhangOeffnen(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size() || !file.commit())
+        throw EKalvex(Tx(1403, "Der Anhang konnte nicht nach %1 geschrieben werden.").arg(target));
+    QDesktopServices::openUrl(QUrl::fromLocalFile(target));
+    return target;
+}
+
+void TDatenModul::InsertTempEmpf(const QString& address, const QString& name, const QString& company, int32_t adressDbId)
+{
+    FDBHandler->ExecSQL(QStringLiteral("insert into KVXTempEmpf (MailAdr, GanzerName, Firma, AdressDB_ID) values (:a, :b, :C, :d);"),
+                        {P("a", address), P("b", name), P("C", company), P("d", adressDbId)});
+}
+
+// ---------------------------------------------------------------- program templates
+
+void TDatenModul::LoadProgrammVorlageArtListeFromDB()
+{
+    TProgrammVorlageArtListe kinds;
+    kinds.FComparer = FProgrammVorlageArtListe.FComparer;
+    TQMBDataSet* ds = FDBHandler->OpenSQL(QStringLiteral("select va.GUID, va.Name1031, va.Beschreibung1031, va.Name1033, va.Beschreibung1033, va.Felder, va.FelderVersion, vp.Programm_ID from ProgrammVorlageArt va left join ProgrammVorlageArt_Programm vp on (va.GUID = vp.ProgrammVorlageArt_GUID) order by va.GUID asc"));
+    TProgrammVorlageArt* current = nullptr;
+    while (ds->Next()) {
+        const QUuid guid = StringToGuid(ds->Field("GUID").toString());
+        if (!current || current->FGUID != guid) {
+            current = &kinds.Add();
+            current->FGUID = guid;
+            current->SetTranslation(1031, ds->Field("Name1031").toString(), ds->Field("Beschreibung1031").toString());
+            current->SetTranslation(1033, ds->Field("Name1033").toString(), ds->Field("Beschreibung1033").toString());
+            current->FFelderVersion = ds->Field("FelderVersion").toInt();
+            const QByteArray felder = ds->Field("Felder").toByteArray();
+            if (!felder.isEmpty())
+                current->FFelder.LoadFromBytes(felder);
+        }
+        if (!ds->Field("Programm_ID").isNull())
+            current->AddProgID(ds->Field("Programm_ID").toInt());
+    }
+    ds->Close();
+    kinds.SortByName();
+    FProgrammVorlageArtListe = std::move(kinds);
+}
+
+void TDatenModul::SaveProgrammVorlageArt(TProgrammVorlageArt& kind, bool isNew)
+{
+    const TParamInfoV2Array names = {P("GUID", guidText(kind.FGUID)), P("Name1031", kind.GetName(1031)),
+                                     P("Beschreibung1031", kind.GetBeschreibung(1031)), P("Name1033", kind.GetName(1033)),
+                                     P("Beschreibung1033", kind.GetBeschreibung(1033))};
+    FDBHandler->BeginTrans();
+    try {
+        if (isNew) {
+            TParamInfoV2Array params = names;
+            params.push_back(P("Felder", kind.FFelder.SaveToBytes()));
+            params.push_back(P("FelderVersion", kind.FFelderVersion));
+            FDBHandler->ExecSQL(QStringLiteral("insert into [ProgrammVorlageArt] (GUID, Name1031, Beschreibung1031, Name1033, Beschreibung1033, Felder, FelderVersion) values (:GUID, :Name1031, :Beschreibung1031, :Name1033, :Beschreibung1033, :Felder, :FelderVersion)"), params);
+        } else {
+            FDBHandler->ExecSQL(QStringLiteral("update [ProgrammVorlageArt] set Name1031 = :Name1031, Beschreibung1031 = :Beschreibung1031, Name1033 = :Name1033, Beschreibung1033 = :Beschreibung1033 where GUID = :GUID"), names);
+            // The catalogue travels too: a replaced field list must be stored.
+            FDBHandler->ExecSQL(QStringLiteral("update [ProgrammVorlageArt] set Felder = :Felder, FelderVersion = :FelderVersion where GUID = :GUID"),
+                                {P("Felder", kind.FFelder.SaveToBytes()), P("FelderVersion", kind.FFelderVersion),
+                                 P("GUID", guidText(kind.FGUID))});
+        }
+        saveProgIDs(kind);
+        FDBHandler->CommitTrans();
+    } catch (...) {
+        FDBHandler->RollbackTrans();
+        throw;
+    }
+}
+
+void TDatenModul::saveProgIDs(const TProgrammVorlageArt& kind)
+{
+    FDBHandler->ExecSQL(QStringLiteral("delete from [ProgrammVorlageArt_Programm] WHERE ProgrammVorlageArt_GUID = :guid"),
+                        {P("guid", guidText(kind.FGUID))});
+    for (int id = 0; id < 16; ++id)
+        if (kind.HasProgID(id))
+            FDBHandler->ExecSQL(QStringLiteral("insert into [ProgrammVorlageArt_Programm] (ProgrammVorlageArt_GUID, Programm_ID) values (:ProgrammVorlageArt_GUID, :Programm_ID)"),
+                                {P("ProgrammVorlageArt_GUID", guidText(kind.FGUID)), P("Programm_ID", id)});
+}
+
+void TDatenModul::LoadProgrammVorlageListeFromDB(const QUuid& art)
+{
+    TProgrammVorlageListe list;
+    list.FComparer = FProgrammVorlageListe.FComparer;
+    TQMBDataSet* ds = art.isNull()
+        ? FDBHandler->OpenSQL(QStringLiteral("SELECT GUID, Art, Name1031, Name1033, Betreff, Body, IsStandard, IsDefault, OrvanProgVersion, FelderVersion FROM [ProgrammVorlage]"))
+        : FDBHandler->OpenSQL(QStringLiteral("SELECT GUID, Art, Name1031, Name1033, Betreff, Body, IsStandard, IsDefault, OrvanProgVersion, FelderVersion  FROM [ProgrammVorlage] WHERE Art = :Art ORDER BY Name"),
+                              {P("Art", guidText(art))});
+    while (ds->Next()) {
+        TProgrammVorlage& t = list.Add();
+        t.FGUID = StringToGuid(ds->Field("GUID").toString());
+        t.FArt = StringToGuid(ds->Field("Art").toString());
+        t.SetTranslation(1031, ds->Field("Name1031").toString());
+        t.SetTranslation(1033, ds->Field("Name1033").toString());
+        t.FBetreff = ds->Field("Betreff").toString();
+        t.FBody = ds->Field("Body").toString();
+        t.FIsStandard = ds->Field("IsStandard").toInt() != 0;
+        t.FIsDefault = ds->Field("IsDefault").toInt() != 0;
+        t.FOrvanProgVersion = ds->Field("OrvanProgVersion").toInt();
+        t.FFelderVersion = ds->Field("FelderVersion").toInt();
+    }
+    ds->Close();
+    list.SortByName();
+    FProgrammVorlageListe = std::move(list);
+}
+
+void TDatenModul::SaveProgrammVorlage(TProgrammVorlage& t, bool isNew)
+{
+    const TParamInfoV2Array params = {P("GUID", guidText(t.FGUID)), P("Art", guidText(t.FArt)),
+                                      P("Name1031", t.GetName(1031)), P("Name1033", t.GetName(1033)),
+                                      P("Betreff", t.FBetreff), P("Body", t.FBody), P("IsStandard", t.FIsStandard),
+                                      P("IsDefault", t.FIsDefault), P("OrvanProgVersion", t.FOrvanProgVersion),
+                                      P("FelderVersion", t.FFelderVersion)};
+    FDBHandler->ExecSQL(isNew ? QStringLiteral("insert into [ProgrammVorlage] (GUID, Art, Name1031, Name1033, Betreff, Body, IsStandard, IsDefault, OrvanProgVersion, FelderVersion) values (:GUID, :Art, :Name1031, :Name1033, :Betreff, :Body, :IsStandard, :IsDefault, :OrvanProgVersion, :FelderVersion)")
+                              : QStringLiteral("update [ProgrammVorlage] set Art = :Art, Name1031 = :Name1031, Name1033 = :Name1033, Betreff = :Betreff, Body = :Body, IsStandard = :IsStandard, IsDefault = :IsDefault, OrvanProgVersion = :OrvanProgVersion, FelderVersion = :FelderVersion where GUID = :GUID"),
+                        params);
+}
+
+void TDatenModul::DeleteProgrammVorlage(const QUuid& vorlage)
+{
+    FDBHandler->ExecSQL(QStringLiteral("delete from [ProgrammVorlage] where GUID = :GUID"), {P("GUID", guidText(vorlage))});
+}
+
+void TDatenModul::SetListLanguage(int32_t lang)
+{
+    FProgrammVorlageArtListe.SetLanguage(lang);
+    FProgrammVorlageListe.SetLanguage(lang);
+    FProgrammVorlageArtListe.SortByName();
+    FProgrammVorlageListe.SortByName();
+}
+
+// ---------------------------------------------------------------- host template operations
+
+void TDatenModul::EnsureGeneralKind()
+{
+    if (FProgrammVorlageArtListe.ProgrammVorlageArtVorhanden(GeneralKindGUID()))
+        return;
+    VorlageArtAnlegen(GeneralKindGUID(), QStringLiteral("Allgemein"), QStringLiteral("Common"),
+                      QStringLiteral("Common kind of template without data fields"),
+                      QStringLiteral("Allgemeine Vorlageart ohne Datenfelder"), TFelder(), 0, true);
+}
+
+void TDatenModul::VorlageArtAnlegen(const QUuid& art, const QString& nameDE, const QString& nameEN,
+                                    const QString& beschreibungEN, const QString& beschreibungDE, TFelder felder,
+                                    int32_t felderVersion, bool generalKind)
+{
+    if (FOrvanProgID < 0)
+        throwNotInitialised();
+    TProgrammVorlageArt* kind = FProgrammVorlageArtListe.GetProgrammVorlageArt(art);
+    std::unique_ptr<TProgrammVorlageArt> created;
+    if (!kind) {
+        created = std::make_unique<TProgrammVorlageArt>();
+        created->FGUID = art;
+        created->FFelderVersion = felderVersion;
+        created->FFelder = std::move(felder);
+        kind = created.get();
+    }
+    kind->SetTranslation(1031, nameDE, beschreibungDE);
+    kind->SetTranslation(1033, nameEN, beschreibungEN);
+    if (!generalKind)
+        kind->AddProgID(FOrvanProgID);
+    SaveProgrammVorlageArt(*kind, created != nullptr);
+    if (created) {
+        FProgrammVorlageArtListe.Add(std::move(created));
+        FProgrammVorlageArtListe.SortByName();
+    }
+}
+
+void TDatenModul::VorlageArtFelderAktualisieren(const QUuid& art, TFelder felder, int32_t felderVersion)
+{
+    TProgrammVorlageArt* kind = FProgrammVorlageArtListe.GetProgrammVorlageArt(art);
+    if (!kind)
+        return;
+    kind->FFelder = std::move(felder);
+    kind->FFelderVersion = felderVersion;
+    SaveProgrammVorlageArt(*kind, false);
+}
+
+int32_t TDatenModul::VorlageArtFelderVersion(const QUuid& art)
+{
+    const TProgrammVorlageArt* kind = FProgrammVorlageArtListe.GetProgrammVorlageArt(art);
+    return kind ? kind->FFelderVersion : -1;
+}
+
+void TDatenModul::VorlageArtErweitern(const QUuid& art, int progId)
+{
+    TProgrammVorlageArt* kind = FProgrammVorlageArtListe.GetProgrammVorlageArt(art);
+    if (!kind)
+        return;
+    kind->AddProgID(progId);   // 16 and above are ignored, the kind is saved all the same
+    SaveProgrammVorlageArt(*kind, false);
+}
+
+void TDatenModul::VorlageArtUmbenennen(const QUuid& art, const QString& name, int32_t lang)
+{
+    TProgrammVorlageArt* kind = FProgrammVorlageArtListe.GetProgrammVorlageArt(art);
+    if (!kind)
+        return;
+    kind->SetTranslation(lang, name, kind->GetBeschreibung(lang));
+    SaveProgrammVorlageArt(*kind, false);
+    FProgrammVorlageArtListe.SortByName();
+}
+
+int32_t TDatenModul::VorlageVorhanden(const QUuid& vorlage)
+{
+    const TProgrammVorlage* t = FProgrammVorlageListe.FindByGUID(vorlage);
+    return t ? t->FFelderVersion : -1;
+}
+
+void TDatenModul::VorlageAnlegen(const QUuid& art, const QUuid& vorlage, const QString& nameDE, const QString& nameEN,
+                                 const QString& betreff, const QString& body, const QString& pfad, bool isDefault)
+{
+    auto t = std::make_unique<TProgrammVorlage>();
+    t->FGUID = vorlage;
+    t->FArt = art;
+    t->SetTranslation(1031, nameDE);
+    t->SetTranslation(1033, nameEN);
+    t->FBetreff = betreff;
+    t->FBody = body;
+    t->FVorlagePfad = pfad;
+    t->FIsDefault = isDefault;
+    t->FIsStandard = true;
+    t->FOrvanProgVersion = TConfig::Ensure().FVersion;
+    SaveProgrammVorlage(*t, true);
+    FProgrammVorlageListe.Add(std::move(t));
+    FProgrammVorlageListe.SortByName();
+}
+
+// An unknown GUID is ignored.
+void TDatenModul::VorlageAktualisieren(const TProgrammVorlage& source)
+{
+    TProgrammVorlage* t = FProgrammVorlageListe.FindByGUID(source.FGUID);
+    if (!t)
+        return;
+    t->FArt = source.FArt;
+    t->SetTranslation(1031, source.GetName(1031));
+    t->SetTranslation(1033, source.GetName(1033));
+    t->FBetreff = source.FBetreff;
+    t->FBody = source.FBody;
+    t->FIsStandard = source.FIsStandard;
+    t->FIsDefault = source.FIsDefault;
+    t->FOrvanProgVersion = source.FOrvanProgVersion;
+    SaveProgrammVorlage(*t, false);
+}
+
+// Removes the template from the list and from the store at once, so that it
+// does not come back with the next load.
+void TDatenModul::VorlageLoeschen(const QUuid& vorlage)
+{
+    TProgrammVorlage* t = FProgrammVorlageListe.FindByGUID(vorlage);
+    if (!t)
+        return;
+    DeleteProgrammVorlage(vorlage);
+    FProgrammVorlageListe.Remove(t);
+}
+
+}  // namespace kalvex

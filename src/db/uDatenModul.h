@@ -1,0 +1,89 @@
+#pragma once
+// The one place where the module reads and writes its own store: it opens
+// the store, brings the schema up to date, keeps the in-memory lists the
+// windows and the host interface work on, and runs one fixed SQL text per
+// application action through the handler.
+//
+// One process-wide instance (Instance/Install/Free); it owns the handler.
+
+#include "db/BasedbClasses.h"
+#include "mailinterface/uMailInterface.h"
+
+#include <QUuid>
+#include <memory>
+
+namespace kalvex {
+
+class TDatenModul {
+public:
+    // Opens the store: the log file, the connection settings (section
+    // "Kalvex" of serverdboptions.ini in the module's settings folder;
+    // without one, kalvex.db in databaseFolder or the common folder), the
+    // schema check, the lists. Raises EKalvex with the connection message.
+    explicit TDatenModul(const QString& databaseFolder = QString());
+    ~TDatenModul();
+    TDatenModul(const TDatenModul&) = delete;
+    TDatenModul& operator=(const TDatenModul&) = delete;
+
+    static TDatenModul* Instance();
+    static TDatenModul& Install(std::unique_ptr<TDatenModul> module);
+    static void Free();
+
+    TQMBDatabaseHandler& Handler() { return *FDBHandler; }
+    const TQMBDatabaseConfig& Config() const { return FConfig; }
+
+    // Sent mails and drafts. Attachments are read with their content only
+    // when asked (the list of a large log stays small).
+    void LoadEMailListeFromDB(bool withAttachmentContent = false);
+    void SaveEMail(TEMail& mail, TMailStatus status);   // one transaction; adds nothing to the list
+    void DeleteEMail(int32_t mailId);
+    QByteArray AnhangOeffnen(const QString& path);
+    // Writes a stored attachment below Common04/KVXIni/Temp/ (base name
+    // only) and opens it with the desktop's open action; returns the path.
+    QString AnhangOeffnenUndAnzeigen(const QString& path);
+
+    // The working list of recipients of the distribution window.
+    void InsertTempEmpf(const QString& address, const QString& name, const QString& company, int32_t adressDbId);
+
+    // Program template kinds and templates.
+    void LoadProgrammVorlageArtListeFromDB();
+    void SaveProgrammVorlageArt(TProgrammVorlageArt& kind, bool isNew);
+    void LoadProgrammVorlageListeFromDB(const QUuid& art = QUuid());
+    void SaveProgrammVorlage(TProgrammVorlage& vorlage, bool isNew);
+    void DeleteProgrammVorlage(const QUuid& vorlage);
+    void SetListLanguage(int32_t lang);
+
+    // The host's template operations.
+    void EnsureGeneralKind();
+    void VorlageArtAnlegen(const QUuid& art, const QString& nameDE, const QString& nameEN, const QString& beschreibungEN,
+                           const QString& beschreibungDE, TFelder felder, int32_t felderVersion, bool generalKind = false);
+    void VorlageArtFelderAktualisieren(const QUuid& art, TFelder felder, int32_t felderVersion);
+    int32_t VorlageArtFelderVersion(const QUuid& art);
+    void VorlageArtErweitern(const QUuid& art, int progId);
+    void VorlageArtUmbenennen(const QUuid& art, const QString& name, int32_t lang);
+    int32_t VorlageVorhanden(const QUuid& vorlage);
+    void VorlageAnlegen(const QUuid& art, const QUuid& vorlage, const QString& nameDE, const QString& nameEN,
+                        const QString& betreff, const QString& body, const QString& pfad, bool isDefault);
+    void VorlageAktualisieren(const TProgrammVorlage& source);
+    void VorlageLoeschen(const QUuid& vorlage);
+
+    TEMailListe FEMailListe;
+    TProgrammVorlageArtListe FProgrammVorlageArtListe;
+    TProgrammVorlageListe FProgrammVorlageListe;
+    TFelder FFelder;
+    int FOrvanProgID = -1;   // the running host program; -1 until InitInterface
+    QString FDatenPfad;
+
+private:
+    void openStore(const QString& databaseFolder);
+    void convertOldAccessStore();
+    TQMBDatabaseConfig readConfig(const QString& databaseFolder) const;
+    void loadRecipients(std::map<int32_t, TEMail*>& byId);
+    void loadAttachments(std::map<int32_t, TEMail*>& byId, bool withContent);
+    void saveProgIDs(const TProgrammVorlageArt& kind);
+
+    TQMBDatabaseConfig FConfig;
+    std::unique_ptr<TQMBDatabaseHandler> FDBHandler;
+};
+
+}  // namespace kalvex
