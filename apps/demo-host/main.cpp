@@ -140,6 +140,7 @@ void runDemo(const Library& lib, iEMailV6* mail, const fs::path& root)
 {
     const auto* t = mail->lpVtbl;
     const std::u16string folder = u16((root / "common").string());
+    const std::u16string dataFolder = u16((root / "common/Common04").string());
     const std::u16string section = u16("Demo");
     const KGUID v5 = KALVEX_IID_IEMAILV5;
     void* level = nullptr;
@@ -148,7 +149,7 @@ void runDemo(const Library& lib, iEMailV6* mail, const fs::path& root)
     if (level)
         t->Release(mail);
 
-    t->InitInterface(mail, folder.c_str(), folder.c_str(), section.c_str(), 2026, 1);
+    t->InitInterface(mail, dataFolder.c_str(), folder.c_str(), section.c_str(), 2026, 1);
     report(lib, "InitInterface");
 
     const KGUID general = {0x94170175u, 0x1E44, 0x488F, {0xB5, 0xE4, 0x0F, 0xCE, 0xD6, 0xF8, 0x43, 0x02}};

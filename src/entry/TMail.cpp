@@ -6,6 +6,7 @@
 #include "config/LanguageUnit.h"
 #include "config/LogFileUnit.h"
 #include "config/uConfig.h"
+#include "db/uDatenModul.h"
 #include "config/AppHandle.h"
 #include "entry/MailInterfaceTable.h"
 #include "entry/StreamAdapter.h"
@@ -74,6 +75,7 @@ TMail::TMail() : FCom{{MailInterfaceVtbl()}, this}
 
 TMail::~TMail()
 {
+    TDatenModul::Free();
     finalizeOrSkipOnce();
     TConfig::Free();
     TLang::Free();
@@ -120,6 +122,8 @@ void TMail::setLanguage(int32_t lang)
     tl.SetLanguage(lang);
     FLanguageCode = tl.GetCurrentLangCode();
     config.SetCurrLangCode(FLanguageCode);
+    if (TDatenModul* module = TDatenModul::Instance())
+        module->SetListLanguage(FLanguageCode);
 }
 
 void TMail::openAdressDB()
@@ -139,6 +143,7 @@ void TMail::prepare(uintptr_t appHandle, const QString& serverDBIniDir, const QS
     config.FSektionsName = sektionsName;
     config.FCurrLangCode = FLanguageCode;
     openAdressDB();
+    TDatenModul::Install(std::make_unique<TDatenModul>());
     setLanguage(lang);
     SetApplicationHandle(appHandle);
 }
@@ -160,8 +165,10 @@ void TMail::ShowVerteilerForm(uintptr_t appHandle, const QString& serverDBIniDir
     setup.subject = betreff;
     setup.body = body;
     setup.lang = FLanguageCode;
-    for (const QString& address : SplitRecipientsText(empfaenger))
+    for (const QString& address : SplitRecipientsText(empfaenger)) {
         setup.recipients << TComposeRecipient{address, {}, {}, 0, 0, 0, TEmpfaengerTyp::elAn};
+        requireDatenModul().InsertTempEmpf(address, QString(), QString(), 0);
+    }
     RunDistributionWindow(setup);
 }
 
@@ -233,94 +240,143 @@ int32_t TMail::ShowVerteilerFormTemplate(uintptr_t appHandle, int32_t lang, cons
     return result.exitCode;
 }
 
-void TMail::InitInterface(const QString& /*databaseFolder*/, const QString& serverDBIniDir,
-                          const QString& sektionsName, int32_t version, uint8_t /*orvanProgID*/)
+TDatenModul& TMail::requireDatenModul()
+{
+    TDatenModul* module = TDatenModul::Instance();
+    if (!module)
+        throwNotInitialised();
+    return *module;
+}
+
+TFelder TMail::readFelder(IStream* stream)
+{
+    TFelder felder;
+    if (!stream)
+        return felder;
+    const QByteArray bytes = ReadAllFromStream(stream);
+    TStreamReader reader(bytes);
+    felder.LoadFromStream(reader);
+    return felder;
+}
+
+void TMail::writeRecord(IStream* stream, const std::function<void(TStreamWriter&)>& write)
+{
+    TStreamWriter writer;
+    write(writer);
+    WriteAllToStream(stream, writer.Data());
+}
+
+void TMail::InitInterface(const QString& databaseFolder, const QString& serverDBIniDir, const QString& sektionsName,
+                          int32_t version, uint8_t orvanProgID)
 {
     TConfig& config = TConfig::Ensure();
     config.SetVersion(version);
     config.FServerDBIniDir = serverDBIniDir;
     config.FSektionsName = sektionsName;
     config.FCurrLangCode = FLanguageCode;
-    throwNotInitialised();
+    TDatenModul& module = TDatenModul::Install(std::make_unique<TDatenModul>(databaseFolder));
+    module.FOrvanProgID = orvanProgID;
+    module.SetListLanguage(FLanguageCode);
+    module.EnsureGeneralKind();
+    module.LoadProgrammVorlageListeFromDB();
 }
 
 void TMail::SetDatenfelder(IStream* stream)
 {
     if (!stream)
         return;
-    const QByteArray bytes = ReadAllFromStream(stream);
-    TStreamReader reader(bytes);
-    FFelder.LoadFromStream(reader);
+    TFelder felder = readFelder(stream);
+    FFelder = std::move(felder);
+    if (TDatenModul* module = TDatenModul::Instance())
+        module->FFelder.LoadFromBytes(FFelder.SaveToBytes());
 }
 
 void TMail::LoadEMailListe(IStream* stream)
 {
-    if (stream)
-        throwNotInitialised();
+    if (!stream)
+        return;
+    TDatenModul& module = requireDatenModul();
+    module.LoadEMailListeFromDB(true);
+    writeRecord(stream, [&](TStreamWriter& w) { module.FEMailListe.SaveToStream(w); });
 }
 
 void TMail::LoadVorlageArtListe(IStream* stream)
 {
-    if (stream)
-        throwNotInitialised();
+    if (!stream)
+        return;
+    TDatenModul& module = requireDatenModul();
+    writeRecord(stream, [&](TStreamWriter& w) { module.FProgrammVorlageArtListe.SaveToStream(w); });
 }
 
 void TMail::LoadVorlageListe(IStream* stream)
 {
-    if (stream)
-        throwNotInitialised();
+    if (!stream)
+        return;
+    TDatenModul& module = requireDatenModul();
+    module.LoadProgrammVorlageListeFromDB();
+    writeRecord(stream, [&](TStreamWriter& w) { module.FProgrammVorlageListe.SaveToStream(w); });
 }
 
-bool TMail::VorlageArtVorhanden(const QUuid&)
+bool TMail::VorlageArtVorhanden(const QUuid& art)
 {
-    throwNotInitialised();
+    return requireDatenModul().FProgrammVorlageArtListe.ProgrammVorlageArtVorhanden(art);
 }
 
-void TMail::VorlageArtAnlegen(const QUuid&, const QString&, const QString&, const QString&, const QString&,
-                              IStream*, int32_t)
+void TMail::VorlageArtAnlegen(const QUuid& art, const QString& nameDE, const QString& nameEN,
+                              const QString& beschreibungEN, const QString& beschreibungDE, IStream* felder,
+                              int32_t felderVersion)
 {
-    throwNotInitialised();
+    TDatenModul& module = requireDatenModul();
+    module.VorlageArtAnlegen(art, nameDE, nameEN, beschreibungEN, beschreibungDE, readFelder(felder), felderVersion);
 }
 
-void TMail::VorlageArtFelderAktualisieren(const QUuid&, IStream*, int32_t)
+void TMail::VorlageArtFelderAktualisieren(const QUuid& art, IStream* felder, int32_t felderVersion)
 {
-    throwNotInitialised();
+    TDatenModul& module = requireDatenModul();
+    module.VorlageArtFelderAktualisieren(art, readFelder(felder), felderVersion);
 }
 
-int32_t TMail::VorlageArtFelderVersion(const QUuid&)
+int32_t TMail::VorlageArtFelderVersion(const QUuid& art)
 {
-    throwNotInitialised();
+    return requireDatenModul().VorlageArtFelderVersion(art);
 }
 
-void TMail::VorlageArtErweitern(const QUuid&, uint8_t)
+void TMail::VorlageArtErweitern(const QUuid& art, uint8_t orvanProgID)
 {
-    throwNotInitialised();
+    requireDatenModul().VorlageArtErweitern(art, orvanProgID);
 }
 
-void TMail::VorlageArtUmbenennen(const QUuid&, const QString&, int32_t)
+void TMail::VorlageArtUmbenennen(const QUuid& art, const QString& name, int32_t lang)
 {
-    throwNotInitialised();
+    requireDatenModul().VorlageArtUmbenennen(art, name, lang);
 }
 
-int32_t TMail::VorlageVorhanden(const QUuid&)
+int32_t TMail::VorlageVorhanden(const QUuid& vorlage)
 {
-    throwNotInitialised();
+    return requireDatenModul().VorlageVorhanden(vorlage);
 }
 
-void TMail::VorlageAnlegen(const QUuid&, const QUuid&, const QString&, const QString&, const QString&,
-                           const QString&, const QString&, bool)
+void TMail::VorlageAnlegen(const QUuid& art, const QUuid& vorlage, const QString& nameDE, const QString& nameEN,
+                           const QString& betreff, const QString& body, const QString& pfad, bool isDefault)
 {
-    throwNotInitialised();
+    requireDatenModul().VorlageAnlegen(art, vorlage, nameDE, nameEN, betreff, body, pfad, isDefault);
 }
 
-void TMail::VorlageAktualisieren(IStream*)
+void TMail::VorlageAktualisieren(IStream* stream)
 {
-    throwNotInitialised();
+    TDatenModul& module = requireDatenModul();
+    if (!stream)
+        return;
+    const QByteArray bytes = ReadAllFromStream(stream);
+    TStreamReader reader(bytes);
+    TProgrammVorlage vorlage;
+    vorlage.LoadFromStream(reader);
+    module.VorlageAktualisieren(vorlage);
 }
 
-void TMail::VorlageLoeschen(const QUuid&)
+void TMail::VorlageLoeschen(const QUuid& vorlage)
 {
-    throwNotInitialised();
+    requireDatenModul().VorlageLoeschen(vorlage);
 }
 
 }  // namespace kalvex

@@ -12,11 +12,13 @@
 #include <QString>
 #include <QUuid>
 #include <atomic>
+#include <functional>
 #include <memory>
 
 namespace kalvex {
 
 class TAdressDB;
+class TDatenModul;
 
 // Splits the host's recipients text at ";" into trimmed, non-empty pieces.
 QStringList SplitRecipientsText(const QString& text);
@@ -91,6 +93,9 @@ private:
     void openAdressDB();
     void cleanup();
     void readDoFinalize();
+    static TDatenModul& requireDatenModul();
+    static TFelder readFelder(IStream* stream);
+    static void writeRecord(IStream* stream, const std::function<void(TStreamWriter&)>& write);
     void finalizeOrSkipOnce();
 
     ComObject FCom;

@@ -1,6 +1,7 @@
 #include "entry/WindowWiring.h"
 
 #include "config/uConfig.h"
+#include "db/uDatenModul.h"
 #include "send/MailingRun.h"
 #include "ui/MessageBoxes.h"
 #include "ui/WindowRunner.h"
@@ -12,7 +13,14 @@ namespace {
 
 TMailingRunDeps makeRunDeps()
 {
-    return TMailingRunDeps{};
+    TMailingRunDeps deps;
+    deps.storeMail = [](TEMail& mail, int kind) {
+        if (TDatenModul* module = TDatenModul::Instance()) {
+            module->SaveEMail(mail, kind == 1 ? TMailStatus::stEntwurf : TMailStatus::stGesendet);
+            module->LoadEMailListeFromDB();
+        }
+    };
+    return deps;
 }
 
 TMainFormServices makeServices(TMailingRun& run)
@@ -20,6 +28,14 @@ TMainFormServices makeServices(TMailingRun& run)
     TMainFormServices services;
     services.send = [&run](TComposeModel&) { run.SendClick(); };
     services.storeDraft = [&run](TComposeModel&) { run.SaveDraft(); };
+    services.mails = []() -> const TEMailListe* {
+        TDatenModul* module = TDatenModul::Instance();
+        return module ? &module->FEMailListe : nullptr;
+    };
+    services.deleteMail = [](int32_t id) {
+        if (TDatenModul* module = TDatenModul::Instance())
+            module->DeleteEMail(id);
+    };
     return services;
 }
 
@@ -30,7 +46,11 @@ void fillWindow(TMainForm& window, const TDistributionWindowSetup& setup)
         window.SetBody(setup.body);
     window.SetFelder(setup.felder);
     window.FVorlageArtGUID = setup.art;
-    window.InitializeVorlagenAuswahl(nullptr, setup.lang);
+    TDatenModul* module = TDatenModul::Instance();
+    if (module)
+        module->LoadEMailListeFromDB();
+    window.InitializeVorlagenAuswahl(module ? &module->FProgrammVorlageListe : nullptr, setup.lang);
+    window.FillMailLists();
     if (!setup.vorlage.isNull())
         window.SetVorlagenAuswahl(setup.vorlage);
     for (const TComposeRecipient& r : setup.recipients)
