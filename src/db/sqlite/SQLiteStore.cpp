@@ -473,7 +473,10 @@ void TQMBSQLiteDatabaseHandler::RecreateTable(const QString& table,
                                               int expectedFieldCount)
 {
     const QString newStatement = changeStatement(createStatementOf(table));
-    const QString backup = table + QStringLiteral("_BcUp") + QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMddHHmmss"));
+    const QString base = table + QStringLiteral("_BcUp") + QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMddHHmmss"));
+    QString backup = base;
+    for (int n = 2; TableExists(backup); ++n)
+        backup = base + QString::number(n);
     ExecSQL(QStringLiteral("PRAGMA foreign_keys = OFF"));
     const qint64 before = CalcSQL_Int(0, QStringLiteral("SELECT Count(*) FROM [%1]").arg(table));
     FDatasets->CloseAllDataSets();
@@ -496,6 +499,8 @@ void TQMBSQLiteDatabaseHandler::RecreateTable(const QString& table,
         throw EKalvex(QStringLiteral("Error while copying: different dataset count: before=%1, after=%2, Backup in %3.")
                           .arg(before).arg(after).arg(backup));
     ExecSQL(QStringLiteral("PRAGMA foreign_keys = ON"));
+    // Every row arrived: the backup has done its job.
+    ExecSQL(QStringLiteral("DROP TABLE [%1]").arg(backup), TECommandTypes::sttDDL);
 }
 
 void TQMBSQLiteDatabaseHandler::deleteField(const QString& table, const QString& field)
@@ -504,7 +509,7 @@ void TQMBSQLiteDatabaseHandler::deleteField(const QString& table, const QString&
     try {
         const int expected = static_cast<int>(columnNames(table).size()) - 1;
         RecreateTable(table, [&](const QString& sql) {
-            const QRegularExpression column(QStringLiteral("[,(]\\s*[\\[\"]%1[\\]\"][^,)]*(\\([^)]*\\))?[^,)]*")
+            const QRegularExpression column(QStringLiteral("[,(]\\s*[\\[\"]%1[\\]\"][^,()]*(\\([^)]*\\))?[^,)]*")
                                                 .arg(QRegularExpression::escape(field)),
                                             QRegularExpression::CaseInsensitiveOption);
             const QRegularExpressionMatch m = column.match(sql);

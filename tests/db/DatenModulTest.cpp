@@ -1,0 +1,173 @@
+#include "StoreFixture.h"
+
+#include "config/IniPlus.h"
+#include "config/KalvexError.h"
+#include "config/LogFileUnit.h"
+#include "config/uConfig.h"
+#include "db/uDatenModul.h"
+
+#include <QDir>
+#include <QFile>
+
+using namespace kalvex;
+using namespace kalvex::testing;
+
+namespace {
+
+QString errorOf(const std::function<void()>& f)
+{
+    try {
+        f();
+    } catch (const EKalvex& e) {
+        return e.message();
+    }
+    return QString();
+}
+
+// An installation in a temporary folder: registry file, common folder.
+class DatenModulTest : public StoreTest {
+protected:
+    void SetUp() override
+    {
+        common = FDir.filePath("common") + "/";
+        TIniFile reg(FDir.filePath("registry.ini"));
+        reg.WriteString("SOFTWARE\\QMB GmbH\\InstallDir", "Test", FDir.filePath("data"));
+        reg.WriteString("SOFTWARE\\QMB GmbH\\Common", "Common", common);
+        qputenv("KALVEX_REGISTRY", FDir.filePath("registry.ini").toUtf8());
+        TConfig::Install(std::make_unique<TConfig>(QStringLiteral("Test")));
+        QDir().mkpath(common + "Common04");
+    }
+    void TearDown() override
+    {
+        TDatenModul::Free();
+        TLogFile::Uninstall();
+        TConfig::Free();
+        qunsetenv("KALVEX_REGISTRY");
+    }
+    QString storeFile() const { return common + "Common04/kalvex.db"; }
+    QString common;
+};
+
+TFelder oneField(const QString& name)
+{
+    TFelder f;
+    TFeldEinfach& field = f.FEinfachListe.Add();
+    field.FGUID = QUuid::createUuid();
+    field.FFeldnameList.SetText(1031, name);
+    return f;
+}
+
+}  // namespace
+
+TEST_P(DatenModulTest, HostTemplateOperations)
+{
+    const QUuid kind("{11111111-2222-3333-4444-555555555555}");
+    {
+        TDatenModul dm;
+        EXPECT_EQ(errorOf([&] { dm.EnsureGeneralKind(); }), "OrvanProgID nicht initialisiert (InitInterface)");
+        dm.FOrvanProgID = 3;
+        dm.EnsureGeneralKind();
+        ASSERT_TRUE(dm.FProgrammVorlageArtListe.ProgrammVorlageArtVorhanden(GeneralKindGUID()));
+        EXPECT_EQ(dm.FProgrammVorlageArtListe.GetProgrammVorlageArt(GeneralKindGUID())->FOrvanProgIDs, 0u);
+
+        dm.VorlageArtAnlegen(kind, "Rechnung", "Invoice", "Invoices", "Rechnungen", oneField("Betrag"), 4);
+        dm.FOrvanProgID = 5;
+        dm.VorlageArtAnlegen(kind, "Rechnung neu", "Invoice new", "", "", oneField("Anderes"), 9);
+        dm.VorlageArtErweitern(kind, 16);
+        EXPECT_EQ(dm.VorlageArtFelderVersion(kind), 4);
+        EXPECT_EQ(dm.VorlageArtFelderVersion(QUuid::createUuid()), -1);
+
+        const QUuid t = QUuid::createUuid();
+        EXPECT_EQ(dm.VorlageVorhanden(t), -1);
+        dm.VorlageAnlegen(kind, t, "Mahnung", "Reminder", "Betreff <Betrag>", "Body", "/x.rtf", true);
+        EXPECT_EQ(dm.VorlageVorhanden(t), 0);
+        const QUuid gone = QUuid::createUuid();
+        dm.VorlageAnlegen(kind, gone, "Weg", "Gone", "", "", "", false);
+        dm.VorlageLoeschen(gone);
+        EXPECT_EQ(dm.VorlageVorhanden(gone), -1);
+    }
+    TDatenModul reopened;   // everything came from the store
+    const TProgrammVorlageArt* k = reopened.FProgrammVorlageArtListe.GetProgrammVorlageArt(kind);
+    ASSERT_NE(k, nullptr);
+    EXPECT_EQ(k->GetName(1031), "Rechnung neu");
+    EXPECT_EQ(k->FFelderVersion, 4);
+    ASSERT_EQ(k->FFelder.FEinfachListe.Count(), 1);
+    EXPECT_EQ(k->FFelder.FEinfachListe[0].GetFeldname(1031), "Betrag");
+    EXPECT_EQ(k->FOrvanProgIDs, (1u << 3) | (1u << 5));
+    EXPECT_EQ(reopened.FProgrammVorlageListe.Count(), 1);
+    EXPECT_TRUE(reopened.FProgrammVorlageListe[0].FIsDefault);
+    EXPECT_TRUE(reopened.FProgrammVorlageListe[0].FIsStandard);
+}
+
+TEST_P(DatenModulTest, MailLogIsAllOrNothing)
+{
+    TDatenModul dm;
+    QFile attachment(FDir.filePath("bericht.pdf"));
+    attachment.open(QIODevice::WriteOnly);
+    attachment.write(QByteArray(300000, 'p'));
+    attachment.close();
+
+    TEMail mail;
+    mail.FBetreff = "Bericht";
+    mail.FDatum = 45000.25;
+    mail.FSender = TMailSender::msKalvex;
+    TEMailEmpfaenger& r = mail.FLEmpfaenger.Add();
+    r.FAdresse = "a@example.org";
+    r.FEmpfType = TEmpfaengerTyp::elBcc;
+    mail.FAnhaenge << attachment.fileName();
+    dm.SaveEMail(mail, TMailStatus::stGesendet);
+    EXPECT_GT(mail.FID, 0);
+
+    TEMail broken;
+    broken.FBetreff = "Kaputt";
+    broken.FLEmpfaenger.Add().FAdresse = "b@example.org";
+    broken.FAnhaenge << FDir.filePath("fehlt.pdf");
+    EXPECT_TRUE(errorOf([&] { dm.SaveEMail(broken, TMailStatus::stGesendet); }).contains("fehlt.pdf"));
+
+    dm.LoadEMailListeFromDB(true);
+    ASSERT_EQ(dm.FEMailListe.Count(), 1);   // nothing of the broken mail stayed
+    EXPECT_EQ(dm.Handler().CalcSQL_Int(0, "select count(*) from KVXEmpfaenger"), 1);
+    const TEMail& back = dm.FEMailListe[0];
+    EXPECT_EQ(back.FStatus, TMailStatus::stGesendet);
+    EXPECT_EQ(back.FSender, TMailSender::msKalvex);
+    EXPECT_DOUBLE_EQ(back.FDatum, 45000.25);
+    EXPECT_EQ(back.FBcc, QStringList{"a@example.org"});
+    ASSERT_EQ(back.FLAnhaengeBlob.Count(), 1);
+    EXPECT_EQ(back.FLAnhaengeBlob[0].FObjekt.size(), 300000);
+    EXPECT_EQ(dm.Handler().CalcSQL_String("", "select Status from KVXGesendeteMails"), "gesendet");
+    EXPECT_EQ(dm.AnhangOeffnen(attachment.fileName()).size(), 300000);
+
+    dm.DeleteEMail(back.FID);
+    EXPECT_EQ(dm.Handler().CalcSQL_Int(-1, "select count(*) from KVXAnhang"), 0);
+}
+
+// A file that is not a database is reported and left as it was.
+TEST_P(DatenModulTest, BrokenStoreFileIsReportedAndUntouched)
+{
+    QFile junk(storeFile());
+    junk.open(QIODevice::WriteOnly);
+    const QByteArray bytes(8192, 'j');
+    junk.write(bytes);
+    junk.close();
+    const QString msg = errorOf([] { TDatenModul dm; });
+    EXPECT_TRUE(msg.startsWith("Es ist ein Fehler beim Verbinden zur Datenbank aufgetreten!\r\nDataBaseName: ")) << msg.toStdString();
+    QFile again(storeFile());
+    again.open(QIODevice::ReadOnly);
+    EXPECT_EQ(again.readAll(), bytes);
+}
+
+TEST_P(DatenModulTest, OldSQLiteNameIsRewrittenOnce)
+{
+    const QString ini = common + "Common04/KVXIni/serverdboptions.ini";
+    TQMBDatabaseConfig config;
+    config.HostName = common + "Common04";
+    config.DatabaseName = "kalvex.db3";
+    TQMBDatabaseFactory::SaveDatabaseConfig(ini, "Kalvex", config);
+    { TDatenModul dm; }
+    TQMBDatabaseConfig back;
+    TQMBDatabaseFactory::LoadDatabaseConfig(ini, "Kalvex", back);
+    EXPECT_EQ(back.DatabaseName, "kalvex.db");
+    EXPECT_TRUE(QFile::exists(storeFile()));
+}
+
+INSTANTIATE_TEST_SUITE_P(Stores, DatenModulTest, ::testing::ValuesIn(Backends()), BackendName);

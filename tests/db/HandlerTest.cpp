@@ -1,0 +1,172 @@
+#include "StoreFixture.h"
+
+#include "config/KalvexError.h"
+#include "config/IniPlus.h"
+#include "db/sqlite/SQLiteStore.h"
+
+using namespace kalvex;
+using namespace kalvex::testing;
+
+namespace {
+
+QString errorOf(const std::function<void()>& f)
+{
+    try {
+        f();
+    } catch (const EKalvex& e) {
+        return e.message();
+    }
+    return QString();
+}
+
+void createNumbers(TQMBDatabaseHandler& h)
+{
+    h.createTable("Zahlen", {{"ID", TFieldType::ftAutoInc}, {"Wert", TFieldType::ftInteger}, {"Name", TFieldType::ftString, 40}});
+    for (int i = 1; i <= 5; ++i)
+        h.ExecSQL("insert into [Zahlen] (Wert, Name) values (:w, :n)", {P("w", i % 3), P("n", QString("n%1").arg(i))});
+}
+
+}  // namespace
+
+class HandlerTest : public StoreTest {};
+
+TEST_P(HandlerTest, DataSetCacheReuseRules)
+{
+    auto h = OpenHandler(0);
+    createNumbers(*h);
+    TQMBDataSetList& cache = h->getDatasetList();
+    const int before = cache.Count();
+    TQMBDataSet* a = h->OpenSQL("select * from Zahlen");
+    a->Close();
+    TQMBDataSet* b = h->OpenSQL("select * from Zahlen");
+    EXPECT_EQ(a, b);                       // same SQL, closed: reused
+    TQMBDataSet* c = h->OpenSQL("select Wert from Zahlen");
+    EXPECT_NE(b, c);                       // b is open: a new one
+    c->Close();
+    b->Close();
+    TQMBDataSet* d = h->OpenSQL("select Name from Zahlen");
+    EXPECT_TRUE(d == b || d == c);         // limit 0: a closed one with other SQL is taken over
+    d->Close();
+    EXPECT_LE(cache.Count(), before + 2);
+
+    auto unlimited = OpenHandler(-1);
+    TQMBDataSet* e = unlimited->OpenSQL("select 1");
+    e->Close();
+    TQMBDataSet* f = unlimited->OpenSQL("select 2");
+    EXPECT_EQ(e, f);                       // negative count never grows while a closed one exists
+    ASSERT_TRUE(f->Next());
+    EXPECT_EQ(f->getDataSet().value(0).toInt(), 2);
+    f->Close();
+}
+
+TEST_P(HandlerTest, FieldAndTableChecksUseTheCache)
+{
+    auto h = OpenHandler();
+    createNumbers(*h);
+    EXPECT_TRUE(h->TableExists("zahlen"));
+    EXPECT_TRUE(h->TableExists("ZAHLEN"));
+    EXPECT_FALSE(h->TableExists("Nirgends"));
+    TFieldInfoV2 info;
+    EXPECT_TRUE(h->FieldExists("Zahlen", "Wert", &info));
+    const quint64 statements = h->StatementCount();
+    EXPECT_TRUE(h->FieldExists("ZAHLEN", "wert"));
+    EXPECT_FALSE(h->FieldExists("Zahlen", "Fehlt"));
+    EXPECT_FALSE(h->FieldExists("Zahlen", "Fehlt"));
+    EXPECT_EQ(h->StatementCount(), statements + 1);   // only the first miss asked the store
+    h->addField("Zahlen", "Neu", TFieldType::ftInteger, 0);
+    EXPECT_TRUE(h->FieldExists("Zahlen", "Neu"));
+    h->addField("Zahlen", "Neu", TFieldType::ftInteger, 0);   // already there: nothing happens
+}
+
+TEST_P(HandlerTest, ParametersAndMessages)
+{
+    auto h = OpenHandler();
+    createNumbers(*h);
+    EXPECT_EQ(errorOf([&] { h->ExecSQL("update Zahlen set Wert = :w where ID = :id", {P("w", 1)}); }),
+              "Fehlender Parameter \"id\"");
+    EXPECT_EQ(errorOf([&] { h->ExecSQL("select :p1, :p2", QVariantList{1, QVariant()}); }),
+              "Parameter (index=1) in Parameterliste darf nicht Null sein");
+    // A colon inside quotes or a "::" cast is no parameter.
+    EXPECT_EQ(h->CalcSQL_String("", "select 'a:b' || :x", {P("x", "c")}), "a:bc");
+    const qint64 id = h->ExecSQL("insert into [Zahlen] (Wert) values (:w)", {P("w", 9)}, true,
+                                 TECommandTypes::sttInsert, TExecSQLReturnValue::erInsertedID);
+    EXPECT_EQ(id, 6);
+    EXPECT_EQ(h->CalcSQL_MaxInt("Zahlen", "Wert"), 9);
+    EXPECT_FALSE(errorOf([&] { h->ExecSQL("select * from Nirgends"); }).isEmpty());
+    EXPECT_TRUE(errorOf([&] { h->FieldTypeToString({"Gross", TFieldType::ftLargeint}); }).contains("Unbekannter Feldtyp"));
+
+    TQMBDatabaseConfig config;
+    config.DatabaseType = TQMBDatabaseConfigType::dbtMariaDB;
+    EXPECT_EQ(errorOf([&] { TQMBDatabaseFactory::CreateDbHandler(config, "", -1); }),
+              "TQMBDatabaseHandlerClass nicht zugewiesen (TQMBMariaDBDataBaseHandler)");
+    config.DatabaseType = TQMBDatabaseConfigType::dbtOracle;
+    EXPECT_TRUE(errorOf([&] { TQMBDatabaseFactory::CreateDbHandler(config, "", -1); }).contains("nicht zugewiesen"));
+    config.DatabaseType = TQMBDatabaseConfigType::dbtMySQL;
+    EXPECT_EQ(errorOf([&] { TQMBDatabaseFactory::CreateDbHandler(config, "", -1); }),
+              "TQMBDatabaseFactory.CreateDbHandler: DatabaseType nicht unterstützt 7");
+}
+
+TEST_P(HandlerTest, NestedTransactionsCommitAtTheOuterEnd)
+{
+    auto h = OpenHandler();
+    createNumbers(*h);
+    auto other = OpenHandler();   // a second connection sees only committed rows
+    h->BeginTrans();
+    h->BeginTrans();
+    h->ExecSQL("delete from Zahlen where ID = 1");
+    h->RollbackTrans();          // counted only
+    EXPECT_EQ(h->GetTransactionNestedCount(), 1u);
+    EXPECT_EQ(other->CalcSQL_Int(0, "select count(*) from Zahlen"), 5);
+    h->CommitTrans();
+    EXPECT_EQ(other->CalcSQL_Int(0, "select count(*) from Zahlen"), 4);
+}
+
+TEST_P(HandlerTest, TableRecreationKeepsRowsOrItsBackup)
+{
+    auto h = OpenHandler();
+    createNumbers(*h);
+    h->deleteField("Zahlen", "Name");
+    EXPECT_FALSE(h->FieldExists("Zahlen", "Name"));
+    EXPECT_EQ(h->CalcSQL_Int(0, "select count(*) from Zahlen"), 5);
+
+    // A new definition that drops duplicate values loses rows: the backup
+    // table stays and the count message names it.
+    auto* sqlite = dynamic_cast<TQMBSQLiteDatabaseHandler*>(h.get());
+    if (!sqlite)
+        return;
+    const QString msg = errorOf([&] {
+        sqlite->RecreateTable("Zahlen", [](QString sql) {
+            return sql.replace("[Wert] INTEGER", "[Wert] INTEGER UNIQUE ON CONFLICT IGNORE");
+        }, 2);
+    });
+    EXPECT_TRUE(msg.startsWith("Error while copying: different dataset count: before=5, after=3, Backup in Zahlen_BcUp"))
+        << msg.toStdString();
+    const QStringList tables = h->getTableNames(false);
+    EXPECT_EQ(tables.filter("Zahlen_BcUp").size(), 1);
+    EXPECT_EQ(h->CalcSQL_Int(0, "select count(*) from [" + tables.filter("Zahlen_BcUp").first() + "]"), 5);
+}
+
+TEST_P(HandlerTest, ConnectionSettingsReadBackScrambled)
+{
+    const QString ini = FDir.filePath("serverdboptions.ini");
+    TQMBDatabaseConfig config;
+    config.DatabaseType = TQMBDatabaseConfigType::dbtMSSQL;
+    config.HostName = "srv01";
+    config.Username = "sa";
+    config.Password = "Pässwört!~x";
+    config.DatabaseName = "kalvex";
+    config.Options.AdditionalParameters = "Encrypt=yes";
+    TQMBDatabaseFactory::SaveDatabaseConfig(ini, "Kalvex", config);
+    const QString text = TIniFile(ini).ReadString("Kalvex", "Password", "");
+    EXPECT_NE(text, config.Password);
+    TQMBDatabaseConfig back;
+    TQMBDatabaseFactory::LoadDatabaseConfig(ini, "Kalvex", back);
+    EXPECT_EQ(back.Password, config.Password);
+    EXPECT_EQ(back.Username, "sa");
+    EXPECT_EQ(back.DatabaseType, TQMBDatabaseConfigType::dbtMSSQL);
+    TIniFile(ini).WriteInteger("Alle", "NoCode", 1);
+    TQMBDatabaseFactory::SaveDatabaseConfig(ini, "Kalvex", config);
+    EXPECT_EQ(TIniFile(ini).ReadString("Kalvex", "Password", ""), config.Password);
+}
+
+INSTANTIATE_TEST_SUITE_P(Stores, HandlerTest, ::testing::ValuesIn(Backends()), BackendName);
