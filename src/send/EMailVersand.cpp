@@ -1,0 +1,145 @@
+#include "send/EMailVersand.h"
+
+#include "config/LanguageUnit.h"
+#include "config/LogFileUnit.h"
+#include "config/ProgressDisplay.h"
+#include "config/UserMessages.h"
+#include "config/uConfig.h"
+#include "mailinterface/EMail.h"
+#include "send/MimeBuilder.h"
+
+#include <QFileInfo>
+
+namespace kalvex {
+
+namespace {
+
+QStringList nonEmpty(const QStringList& list)
+{
+    QStringList out;
+    for (const QString& s : list)
+        if (!s.trimmed().isEmpty())
+            out << s.trimmed();
+    return out;
+}
+
+void refuseAddress(const QString& address)
+{
+    throw EKalvex(Tx(1016, "Die Adresse ") + address + Tx(1017, " scheint fehlerhaft zu sein."));
+}
+
+}  // namespace
+
+TKeinEmpfaengerException::TKeinEmpfaengerException() : EKalvex(Tx(1018, "Es wurden keine Empfänger angegeben.")) {}
+
+TKeinAbsenderException::TKeinAbsenderException() : EKalvex(Tx(1019, "Es wurde kein Absender angegeben.")) {}
+
+void TSmtpEventMessages::TlsNotAvailable()
+{
+    FMessages.ShowInformation(QStringLiteral("kein TLS verfügbar"));
+}
+
+void TSmtpEventMessages::TlsHandshakeFailed()
+{
+    FMessages.ShowInformation(QStringLiteral("TLSHandShake Failed"));
+}
+
+void TSmtpEventMessages::StartTlsFailed()
+{
+    FMessages.ShowInformation(QStringLiteral("TLSNegCmd Failed"));
+}
+
+void TSmtpEventMessages::RecipientRefused(const QString& address)
+{
+    FMessages.ShowError(Tx(1016, "Die Adresse ") + address + Tx(1017, " scheint fehlerhaft zu sein."));
+}
+
+QString SmtpFailureMessage(const std::exception& error)
+{
+    if (dynamic_cast<const ESmtpReply*>(&error))
+        return Tx(1020, "Der SMTP-Server antwortet nicht. Bitte überprüfen Sie die Verbindungseinstellungen.");
+    if (dynamic_cast<const ESmtpNoCommonSasl*>(&error))
+        return Tx(1021, "Authentifizierung über SASL wird von Ihrem E-Mail-Provider offenbar nicht unterstützt.");
+    if (dynamic_cast<const ESmtpTls*>(&error))
+        return Tx(1022, "Es konnte keine verschlüsselte Verbindung (TLS/SSL) aufgebaut werden..");
+    if (const auto* k = dynamic_cast<const EKalvex*>(&error))
+        return k->message();
+    return QString::fromUtf8(error.what());
+}
+
+bool IsSendableAddress(const QString& address)
+{
+    if (address.isEmpty() || !address.contains(QLatin1Char('@')))
+        return false;
+    for (QChar c : address)
+        if (c.unicode() < 0x21 || c.unicode() == 0x7F || c == QLatin1Char('<') || c == QLatin1Char('>')
+            || c.category() == QChar::Other_Format || c.category() == QChar::Separator_Line
+            || c.category() == QChar::Separator_Paragraph)
+            return false;
+    return true;
+}
+
+TEMailVersand::TEMailVersand(IUserMessages* messages, IProgressDisplay* progress) : FProgress(progress)
+{
+    if (messages)
+        FEvents = std::make_unique<TSmtpEventMessages>(*messages);
+    if (const TConfig* config = TConfig::Instance())
+        FSettings.verifyCertificate = config->FVerifyCertificate;
+}
+
+TEMailVersand::~TEMailVersand() = default;
+
+void TEMailVersand::Setup(const QString& host, const QString& user, bool encrypted, uint16_t port, const QString& password)
+{
+    FSettings.host = host;
+    FSettings.port = port;
+    FSettings.user = user;
+    FSettings.password = password;
+    FSettings.tls = TlsModeFor(encrypted, port);
+}
+
+// Everything that can be refused without the server is refused before any
+// connection is made.
+void TEMailVersand::validate(const TEMail& mail) const
+{
+    if (nonEmpty(mail.FAn).isEmpty())
+        throw TKeinEmpfaengerException();
+    if (mail.FVon.trimmed().isEmpty())
+        throw TKeinAbsenderException();
+    for (const QString& address : QStringList{mail.FVon} + nonEmpty(mail.FAn) + nonEmpty(mail.FCc) + nonEmpty(mail.FBcc))
+        if (!IsSendableAddress(address.trimmed()))
+            refuseAddress(address);
+    for (const QString& path : nonEmpty(mail.FAnhaenge))
+        if (!QFileInfo(path).isFile() || !QFileInfo(path).isReadable())
+            throw EKalvex(Tx(1023, "Der Anhang \"%1\" wurde nicht gefunden oder kann nicht gelesen werden.").arg(path));
+}
+
+bool TEMailVersand::SendMail(TEMail& mail)
+{
+    validate(mail);
+    try {
+        send(mail);
+    } catch (const std::exception& e) {
+        TLogFile::LogGlobal(false, QStringLiteral("TEMailVersand.Send - ") + QString::fromUtf8(e.what()));
+        throw EKalvex(SmtpFailureMessage(e));
+    }
+    mail.SetStatus(TMailStatus::stGesendet);
+    return true;
+}
+
+void TEMailVersand::send(TEMail& mail)
+{
+    const TMimeMessage message = BuildMimeMessage(mail);
+    TSmtpEnvelope envelope{message.from.trimmed(), message.to + message.cc + message.bcc};
+    TSmtpSession session(FSettings, FEvents.get(), FProgress);
+    struct ProgressEnd {
+        IProgressDisplay* p;
+        ~ProgressEnd() { if (p) p->End(); }
+    } end{FProgress};
+    if (FProgress)
+        FProgress->Begin(Tx(1013, "E-Mail wird gesendet ..."), 0);
+    session.Run(envelope, AssembleMessage(message));
+    FLastMechanism = session.ChosenMechanism();
+}
+
+}  // namespace kalvex

@@ -1,0 +1,69 @@
+#pragma once
+// Sends one mail record directly to an SMTP server: Setup, SendMail, done.
+// One object per mail; the connection lives inside SendMail only. Failures
+// are logged ("TEMailVersand.Send - " + the protocol's own text) and raised
+// again with the German message for the user.
+
+#include "config/KalvexError.h"
+#include "send/MailingRun.h"
+#include "send/SmtpSession.h"
+
+namespace kalvex {
+
+class IUserMessages;
+class IProgressDisplay;
+class TEMail;
+
+class TKeinEmpfaengerException : public EKalvex {
+public:
+    TKeinEmpfaengerException();
+};
+
+class TKeinAbsenderException : public EKalvex {
+public:
+    TKeinAbsenderException();
+};
+
+// The protocol's events as message boxes (the spec's own texts).
+class TSmtpEventMessages : public ISmtpEvents {
+public:
+    explicit TSmtpEventMessages(IUserMessages& messages) : FMessages(messages) {}
+    void TlsNotAvailable() override;
+    void TlsHandshakeFailed() override;
+    void StartTlsFailed() override;
+    void RecipientRefused(const QString& address) override;
+
+private:
+    IUserMessages& FMessages;
+};
+
+// The one place that words a failed send for the user.
+QString SmtpFailureMessage(const std::exception& error);
+// Refuses addresses that would break a command or a header.
+bool IsSendableAddress(const QString& address);
+
+class TEMailVersand : public ISmtpSender {
+public:
+    // messages and progress may be null (no window); they must outlive the object.
+    explicit TEMailVersand(IUserMessages* messages = nullptr, IProgressDisplay* progress = nullptr);
+    ~TEMailVersand() override;
+
+    void Setup(const QString& host, const QString& user, bool encrypted, uint16_t port,
+               const QString& password) override;
+    bool SendMail(TEMail& mail) override;
+
+    // Time-outs and certificate checking; Setup fills the rest.
+    TSmtpSettings& Settings() { return FSettings; }
+    const QByteArray& LastMechanism() const { return FLastMechanism; }
+
+private:
+    void validate(const TEMail& mail) const;
+    void send(TEMail& mail);
+
+    TSmtpSettings FSettings;
+    std::unique_ptr<TSmtpEventMessages> FEvents;
+    IProgressDisplay* FProgress;
+    QByteArray FLastMechanism;
+};
+
+}  // namespace kalvex

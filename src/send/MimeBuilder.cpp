@@ -1,0 +1,284 @@
+#include "send/MimeBuilder.h"
+
+#include "mailinterface/EMail.h"
+
+#include <QFileInfo>
+#include <QMimeDatabase>
+#include <QUuid>
+
+namespace kalvex {
+
+namespace {
+
+constexpr int kMaxEncodedWord = 75;
+constexpr int kQpLine = 76;
+
+bool isPlainHeaderText(const QString& text)
+{
+    for (QChar c : text)
+        if (c.unicode() < 0x20 || c.unicode() > 0x7E)
+            return false;
+    return true;
+}
+
+QByteArray boundaryFor(int depth)
+{
+    return "=_kalvex_" + QUuid::createUuid().toByteArray(QUuid::Id128) + '_' + QByteArray::number(depth);
+}
+
+// Address header: the addresses as given, comma-separated, folded after
+// each comma so no line grows long.
+QByteArray addressHeader(const char* name, const QStringList& addresses)
+{
+    QByteArray out = QByteArray(name) + ": ";
+    for (int i = 0; i < addresses.size(); ++i)
+        out += (i ? ",\r\n " : "") + addresses[i].toUtf8();
+    return out + "\r\n";
+}
+
+QByteArray contentTypeLine(const TMimePart& part, const QByteArray& boundary)
+{
+    QByteArray line = "Content-Type: " + part.contentType.toLatin1();
+    for (const QString& p : part.extraTypeParams)
+        line += ";\r\n " + p.toUtf8();
+    if (part.IsMultipart())
+        line += ";\r\n boundary=\"" + boundary + '"';
+    else if (part.filePath.isEmpty())
+        line += "; charset=UTF-8";
+    return line + "\r\n";
+}
+
+void appendBytes(std::vector<TMimeSegment>& out, const QByteArray& bytes)
+{
+    if (!out.empty() && out.back().base64File.isEmpty())
+        out.back().bytes += bytes;
+    else
+        out.push_back({bytes, {}});
+}
+
+void assemblePart(const TMimePart& part, int depth, std::vector<TMimeSegment>& out)
+{
+    const QByteArray boundary = boundaryFor(depth);
+    QByteArray head = contentTypeLine(part, boundary);
+    if (!part.filePath.isEmpty()) {
+        head += "Content-Transfer-Encoding: base64\r\nContent-Disposition: attachment;"
+              + FileNameParameters(QFileInfo(part.filePath).fileName()) + "\r\n";
+    } else if (!part.IsMultipart()) {
+        head += "Content-Transfer-Encoding: quoted-printable\r\n";
+    }
+    appendBytes(out, head + "\r\n");
+    if (!part.filePath.isEmpty()) {
+        out.push_back({{}, part.filePath});
+    } else if (!part.IsMultipart()) {
+        appendBytes(out, EncodeQuotedPrintable(part.text));
+    } else {
+        for (const auto& child : part.children) {
+            appendBytes(out, "--" + boundary + "\r\n");
+            assemblePart(*child, depth + 1, out);
+            appendBytes(out, "\r\n");
+        }
+        appendBytes(out, "--" + boundary + "--\r\n");
+    }
+}
+
+QString mimeTypeOf(const QString& path)
+{
+    const QString name = QMimeDatabase().mimeTypeForFile(path, QMimeDatabase::MatchExtension).name();
+    return name.isEmpty() || name.contains(QLatin1Char('"')) ? QStringLiteral("application/octet-stream") : name;
+}
+
+QString domainOf(const QString& address)
+{
+    const QString domain = address.section(QLatin1Char('@'), -1);
+    return address.contains(QLatin1Char('@')) && !domain.isEmpty() ? domain : QStringLiteral("kalvex.invalid");
+}
+
+}  // namespace
+
+TMimePart& TMimePart::AddChild(const QString& type)
+{
+    children.push_back(std::make_unique<TMimePart>());
+    children.back()->contentType = type;
+    return *children.back();
+}
+
+QString NormalizeLineBreaks(const QString& text)
+{
+    QString out;
+    out.reserve(text.size() + text.size() / 40);
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        if (c == QLatin1Char('\r')) {
+            out += QLatin1String("\r\n");
+            if (i + 1 < text.size() && text.at(i + 1) == QLatin1Char('\n'))
+                ++i;
+        } else if (c == QLatin1Char('\n')) {
+            out += QLatin1String("\r\n");
+        } else {
+            out += c;
+        }
+    }
+    return out;
+}
+
+QByteArray EncodeHeaderWord(const QString& text, int firstLineUsed)
+{
+    if (isPlainHeaderText(text) && text.size() + firstLineUsed <= 76)
+        return text.toLatin1();
+    // Base64 words of whole UTF-8 characters, at most 75 characters each.
+    QByteArray out;
+    QByteArray chunk;
+    auto flush = [&] {
+        if (chunk.isEmpty())
+            return;
+        out += (out.isEmpty() ? "" : "\r\n ") + QByteArray("=?UTF-8?B?") + chunk.toBase64() + "?=";
+        chunk.clear();
+    };
+    const int maxBytes = (kMaxEncodedWord - 12) / 4 * 3;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        QString unit(text.at(i));
+        if (text.at(i).isHighSurrogate() && i + 1 < text.size())
+            unit += text.at(++i);
+        const QByteArray bytes = unit.toUtf8();
+        if (chunk.size() + bytes.size() > maxBytes)
+            flush();
+        chunk += bytes;
+    }
+    flush();
+    return out;
+}
+
+QByteArray EncodeQuotedPrintable(const QString& text)
+{
+    const QByteArray utf8 = NormalizeLineBreaks(text).toUtf8();
+    QByteArray out;
+    out.reserve(utf8.size() * 11 / 10 + 16);
+    int lineLength = 0;
+    auto put = [&](const QByteArray& piece) {
+        if (lineLength + piece.size() > kQpLine - 1) {
+            out += "=\r\n";
+            lineLength = 0;
+        }
+        out += piece;
+        lineLength += static_cast<int>(piece.size());
+    };
+    for (qsizetype i = 0; i < utf8.size(); ++i) {
+        const auto c = static_cast<unsigned char>(utf8[i]);
+        if (c == '\r' && i + 1 < utf8.size() && utf8[i + 1] == '\n') {
+            // A blank before a line break would be lost in transit.
+            if (!out.isEmpty() && (out.endsWith(' ') || out.endsWith('\t')) && lineLength > 0) {
+                const char last = out.back();
+                out.chop(1);
+                out += last == ' ' ? "=20" : "=09";
+            }
+            out += "\r\n";
+            lineLength = 0;
+            ++i;
+        } else if ((c >= 33 && c <= 126 && c != '=') || c == ' ' || c == '\t') {
+            put(QByteArray(1, static_cast<char>(c)));
+        } else {
+            put("=" + QByteArray::number(c, 16).toUpper().rightJustified(2, '0'));
+        }
+    }
+    if (out.endsWith(' ') || out.endsWith('\t'))
+        out += "=\r\n";
+    if (!out.endsWith("\r\n"))
+        out += "\r\n";
+    return out;
+}
+
+QByteArray FileNameParameters(const QString& fileName)
+{
+    if (isPlainHeaderText(fileName) && !fileName.contains(QLatin1Char('"')) && !fileName.contains(QLatin1Char('\\'))
+        && fileName.size() < 60)
+        return "\r\n filename=\"" + fileName.toLatin1() + '"';
+    const QByteArray encoded = fileName.toUtf8().toPercentEncoding();
+    QByteArray out;
+    int index = 0;
+    for (qsizetype pos = 0; pos < encoded.size(); ++index) {
+        qsizetype len = std::min<qsizetype>(60, encoded.size() - pos);
+        // Never split a %XX escape.
+        if (pos + len < encoded.size() && encoded[pos + len - 1] == '%')
+            len -= 1;
+        else if (pos + len < encoded.size() && len >= 2 && encoded[pos + len - 2] == '%')
+            len -= 2;
+        out += "\r\n filename*" + QByteArray::number(index) + "*=" + (index == 0 ? "UTF-8''" : "")
+             + encoded.mid(pos, len) + ';';
+        pos += len;
+    }
+    out.chop(1);
+    return out;
+}
+
+QByteArray FormatMailDate(const QDateTime& dt)
+{
+    static const char* days[] = {"Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"};
+    static const char* months[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    const int offset = dt.offsetFromUtc() / 60;
+    const QDate d = dt.date();
+    return QByteArray(days[d.dayOfWeek() - 1]) + ", " + QByteArray::number(d.day()) + ' ' + months[d.month() - 1] + ' '
+         + QByteArray::number(d.year()) + ' ' + dt.time().toString(QStringLiteral("HH:mm:ss")).toLatin1() + ' '
+         + (offset < 0 ? '-' : '+') + QByteArray::number(std::abs(offset) / 60).rightJustified(2, '0')
+         + QByteArray::number(std::abs(offset) % 60).rightJustified(2, '0');
+}
+
+TMimeMessage BuildMimeMessage(const TEMail& mail)
+{
+    TMimeMessage m;
+    m.from = mail.FVon;
+    auto nonEmpty = [](const QStringList& list) {
+        QStringList out;
+        for (const QString& a : list)
+            if (!a.trimmed().isEmpty())
+                out << a.trimmed();
+        return out;
+    };
+    m.to = nonEmpty(mail.FAn);
+    m.cc = nonEmpty(mail.FCc);
+    m.bcc = nonEmpty(mail.FBcc);
+    m.subject = mail.FBetreff;
+    m.date = QDateTime::currentDateTime();
+    m.messageId = QStringLiteral("<%1@%2>").arg(QUuid::createUuid().toString(QUuid::WithoutBraces), domainOf(mail.FVon));
+    const QStringList attachments = nonEmpty(mail.FAnhaenge);
+    TMimePart* related = &m.root;
+    if (attachments.isEmpty()) {
+        m.root.contentType = QStringLiteral("multipart/related");
+    } else {
+        m.root.contentType = QStringLiteral("multipart/mixed");
+        related = &m.root.AddChild(QStringLiteral("multipart/related"));
+    }
+    related->extraTypeParams << QStringLiteral("type=\"multipart/alternative\"");
+    TMimePart& alternative = related->AddChild(QStringLiteral("multipart/alternative"));
+    alternative.AddChild(QStringLiteral("text/plain")).text = mail.FBodyPlain;
+    // The HTML lines joined with a blank before each, as one text.
+    QString html;
+    for (const QString& line : mail.FBodyHTML)
+        html += QLatin1Char(' ') + line;
+    alternative.AddChild(QStringLiteral("text/html")).text = html;
+    for (const QString& path : attachments) {
+        TMimePart& file = m.root.AddChild(mimeTypeOf(path));
+        file.filePath = path;
+        file.extraTypeParams << QStringLiteral("name=\"%1\"").arg(QString::fromLatin1(
+            EncodeHeaderWord(QFileInfo(path).fileName(), 10).replace("\r\n ", " ").replace('"', "'")));
+    }
+    return m;
+}
+
+std::vector<TMimeSegment> AssembleMessage(const TMimeMessage& message)
+{
+    QByteArray head = "From: " + message.from.toUtf8() + "\r\n";
+    if (!message.to.isEmpty())
+        head += addressHeader("To", message.to);
+    if (!message.cc.isEmpty())
+        head += addressHeader("Cc", message.cc);
+    head += "Subject: " + EncodeHeaderWord(message.subject, 9) + "\r\n";
+    head += "Date: " + FormatMailDate(message.date) + "\r\n";
+    head += "Message-ID: " + message.messageId.toLatin1() + "\r\n";
+    head += "MIME-Version: 1.0\r\n";
+    std::vector<TMimeSegment> out;
+    appendBytes(out, head);
+    assemblePart(message.root, 0, out);
+    return out;
+}
+
+}  // namespace kalvex

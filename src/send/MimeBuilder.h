@@ -1,0 +1,59 @@
+#pragma once
+// A mail as a tree of MIME parts, assembled to bytes in one place. Text
+// parts are UTF-8 quoted-printable; attachments are base64 and stay files
+// until they are sent: the assembled message is a list of segments, either
+// bytes or "this file, base64-encoded", so that a large attachment is read
+// in chunks while it goes out and never held in memory whole.
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QString>
+#include <QStringList>
+#include <memory>
+#include <vector>
+
+namespace kalvex {
+
+class TEMail;
+
+struct TMimeSegment {
+    QByteArray bytes;     // literal bytes (CRLF line ends), or
+    QString base64File;   // a file to send base64-encoded, 76-character lines
+};
+
+class TMimePart {
+public:
+    QString contentType;                    // "text/plain", "multipart/alternative", ...
+    QStringList extraTypeParams;            // '; type="..."' and the like, already encoded
+    QString text;                           // text parts
+    QString filePath;                       // attachment parts
+    std::vector<std::unique_ptr<TMimePart>> children;
+
+    bool IsMultipart() const { return contentType.startsWith(QLatin1String("multipart/")); }
+    TMimePart& AddChild(const QString& type);
+};
+
+struct TMimeMessage {
+    QString from;
+    QStringList to, cc, bcc;
+    QString subject;
+    QDateTime date;
+    QString messageId;
+    TMimePart root;
+};
+
+// The message tree of a mail record: multipart/related > multipart/alternative
+// > text/plain + text/html, attachments beside it under multipart/mixed.
+TMimeMessage BuildMimeMessage(const TEMail& mail);
+// Headers and body as segments, ready for DATA (before dot-stuffing).
+std::vector<TMimeSegment> AssembleMessage(const TMimeMessage& message);
+
+// Encoders, exposed for their tests.
+QByteArray EncodeHeaderWord(const QString& text, int firstLineUsed);   // RFC 2047, folded
+QByteArray EncodeQuotedPrintable(const QString& text);                 // RFC 2045, CRLF lines
+QByteArray FileNameParameters(const QString& fileName);                // RFC 2231 filename*
+QByteArray FormatMailDate(const QDateTime& dt);                        // RFC 5322
+// Normalises every CR, LF and CR LF to CR LF.
+QString NormalizeLineBreaks(const QString& text);
+
+}  // namespace kalvex

@@ -1,0 +1,159 @@
+#include "send/SaslMechanisms.h"
+
+#include "config/KalvexError.h"
+#include "config/LanguageUnit.h"
+
+#include <QCryptographicHash>
+#include <QMessageAuthenticationCode>
+
+namespace kalvex {
+
+namespace {
+
+class TCramMechanism : public TSaslMechanism {
+public:
+    TCramMechanism(QByteArray name, QCryptographicHash::Algorithm algorithm, TSaslCredentials c)
+        : FName(std::move(name)), FAlgorithm(algorithm), FCredentials(std::move(c)) {}
+    QByteArray Name() const override { return FName; }
+    QByteArray Respond(const QByteArray& challenge) override
+    {
+        const QByteArray digest =
+            QMessageAuthenticationCode::hash(challenge, FCredentials.password.toUtf8(), FAlgorithm).toHex();
+        return FCredentials.user.toUtf8() + ' ' + digest;
+    }
+
+private:
+    QByteArray FName;
+    QCryptographicHash::Algorithm FAlgorithm;
+    TSaslCredentials FCredentials;
+};
+
+// S/KEY and OTP: the first response names the user, the second answers
+// the "otp-<hash> <sequence> <seed>" challenge.
+class TOtpMechanism : public TSaslMechanism {
+public:
+    TOtpMechanism(QByteArray name, TSaslCredentials c) : FName(std::move(name)), FCredentials(std::move(c)) {}
+    QByteArray Name() const override { return FName; }
+    std::optional<QByteArray> InitialResponse() override
+    {
+        FSentUser = true;
+        return FName == "OTP" ? QByteArray() + '\0' + FCredentials.user.toUtf8() : FCredentials.user.toUtf8();
+    }
+    QByteArray Respond(const QByteArray& challenge) override
+    {
+        const QList<QByteArray> parts = challenge.simplified().split(' ');
+        bool ok = false;
+        const int sequence = parts.value(1).toInt(&ok);
+        if (parts.size() < 3 || !ok || !parts[0].startsWith("otp-"))
+            throw EKalvex(Tx(1000, "Der SMTP-Server hat eine unverständliche Einmalkennwort-Anfrage gesendet."));
+        return OneTimePassword(parts[0].mid(4), sequence, parts[2], FCredentials.password.toUtf8());
+    }
+
+private:
+    QByteArray FName;
+    TSaslCredentials FCredentials;
+    bool FSentUser = false;
+};
+
+class TAnonymousMechanism : public TSaslMechanism {
+public:
+    QByteArray Name() const override { return "ANONYMOUS"; }
+    std::optional<QByteArray> InitialResponse() override { return QByteArray("kalvex"); }
+    QByteArray Respond(const QByteArray&) override { return "kalvex"; }
+};
+
+class TExternalMechanism : public TSaslMechanism {
+public:
+    QByteArray Name() const override { return "EXTERNAL"; }
+    std::optional<QByteArray> InitialResponse() override { return QByteArray(); }
+    QByteArray Respond(const QByteArray&) override { return {}; }
+};
+
+// LOGIN answers "Username:" and then "Password:".
+class TLoginMechanism : public TSaslMechanism {
+public:
+    explicit TLoginMechanism(TSaslCredentials c) : FCredentials(std::move(c)) {}
+    QByteArray Name() const override { return "LOGIN"; }
+    QByteArray Respond(const QByteArray&) override
+    {
+        return FStep++ == 0 ? FCredentials.user.toUtf8() : FCredentials.password.toUtf8();
+    }
+
+private:
+    TSaslCredentials FCredentials;
+    int FStep = 0;
+};
+
+class TPlainMechanism : public TSaslMechanism {
+public:
+    explicit TPlainMechanism(TSaslCredentials c) : FCredentials(std::move(c)) {}
+    QByteArray Name() const override { return "PLAIN"; }
+    std::optional<QByteArray> InitialResponse() override { return message(); }
+    QByteArray Respond(const QByteArray&) override { return message(); }
+
+private:
+    QByteArray message() const
+    {
+        return QByteArray() + '\0' + FCredentials.user.toUtf8() + '\0' + FCredentials.password.toUtf8();
+    }
+    TSaslCredentials FCredentials;
+};
+
+// Folds a digest to 64 bits as RFC 2289 prescribes for each hash.
+QByteArray foldTo64(const QByteArray& digest, bool sha1)
+{
+    QByteArray out(8, '\0');
+    for (int i = 0; i < 8; ++i)
+        out[i] = static_cast<char>(digest[i] ^ digest[i + 8]);
+    if (sha1) {
+        for (int i = 0; i < 4; ++i)
+            out[i] = static_cast<char>(out[i] ^ digest[i + 16]);
+        // RFC 2289 appendix A: SHA-1 words are folded little-endian per word.
+        QByteArray swapped(8, '\0');
+        for (int w = 0; w < 2; ++w)
+            for (int b = 0; b < 4; ++b)
+                swapped[w * 4 + b] = out[w * 4 + 3 - b];
+        return swapped;
+    }
+    return out;
+}
+
+}  // namespace
+
+QByteArray OneTimePassword(const QByteArray& algorithm, int sequence, const QByteArray& seed, const QByteArray& secret)
+{
+    const bool sha1 = algorithm.toLower() == "sha1";
+    const auto hash = sha1 ? QCryptographicHash::Sha1 : QCryptographicHash::Md5;
+    if (!sha1 && algorithm.toLower() != "md5")
+        throw EKalvex(Tx(1001, "Das Einmalkennwort-Verfahren %1 wird nicht unterstützt.").arg(QString::fromLatin1(algorithm)));
+    QByteArray value = foldTo64(QCryptographicHash::hash(seed.toLower() + secret, hash), sha1);
+    for (int i = 0; i < sequence; ++i)
+        value = foldTo64(QCryptographicHash::hash(value, hash), sha1);
+    return "hex:" + value.toHex();
+}
+
+std::vector<std::unique_ptr<TSaslMechanism>> CreateSaslMechanisms(const TSaslCredentials& c)
+{
+    std::vector<std::unique_ptr<TSaslMechanism>> list;
+    list.push_back(std::make_unique<TCramMechanism>("CRAM-SHA1", QCryptographicHash::Sha1, c));
+    list.push_back(std::make_unique<TCramMechanism>("CRAM-MD5", QCryptographicHash::Md5, c));
+    list.push_back(std::make_unique<TOtpMechanism>("SKEY", c));
+    list.push_back(std::make_unique<TOtpMechanism>("OTP", c));
+    list.push_back(std::make_unique<TAnonymousMechanism>());
+    list.push_back(std::make_unique<TExternalMechanism>());
+    list.push_back(std::make_unique<TLoginMechanism>(c));
+    list.push_back(std::make_unique<TPlainMechanism>(c));
+    return list;
+}
+
+TSaslMechanism* ChooseSaslMechanism(const std::vector<std::unique_ptr<TSaslMechanism>>& mechanisms,
+                                    const QList<QByteArray>& announced)
+{
+    for (const auto& m : mechanisms)
+        for (const QByteArray& a : announced)
+            if (a.compare(m->Name(), Qt::CaseInsensitive) == 0)
+                return m.get();
+    return nullptr;
+}
+
+}  // namespace kalvex

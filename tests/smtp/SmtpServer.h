@@ -1,0 +1,89 @@
+#pragma once
+// Starts the Python SMTP peer (tests/smtp/smtp_server.py) on 127.0.0.1 for
+// one test and stops it again; reads what it received.
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QThread>
+
+namespace kalvex::testing {
+
+inline QString SourceDir()
+{
+    return qEnvironmentVariable("KALVEX_SOURCE_DIR", QStringLiteral(KALVEX_TEST_SOURCE_DIR));
+}
+
+inline QCoreApplication& App()
+{
+    static int argc = 1;
+    static char name[] = "test_smtp";
+    static char* argv[] = {name, nullptr};
+    static QCoreApplication app(argc, argv);
+    return app;
+}
+
+// A self-signed certificate for 127.0.0.1, made once per test run.
+inline QPair<QString, QString> Certificate()
+{
+    static QTemporaryDir dir;
+    const QString cert = dir.filePath("cert.pem"), key = dir.filePath("key.pem");
+    if (!QFile::exists(cert))
+        QProcess::execute("openssl", {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", key, "-out", cert,
+                                      "-days", "2", "-subj", "/CN=127.0.0.1"});
+    return {cert, key};
+}
+
+class SmtpServer {
+public:
+    explicit SmtpServer(QStringList args)
+    {
+        App();
+        const auto [cert, key] = Certificate();
+        args << "--maildir" << FDir.path() << "--cert" << cert << "--key" << key;
+        FProcess.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        FProcess.start("/usr/bin/python3", QStringList{SourceDir() + "/tests/smtp/smtp_server.py"} + args);
+        FProcess.waitForStarted(10000);
+        for (int i = 0; i < 100 && FPort == 0; ++i) {
+            FProcess.waitForReadyRead(200);
+            const QByteArray line = FProcess.readLine();
+            if (line.startsWith("READY "))
+                FPort = static_cast<quint16>(line.mid(6).trimmed().toInt());
+            if (FProcess.state() == QProcess::NotRunning)
+                break;
+        }
+    }
+    ~SmtpServer()
+    {
+        FProcess.kill();
+        FProcess.waitForFinished(5000);
+    }
+    quint16 Port() const { return FPort; }
+    bool Running() const { return FPort != 0; }
+    QString MailFile(int n) const { return FDir.filePath(QString("mail%1.eml").arg(n, 4, 10, QChar('0'))); }
+    int MailCount() const { return QDir(FDir.path()).entryList({"*.eml"}).size(); }
+    QStringList Envelope(int n) const
+    {
+        QFile f(MailFile(n) + ".rcpt");
+        f.open(QIODevice::ReadOnly);
+        return QString::fromUtf8(f.readAll()).split('\n', Qt::SkipEmptyParts);
+    }
+    // What Python's email package makes of the message.
+    QJsonObject Parsed(int n) const
+    {
+        QProcess check;
+        check.start("/usr/bin/python3", {SourceDir() + "/tests/smtp/check_mail.py", MailFile(n)});
+        check.waitForFinished(20000);
+        return QJsonDocument::fromJson(check.readAllStandardOutput()).object();
+    }
+
+private:
+    QTemporaryDir FDir;
+    QProcess FProcess;
+    quint16 FPort = 0;
+};
+
+}  // namespace kalvex::testing
