@@ -2,7 +2,10 @@
 
 #include "config/uConfig.h"
 #include "db/uDatenModul.h"
+#include "send/EMailVersand.h"
 #include "send/MailingRun.h"
+#include "ui/ProgressDialog.h"
+#include "ui/fSetup.h"
 #include "ui/MessageBoxes.h"
 #include "ui/WindowRunner.h"
 #include "ui/fMainForm.h"
@@ -11,9 +14,12 @@ namespace kalvex {
 
 namespace {
 
-TMailingRunDeps makeRunDeps()
+TMailingRunDeps makeRunDeps(IUserMessages& messages, IProgressDisplay& progress)
 {
     TMailingRunDeps deps;
+    deps.newSmtpSender = [&messages, &progress]() -> std::unique_ptr<ISmtpSender> {
+        return std::make_unique<TEMailVersand>(&messages, &progress);
+    };
     deps.storeMail = [](TEMail& mail, int kind) {
         if (TDatenModul* module = TDatenModul::Instance()) {
             module->SaveEMail(mail, kind == 1 ? TMailStatus::stEntwurf : TMailStatus::stGesendet);
@@ -23,9 +29,25 @@ TMailingRunDeps makeRunDeps()
     return deps;
 }
 
-TMainFormServices makeServices(TMailingRun& run)
+bool runSetupDialog(QWidget* parent, TMailingRun& run, IUserMessages& messages, IProgressDisplay& progress)
+{
+    TFormSetup dialog(messages, parent);
+    dialog.Initialize(TConfig::Ensure());
+    dialog.SetConnectionTester([&](const TSmtpTestRequest& r, TEMail& mail) {
+        TEMailVersand sender(&messages, &progress);
+        sender.Setup(r.host, r.user, r.encrypted, r.port, r.password);
+        sender.SendMail(mail);
+    });
+    if (RunModal(dialog) != QDialog::Accepted)
+        return false;
+    run.CheckConnectionSettings(SettingsInputOf(dialog));
+    return true;
+}
+
+TMainFormServices makeServices(TMailingRun& run, IUserMessages& messages, IProgressDisplay& progress)
 {
     TMainFormServices services;
+    services.setupConnection = [&](QWidget* parent) { return runSetupDialog(parent, run, messages, progress); };
     services.send = [&run](TComposeModel&) { run.SendClick(); };
     services.storeDraft = [&run](TComposeModel&) { run.SaveDraft(); };
     services.mails = []() -> const TEMailListe* {
@@ -65,8 +87,9 @@ TDistributionWindowResult RunDistributionWindow(const TDistributionWindowSetup& 
 {
     TMessageBoxes messages;
     TMainForm window(messages, {}, setup.startText, setup.emptyMode);
-    TMailingRun run(window.Model(), messages, TConfig::Ensure(), makeRunDeps());
-    window.SetServices(makeServices(run));
+    TProgressDialog progress(&window);
+    TMailingRun run(window.Model(), messages, TConfig::Ensure(), makeRunDeps(messages, progress));
+    window.SetServices(makeServices(run, messages, progress));
     fillWindow(window, setup);
     RunModal(window);
     TDistributionWindowResult result;

@@ -197,6 +197,48 @@ bool TMailingRun::SendDirect(TEMail& mail, bool log)
     }
 }
 
+bool TMailingRun::CheckConnectionSettings(const TConnectionSettingsInput& in)
+{
+    bool complete = true;
+    if (in.direct) {
+        FConfig.FVersandart = TVersandArt::vaDirekt;
+        QString message = Tx(281, "Die Einstellungen sind unvollständig.");
+        auto missing = [&](int id, const char* text) {
+            message += QStringLiteral("\r\n") + Tx(id, text);
+            complete = false;
+        };
+        if (in.host.isEmpty())
+            missing(229, "Es wurde kein SMTP-Server angegeben.");
+        else
+            FConfig.FHost = in.host;
+        if (in.port == QLatin1String("0"))   // only "0" counts as missing
+            missing(230, "Es wurde kein SMTP-Port angegeben.");
+        else
+            FConfig.FPort = static_cast<uint16_t>(in.port.toInt());
+        if (in.password.isEmpty())
+            missing(231, "Es wurde kein Passwort angegeben.");
+        else
+            FConfig.FPass = in.password;
+        if (in.sender.isEmpty())
+            missing(232, "Es wurde kein Nutzername angegeben.");
+        else
+            FConfig.FUser = in.sender;
+        FConfig.FAbsenderName = in.sender;   // the sender address, not the name field: kept as it is
+        FConfig.FVerbindungVerschluesselt = in.encrypted;
+        FConfig.FUserNotLikeMailAddress = in.separateLogin;
+        FConfig.FUserName = in.separateLogin ? in.login : QString();
+        if (complete)
+            FConfig.FAbsenderName = in.senderName;
+        else
+            FMessages.ShowInformation(message);
+    } else {
+        FConfig.FVersandart = TVersandArt::vaStandardClient;
+    }
+    FConfig.SaveMailServer();
+    FConfig.InitMailServer();
+    return complete;
+}
+
 void TMailingRun::SaveDraft()
 {
     TEMail mail;

@@ -48,6 +48,19 @@ struct TMailingRunDeps {
     std::function<QStringList(const QTextDocument&)> toHtmlLines;
 };
 
+// What the settings dialog hands to the connection-settings check.
+struct TConnectionSettingsInput {
+    bool direct = false;
+    QString host;
+    QString port;
+    QString password;
+    QString sender;
+    QString senderName;
+    bool encrypted = true;
+    bool separateLogin = false;
+    QString login;
+};
+
 // Send mode from SendDirekt: 0 none, 1 default mail program, 2 direct.
 int SendModeOf(int sendDirekt);
 
@@ -63,6 +76,10 @@ public:
     bool SendDirect(TEMail& mail, bool log);
     bool CheckSeparateAllowed();
     void NewMail();   // the result code goes back to -1
+    // After the settings dialog was confirmed: checks and stores the values
+    // (mailserver.ini, password encoded) and reloads them. Returns true when
+    // all four required values were present.
+    bool CheckConnectionSettings(const TConnectionSettingsInput& input);
 
     bool FSentFlag = false;
     int32_t FResultCode = -1;   // 0 sent, 1 cancelled, other failed; carried over between runs

@@ -3,6 +3,7 @@
 #include "config/LanguageUnit.h"
 #include "config/uConfig.h"
 #include "mailinterface/EMail.h"
+#include "send/MailingRun.h"
 
 #include <QButtonGroup>
 #include <QCheckBox>
@@ -267,6 +268,13 @@ void TFormSetup::btTestConnectionClick()
     } catch (const std::exception&) {
         FMessages.ShowError(Tx(1861, "Die Verbindungseinstellungen scheinen fehlerhaft zu sein"));
     }
+}
+
+TConnectionSettingsInput SettingsInputOf(const TFormSetup& d)
+{
+    return TConnectionSettingsInput{d.IsDirectMode(), d.edSMTPFQDN->text(), d.EdPort->text(), d.EdPass->text(),
+                                    d.EdAbsender->text(), d.EdAbsenderName->text(), d.chkEncodedConnection->isChecked(),
+                                    d.chkExtraUser->isChecked(), d.edUsername->text()};
 }
 
 }  // namespace kalvex

@@ -20,6 +20,7 @@ namespace kalvex {
 
 class TConfig;
 class TEMail;
+struct TConnectionSettingsInput;
 
 // What the connection test hands to the sender.
 struct TSmtpTestRequest {
@@ -95,5 +96,8 @@ private:
     QPushButton* btCancel;
     QPushButton* btHelp;
 };
+
+// The dialog's values for the connection-settings check.
+TConnectionSettingsInput SettingsInputOf(const TFormSetup& dialog);
 
 }  // namespace kalvex

@@ -1,0 +1,189 @@
+#include "smtp/SmtpServer.h"
+
+#include "config/IniPlus.h"
+#include "config/LogFileUnit.h"
+#include "config/UserMessages.h"
+#include "config/uConfig.h"
+#include "db/uDatenModul.h"
+#include "send/EMailVersand.h"
+#include "send/MailingRun.h"
+
+#include <QJsonArray>
+#include <QTextDocument>
+#include <gtest/gtest.h>
+#include <iostream>
+
+using namespace kalvex;
+using namespace kalvex::testing;
+
+namespace {
+
+// A fresh installation, a real store and a real SMTP server per test.
+class MailingRunTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        App();
+        common = dir.filePath("common") + "/";
+        TIniFile reg(dir.filePath("registry.ini"));
+        reg.WriteString("SOFTWARE\\QMB GmbH\\InstallDir", "Test", dir.filePath("data"));
+        reg.WriteString("SOFTWARE\\QMB GmbH\\Common", "Common", common);
+        qputenv("KALVEX_REGISTRY", dir.filePath("registry.ini").toUtf8());
+        QDir().mkpath(common + "Common04/KVXIni");
+        config = &TConfig::Install(std::make_unique<TConfig>(QStringLiteral("Test")));
+        TDatenModul::Install(std::make_unique<TDatenModul>());
+    }
+    void TearDown() override
+    {
+        if (HasFailure()) {
+            QFile log(TLogFile::DefaultFileName(common));
+            log.open(QIODevice::ReadOnly);
+            std::cerr << log.readAll().toStdString();
+        }
+        TDatenModul::Free();
+        TLogFile::Uninstall();
+        TConfig::Free();
+    }
+    void useServer(const SmtpServer& server)
+    {
+        config->FSendDirekt = 1;
+        config->FVersandart = TVersandArt::vaDirekt;
+        config->FHost = "127.0.0.1";
+        config->FPort = server.Port();
+        config->FUser = "absender@example.org";
+        config->FPass = "geheim";
+        config->FVerbindungVerschluesselt = false;
+    }
+    TMailingRun makeRun()
+    {
+        TMailingRunDeps deps;
+        deps.newSmtpSender = [this] {
+            auto sender = std::make_unique<TEMailVersand>(&messages);
+            sender->Settings().replyTimeoutMs = 5000;
+            return sender;
+        };
+        deps.storeMail = [](TEMail& mail, int kind) {
+            TDatenModul::Instance()->SaveEMail(mail, kind == 1 ? TMailStatus::stEntwurf : TMailStatus::stGesendet);
+        };
+        return TMailingRun(model, messages, *config, deps);
+    }
+    void addRecipient(const QString& address, TEmpfaengerTyp kind)
+    {
+        model.AddRecipient({address, {}, {}, 0, 0, 0, kind});
+    }
+    qint64 logged(const QString& sql) { return TDatenModul::Instance()->Handler().CalcSQL_Int(-1, sql); }
+
+    QTemporaryDir dir;
+    QString common;
+    TConfig* config = nullptr;
+    TComposeModel model;
+    TRecordingMessages messages;
+};
+
+}  // namespace
+
+TEST_F(MailingRunTest, SeparateRunSendsOneMailPerRecipientAndLogsTheFirst)
+{
+    SmtpServer server({"--auth", "PLAIN,LOGIN", "--user", "absender@example.org"});
+    ASSERT_TRUE(server.Running());
+    useServer(server);
+    model.Subject = "Rundschreiben";
+    model.Body().setPlainText("Gleicher Text für alle");
+    for (const char* a : {"a@example.org", "b@example.org", "c@example.org"})
+        addRecipient(a, TEmpfaengerTyp::elAn);
+    model.SeparateFlag = true;
+    TMailingRun run = makeRun();
+    run.SendClick();
+    ASSERT_EQ(server.MailCount(), 3) << messages.Texts(TRecordingMessages::Kind::Error).join("|").toStdString();
+    for (int i = 1; i <= 3; ++i) {
+        EXPECT_EQ(server.Envelope(i).size(), 2);   // sender and exactly one recipient
+        EXPECT_EQ(server.Parsed(i)["subject"].toString(), "Rundschreiben");
+    }
+    EXPECT_EQ(logged("select count(*) from KVXGesendeteMails"), 1);
+    EXPECT_EQ(logged("select count(*) from KVXEmpfaenger"), 1);
+    EXPECT_TRUE(messages.Entries().empty());   // no summary after a separate run
+}
+
+TEST_F(MailingRunTest, OneMailKeepsTheRecipientKindsAndTheResultCodeCarriesOver)
+{
+    SmtpServer server({"--auth", "PLAIN,LOGIN", "--user", "absender@example.org"});
+    ASSERT_TRUE(server.Running());
+    useServer(server);
+    model.Subject = "Angebot";
+    addRecipient("an@example.org", TEmpfaengerTyp::elAn);
+    addRecipient("cc@example.org", TEmpfaengerTyp::elCc);
+    addRecipient("bcc@example.org", TEmpfaengerTyp::elBcc);
+    TMailingRun run = makeRun();
+    run.NewMail();
+    run.SendClick();
+    ASSERT_EQ(server.MailCount(), 1);
+    EXPECT_EQ(server.Parsed(1)["cc"].toString(), "cc@example.org");
+    EXPECT_EQ(messages.Texts(TRecordingMessages::Kind::Information), QStringList{"EMail(s) wurden gesendet."});
+    EXPECT_EQ(logged("select count(*) from KVXEmpfaenger where EmpfType = 2"), 1);
+
+    // A failing send after a good one still reports the earlier success.
+    messages.Clear();
+    SmtpServer refusing({"--fail-at", "MAIL"});
+    config->FPort = refusing.Port();
+    run.SendClick();
+    EXPECT_EQ(messages.Texts(TRecordingMessages::Kind::Error).size(), 1);
+    EXPECT_TRUE(messages.Texts(TRecordingMessages::Kind::Error)[0].startsWith("Das Senden der E-Mail wurde abgebrochen.\r\nUrsache: "));
+    EXPECT_EQ(messages.Texts(TRecordingMessages::Kind::Information), QStringList{"EMail(s) wurden gesendet."});
+
+    // After "Neue E-Mail" a failing send shows no summary.
+    messages.Clear();
+    run.NewMail();
+    run.SendClick();
+    EXPECT_TRUE(messages.Texts(TRecordingMessages::Kind::Information).isEmpty());
+}
+
+TEST_F(MailingRunTest, SeparateFlagRefusals)
+{
+    addRecipient("a@example.org", TEmpfaengerTyp::elAn);
+    addRecipient("c1@example.org", TEmpfaengerTyp::elCc);
+    addRecipient("c2@example.org", TEmpfaengerTyp::elBcc);
+    model.SeparateFlag = true;
+    TMailingRun run = makeRun();
+    config->FSendDirekt = 0;
+    run.SendClick();
+    EXPECT_EQ(messages.Texts(TRecordingMessages::Kind::Error),
+              QStringList{"Die Option \"seperat senden\" steht bei Versand über Standard-Client nicht zur Verfügung."});
+    messages.Clear();
+    config->FSendDirekt = 1;
+    run.SendClick();
+    const QString each = "Wenn die Option \"seperat senden\" aktiviert ist kann für Empfänger weder CC noch BCC angegeben werden.";
+    EXPECT_EQ(messages.Texts(TRecordingMessages::Kind::Error),
+              (QStringList{each, each, "Die Option \"seperat senden\" steht bei Nutzung von Cc oder Bcc nicht zur Verfügung."}));
+    // A SendDirekt value that is neither 0 nor 1: nothing happens.
+    messages.Clear();
+    model.SeparateFlag = false;
+    config->FSendDirekt = 7;
+    run.SendClick();
+    EXPECT_TRUE(messages.Entries().empty());
+}
+
+TEST_F(MailingRunTest, ConnectionSettingsCheck)
+{
+    TMailingRun run = makeRun();
+    config->FHost = "alt.example.org";
+    TConnectionSettingsInput in{true, "", "0", "", "neu@example.org", "Neu Name", false, false, ""};
+    EXPECT_FALSE(run.CheckConnectionSettings(in));
+    EXPECT_EQ(messages.Texts(TRecordingMessages::Kind::Information),
+              QStringList{"Die Einstellungen sind unvollständig.\r\nEs wurde kein SMTP-Server angegeben.\r\n"
+                          "Es wurde kein SMTP-Port angegeben.\r\nEs wurde kein Passwort angegeben."});
+    EXPECT_EQ(config->FHost, "alt.example.org");
+    EXPECT_EQ(config->FAbsenderName, "neu@example.org");   // the address lands in the name, as designed
+
+    messages.Clear();
+    in = {true, "smtp.example.org", "", "pässwort", "neu@example.org", "Neu Name", true, false, ""};
+    EXPECT_TRUE(run.CheckConnectionSettings(in));   // an empty port is not "0"
+    EXPECT_TRUE(messages.Entries().empty());
+    const TIniFile ini(config->MailServerIniFileName());
+    EXPECT_EQ(ini.ReadInteger("SMTP", "SendDirekt", -1), 1);
+    EXPECT_NE(ini.ReadString("SMTP", "Passwort", ""), "pässwort");
+    EXPECT_EQ(config->FPass, "pässwort");               // read back through the encoding
+    EXPECT_EQ(config->FAbsenderName, "Neu Name");
+    in.direct = false;
+    run.CheckConnectionSettings(in);
+    EXPECT_EQ(TIniFile(config->MailServerIniFileName()).ReadInteger("SMTP", "SendDirekt", -1), 0);
+}
