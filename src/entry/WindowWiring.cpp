@@ -3,6 +3,7 @@
 #include "config/uConfig.h"
 #include "db/uDatenModul.h"
 #include "send/EMailVersand.h"
+#include "send/Genhelp.h"
 #include "send/MailingRun.h"
 #include "ui/ProgressDialog.h"
 #include "ui/fSetup.h"
@@ -19,6 +20,9 @@ TMailingRunDeps makeRunDeps(IUserMessages& messages, IProgressDisplay& progress)
     TMailingRunDeps deps;
     deps.newSmtpSender = [&messages, &progress]() -> std::unique_ptr<ISmtpSender> {
         return std::make_unique<TEMailVersand>(&messages, &progress);
+    };
+    deps.newMailClient = [&messages]() -> std::unique_ptr<IMailClientHandOver> {
+        return std::make_unique<TGenHelp>(&messages);
     };
     deps.storeMail = [](TEMail& mail, int kind) {
         if (TDatenModul* module = TDatenModul::Instance()) {

@@ -1,0 +1,49 @@
+#pragma once
+// Hands one mail to the desktop's mail program, which shows its compose
+// window filled in. Recipients are kept free of duplicates by address and
+// class; the program gets its arguments as a list, never through a shell.
+
+#include "send/MailingRun.h"
+
+#include <QString>
+#include <QStringList>
+#include <vector>
+
+namespace kalvex {
+
+struct TAddress {
+    QString address;
+    int recipientClass = 1;   // 1 To, 2 Cc, anything else Bcc
+};
+
+class TGenHelp : public IMailClientHandOver {
+public:
+    // messages may be null; it must outlive the object.
+    explicit TGenHelp(IUserMessages* messages = nullptr) : FMessages(messages) {}
+
+    void ClearStrings();
+    void SetBetrifft(const QString& subject) override { FBetreff = subject; }
+    void SetMailtext(const QString& text) override { FMailtext = text; }
+    bool DestAdrexists(const QString& address, int recipientClass) const;
+    void AddDestAdr(const QString& address, int recipientClass) override;
+    void AddAttachment(const QString& path) override { FAttachments << path; }
+    // Runs the hand-over; returns the MAPI result code and shows its message.
+    int CallMailClient() override;
+
+    // The argument list for xdg-email (exposed for tests).
+    QStringList BuildArguments() const;
+    const std::vector<TAddress>& Recipients() const { return FRecipients; }
+    int TimeoutMs = 30000;
+
+private:
+    int run(const struct TMailClientCommand& command, const QStringList& arguments) const;
+    int report(int code) const;
+
+    IUserMessages* FMessages;
+    QString FBetreff;
+    QString FMailtext;
+    std::vector<TAddress> FRecipients;
+    QStringList FAttachments;
+};
+
+}  // namespace kalvex

@@ -1,0 +1,125 @@
+#include "config/LogFileUnit.h"
+#include "config/UserMessages.h"
+#include "send/Genhelp.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QUrl>
+#include <QUrlQuery>
+#include <gtest/gtest.h>
+
+using namespace kalvex;
+
+namespace {
+
+QCoreApplication& app()
+{
+    static int argc = 1;
+    static char name[] = "test_mailclient";
+    static char* argv[] = {name, nullptr};
+    static QCoreApplication a(argc, argv);
+    return a;
+}
+
+void writeFile(const QString& path, const QByteArray& text)
+{
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile f(path);
+    f.open(QIODevice::WriteOnly);
+    f.write(text);
+    f.close();
+    f.setPermissions(f.permissions() | QFileDevice::ExeOwner);
+}
+
+// A desktop whose mailto: handler is a script that writes the URL it got.
+class MailClientTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        app();
+        received = dir.filePath("received.txt");
+        writeFile(dir.filePath("handler.sh"), "#!/bin/sh\nprintf '%s' \"$1\" > '" + received.toUtf8() + "'\n");
+        writeFile(dir.filePath("data/applications/kalvextest.desktop"),
+                  "[Desktop Entry]\nType=Application\nName=Test\nExec=" + dir.filePath("handler.sh").toUtf8()
+                      + " %u\nMimeType=x-scheme-handler/mailto;\n");
+        writeFile(dir.filePath("config/mimeapps.list"), "[Default Applications]\nx-scheme-handler/mailto=kalvextest.desktop\n");
+        // xdg-open uses the desktop's handlers only with a display set; it never connects to it.
+        qputenv("DISPLAY", ":99");
+        qunsetenv("XDG_CURRENT_DESKTOP");
+        qputenv("XDG_DATA_HOME", dir.filePath("data").toUtf8());
+        qputenv("XDG_CONFIG_HOME", dir.filePath("config").toUtf8());
+        qputenv("XDG_DATA_DIRS", dir.filePath("none").toUtf8());
+        TLogFile::Install(std::make_unique<TLogFile>(dir.filePath("log.txt")));
+    }
+    void TearDown() override
+    {
+        TLogFile::Uninstall();
+        for (const char* v : {"DISPLAY", "XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_DATA_DIRS"})
+            qunsetenv(v);
+    }
+    QUrl receivedUrl() const
+    {
+        QFile f(received);
+        f.open(QIODevice::ReadOnly);
+        return QUrl(QString::fromUtf8(f.readAll()));
+    }
+
+    QTemporaryDir dir;
+    QString received;
+};
+
+}  // namespace
+
+TEST_F(MailClientTest, EverythingArrivesAtTheMailProgram)
+{
+    const QString attachment = dir.filePath(QString::fromUtf8("Angebot für Müller (2).pdf"));
+    writeFile(attachment, "%PDF");
+    TRecordingMessages messages;
+    TGenHelp help(&messages);
+    help.SetBetrifft(QString::fromUtf8("Grüße & mehr; rm -rf / $(id)"));
+    help.SetMailtext(QString::fromUtf8("Zeile 1\nZeile ü"));
+    help.AddDestAdr("anna@example.org", 1);
+    help.AddDestAdr("anna@example.org", 1);   // duplicate dropped
+    help.AddDestAdr("anna@example.org", 2);   // the same address as Cc stays
+    help.AddDestAdr("geheim@example.org", 3);
+    help.AddAttachment(attachment);
+    ASSERT_EQ(help.Recipients().size(), 3u);
+    EXPECT_EQ(help.CallMailClient(), 0);
+    EXPECT_TRUE(messages.Entries().empty());
+
+    const QUrl url = receivedUrl();
+    EXPECT_EQ(url.scheme(), "mailto");
+    EXPECT_EQ(url.path(), "anna@example.org");
+    const QUrlQuery query(url);
+    EXPECT_EQ(query.queryItemValue("subject", QUrl::FullyDecoded), QString::fromUtf8("Grüße & mehr; rm -rf / $(id)"));
+    EXPECT_EQ(query.queryItemValue("body", QUrl::FullyDecoded), QString::fromUtf8("Zeile 1\r\nZeile ü"));
+    EXPECT_EQ(query.queryItemValue("cc", QUrl::FullyDecoded), "anna@example.org");
+    EXPECT_EQ(query.queryItemValue("bcc", QUrl::FullyDecoded), "geheim@example.org");
+    EXPECT_EQ(query.queryItemValue("attach", QUrl::FullyDecoded), attachment);
+}
+
+TEST_F(MailClientTest, MissingFilesAndMissingProgramGiveTheirCodes)
+{
+    TRecordingMessages messages;
+    TGenHelp help(&messages);
+    help.AddDestAdr("anna@example.org", 1);
+    help.AddAttachment(dir.filePath("gibt es nicht.pdf"));
+    EXPECT_EQ(help.CallMailClient(), 11);
+    EXPECT_EQ(messages.Texts(TRecordingMessages::Kind::Error), QStringList{"Die ausgewählte Datei wurde nicht gefunden!"});
+    EXPECT_FALSE(QFile::exists(received));
+
+    // No mailto: handler on this desktop.
+    qputenv("XDG_CONFIG_HOME", dir.filePath("leer").toUtf8());
+    qputenv("XDG_DATA_HOME", dir.filePath("leer").toUtf8());
+    messages.Clear();
+    TGenHelp none(&messages);
+    none.AddDestAdr("anna@example.org", 1);
+    EXPECT_EQ(none.CallMailClient(), 99);
+    ASSERT_EQ(messages.Texts(TRecordingMessages::Kind::Error).size(), 1);
+    EXPECT_TRUE(messages.Texts(TRecordingMessages::Kind::Error)[0].startsWith("MailClient konnte nicht aufgerufen werden."));
+    QFile log(dir.filePath("log.txt"));
+    log.open(QIODevice::ReadOnly);
+    EXPECT_TRUE(log.readAll().contains("Standard-E-Mail-Programm (mailto): "));
+}
