@@ -97,6 +97,8 @@ fs::path setUpDemoInstallation()
                   "[SMTP]\nSendDirekt=0\nHost=127.0.0.1\nPort=2525\nAbsender=demo@example.org\n"
                   "AbsenderName=Kalvex Demo\nEncodedConnect=0\n");
     createDemoAddressDatabase(root / "pkz/AdressDB/AdressDB.db");
+    // The family's shared translation file lives in the common folder.
+    fs::copy_file(KALVEX_TRANSLATIONS_DB, common / "Common04/DllsLang.db3", fs::copy_options::overwrite_existing);
     setenv("KALVEX_REGISTRY", (root / "registry.ini").c_str(), 1);
     return root;
 }

@@ -2,6 +2,11 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+
+#include "config/LogFileUnit.h"
 
 namespace kalvex {
 
@@ -46,9 +51,30 @@ TLang::TLang(const QString& folder) : prStrFile(folder)
         loadDatabase(access);
 }
 
-void TLang::loadDatabase(const QString& /*fileName*/)
+// The translation file is shared with other modules of the family: it is
+// opened read-only under a connection name of its own.
+void TLang::loadDatabase(const QString& fileName)
 {
-    // Filled in with the translation database reader.
+    if (!fileName.endsWith(QLatin1String(".db3"))) {
+        TLogFile::LogGlobal(false, QStringLiteral("TLang: %1 kann hier nicht gelesen werden (nur DllsLang.db3)").arg(fileName));
+        return;
+    }
+    static int counter = 0;
+    const QString connection = QStringLiteral("kalvex-lang-%1").arg(++counter);
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connection);
+        db.setDatabaseName(fileName);
+        db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY"));
+        QSqlQuery q(db);
+        if (!db.open() || !q.exec(QStringLiteral("SELECT [Departments].[DeName], [De_La].[Cntrl_ID], [Labels].[DE], [Labels].[EN] FROM ([Departments] INNER JOIN [De_La] ON [Departments].[ID] = [De_La].[Department_ID]) INNER JOIN [Labels] ON [De_La].[Label_ID] = [Labels].[ID]"))) {
+            TLogFile::LogGlobal(false, QStringLiteral("Der Datenbankhandler konnte nicht erstellt werden!\r\n\r\n")
+                                           + (q.lastError().isValid() ? q.lastError().text() : db.lastError().text()));
+        } else {
+            while (q.next())
+                Add(q.value(0).toString(), q.value(2).toString(), q.value(3).toString(), q.value(1).toInt());
+        }
+    }
+    QSqlDatabase::removeDatabase(connection);
 }
 
 void TLang::SetLanguage(int langCode)
@@ -87,7 +113,7 @@ int TLang::TextCount() const
 {
     int n = 0;
     for (const TUnitLang& u : prDicLang)
-        n += u.MaxID() > 0 ? 1 : 0;
+        n += u.Count();
     return n;
 }
 

@@ -3,7 +3,7 @@
 // under the department "Kalvex" and a numeric id; the German text given at
 // the call site is the default and the fallback.
 //
-//     Tx(190, "Es wurden keine Empfänger angegeben.")
+//     Tx(1018, "Es wurden keine Empfänger angegeben.")
 //
 // The process-wide TLang is created for each window-opening call and freed
 // after it; without one (or without the id) the German text is used.
@@ -28,6 +28,7 @@ public:
     int Add(const QString& de, const QString& en, int id);
     const TTrans* Find(int id) const;
     int MaxID() const { return prIntMaxID; }
+    int Count() const { return static_cast<int>(prTexts.size()); }
 
 private:
     QHash<int, TTrans> prTexts;
