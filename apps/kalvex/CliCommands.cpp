@@ -6,9 +6,18 @@
 #include "config/LanguageUnit.h"
 #include "config/LogFileUnit.h"
 #include "config/uConfig.h"
+#include "db/uDatenModul.h"
+#include "mailinterface/uMailInterface.h"
+#include "send/ComposeModel.h"
+#include "send/EMailVersand.h"
+#include "send/Genhelp.h"
+#include "send/MailingRun.h"
+
+#include <QTextDocument>
 
 #include <QCommandLineParser>
 #include <QFile>
+#include <QFileInfo>
 #include <QTextStream>
 #include <cstdio>
 #include <optional>
@@ -167,6 +176,203 @@ int runConfig(const QStringList& args, const TGlobalOptions& options)
     return ExitOk;
 }
 
+TDatenModul& openStore(const TGlobalOptions& options)
+{
+    openInstallation(options);
+    if (!TDatenModul::Instance())
+        TDatenModul::Install(std::make_unique<TDatenModul>());
+    return *TDatenModul::Instance();
+}
+
+QString readBodyFile(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        throw EKalvex(Tx(1902, "Die Datei %1 konnte nicht gelesen werden.").arg(path));
+    return QString::fromUtf8(file.readAll());
+}
+
+void addRecipients(TComposeModel& model, const QStringList& addresses, TEmpfaengerTyp kind)
+{
+    for (const QString& a : addresses)
+        model.AddRecipient({a.trimmed(), {}, {}, 0, 0, 0, kind});
+}
+
+void addComposeOptions(QCommandLineParser& p)
+{
+    p.addOptions({
+        {QStringLiteral("subject"), Tx(1903, "Betreff"), QStringLiteral("text")},
+        {QStringLiteral("body"), Tx(1904, "Text der E-Mail"), QStringLiteral("text")},
+        {QStringLiteral("body-file"), Tx(1905, "Text der E-Mail aus einer Datei (RTF oder reiner Text)"), QStringLiteral("file")},
+        {QStringLiteral("to"), Tx(1906, "Empfänger (An), mehrfach möglich"), QStringLiteral("address")},
+        {QStringLiteral("cc"), Tx(1907, "Empfänger (Cc), mehrfach möglich"), QStringLiteral("address")},
+        {QStringLiteral("bcc"), Tx(1908, "Empfänger (Bcc), mehrfach möglich"), QStringLiteral("address")},
+        {QStringLiteral("attach"), Tx(1909, "Anhang, mehrfach möglich"), QStringLiteral("file")},
+        {QStringLiteral("separate"), Tx(1960, "separat senden")},
+    });
+}
+
+// Fills the compose model from the options; false (with a message) on bad input.
+bool fillModel(const QCommandLineParser& p, TComposeModel& model)
+{
+    if (p.isSet(QStringLiteral("body")) && p.isSet(QStringLiteral("body-file"))) {
+        err(Tx(1999, "--body und --body-file schließen einander aus."));
+        return false;
+    }
+    model.Subject = p.value(QStringLiteral("subject"));
+    const QString body = p.isSet(QStringLiteral("body-file")) ? readBodyFile(p.value(QStringLiteral("body-file")))
+                                                              : p.value(QStringLiteral("body"));
+    model.Body().setPlainText(body);
+    addRecipients(model, p.values(QStringLiteral("to")), TEmpfaengerTyp::elAn);
+    addRecipients(model, p.values(QStringLiteral("cc")), TEmpfaengerTyp::elCc);
+    addRecipients(model, p.values(QStringLiteral("bcc")), TEmpfaengerTyp::elBcc);
+    for (const QString& file : p.values(QStringLiteral("attach")))
+        model.AddAttachment(QFileInfo(file).absoluteFilePath());
+    model.SeparateFlag = p.isSet(QStringLiteral("separate"));
+    return true;
+}
+
+TMailingRunDeps consoleRunDeps(IUserMessages& messages)
+{
+    TMailingRunDeps deps;
+    deps.newSmtpSender = [&messages]() -> std::unique_ptr<ISmtpSender> { return std::make_unique<TEMailVersand>(&messages); };
+    deps.newMailClient = [&messages]() -> std::unique_ptr<IMailClientHandOver> { return std::make_unique<TGenHelp>(&messages); };
+    deps.storeMail = [](TEMail& mail, int kind) {
+        TDatenModul::Instance()->SaveEMail(mail, kind == 1 ? TMailStatus::stEntwurf : TMailStatus::stGesendet);
+    };
+    return deps;
+}
+
+int runCompose(const QStringList& args, const TGlobalOptions& options, bool send)
+{
+    TCommandParser cmd(send ? QStringLiteral("send") : QStringLiteral("draft"),
+                       send ? Tx(2000, "Sendet eine E-Mail wie der Verteiler.") : Tx(2001, "Speichert eine E-Mail als Entwurf."));
+    addComposeOptions(cmd.Parser());
+    if (auto done = cmd.Parse(args))
+        return *done;
+    TDatenModul& store = openStore(options);
+    TComposeModel model;
+    if (!fillModel(cmd.Parser(), model))
+        return ExitUsage;
+    TConsoleMessages messages(options.answer);
+    TMailingRun run(model, messages, *TConfig::Instance(), consoleRunDeps(messages));
+    if (!send) {
+        run.SaveDraft();
+        store.LoadEMailListeFromDB();
+        out(Tx(2002, "Entwurf gespeichert."));
+        return ExitOk;
+    }
+    run.SendClick();
+    const bool handedOver = messages.ErrorCount() == 0 && SendModeOf(TConfig::Instance()->FSendDirekt) != 0
+                         && (model.SeparateFlag ? run.FSentFlag : run.FResultCode == 0);
+    return handedOver ? ExitOk : ExitFailed;
+}
+
+int runSend(const QStringList& args, const TGlobalOptions& options)
+{
+    return runCompose(args, options, true);
+}
+
+int runDraft(const QStringList& args, const TGlobalOptions& options)
+{
+    return runCompose(args, options, false);
+}
+
+QString mailLine(const TEMail& m)
+{
+    return QStringLiteral("%1\t%2\t%3\t%4\t%5")
+        .arg(m.FID)
+        .arg(m.FStatusStr, DaysToDateTime(m.FDatum).toString(QStringLiteral("yyyy-MM-dd HH:mm")), m.FBetreff,
+             (m.FAn + m.FCc + m.FBcc).join(QStringLiteral(", ")));
+}
+
+int runList(const QStringList& args, const TGlobalOptions& options)
+{
+    TCommandParser cmd(QStringLiteral("list"), Tx(2003, "Listet gesendete E-Mails und Entwürfe (ID, Status, Datum, Betreff, Empfänger)."));
+    if (auto done = cmd.Parse(args))
+        return *done;
+    TDatenModul& store = openStore(options);
+    store.LoadEMailListeFromDB();
+    for (const auto& m : store.FEMailListe)
+        out(mailLine(*m));
+    return ExitOk;
+}
+
+// The mail named by the single positional argument, or null with a message.
+const TEMail* mailArgument(TCommandParser& cmd, TDatenModul& store)
+{
+    bool ok = false;
+    const int id = cmd.Parser().positionalArguments().value(0).toInt(&ok);
+    store.LoadEMailListeFromDB(true);
+    const TEMail* mail = ok ? store.FEMailListe.FindByID(id) : nullptr;
+    if (!mail)
+        err(Tx(2004, "Es gibt keine E-Mail mit der ID %1.").arg(cmd.Parser().positionalArguments().value(0)));
+    return mail;
+}
+
+int runShow(const QStringList& args, const TGlobalOptions& options)
+{
+    TCommandParser cmd(QStringLiteral("show"), Tx(2005, "Zeigt eine gesendete E-Mail oder einen Entwurf."));
+    cmd.Parser().addPositionalArgument(QStringLiteral("ID"), Tx(2006, "die ID aus 'kalvex list'"));
+    if (auto done = cmd.Parse(args))
+        return *done;
+    const TEMail* m = mailArgument(cmd, openStore(options));
+    if (!m)
+        return ExitUsage;
+    out(mailLine(*m));
+    out(Tx(1964, "Betreff") + QStringLiteral(": ") + m->FBetreff);
+    for (const auto& r : m->FLEmpfaenger)
+        out(RecipientKindText(r->FEmpfType) + QStringLiteral(": ") + r->FAdresse);
+    for (const auto& a : m->FLAnhaengeBlob)
+        out(Tx(1972, "Anhang") + QStringLiteral(": ") + a->FPfad + QStringLiteral(" (%1 Bytes)").arg(a->FObjekt.size()));
+    out(QString());
+    out(m->FBodyPlain);
+    return ExitOk;
+}
+
+int runDelete(const QStringList& args, const TGlobalOptions& options)
+{
+    TCommandParser cmd(QStringLiteral("delete"), Tx(2007, "Löscht eine gesendete E-Mail oder einen Entwurf."));
+    cmd.Parser().addPositionalArgument(QStringLiteral("ID"), Tx(2006, "die ID aus 'kalvex list'"));
+    if (auto done = cmd.Parse(args))
+        return *done;
+    TDatenModul& store = openStore(options);
+    const TEMail* m = mailArgument(cmd, store);
+    if (!m)
+        return ExitUsage;
+    const int32_t id = m->FID;   // the record goes with the delete
+    store.DeleteEMail(id);
+    out(Tx(2008, "E-Mail %1 gelöscht.").arg(id));
+    return ExitOk;
+}
+
+// Sends the test mail of the settings dialog to the sender address.
+int runTestConnection(const QStringList& args, const TGlobalOptions& options)
+{
+    TCommandParser cmd(QStringLiteral("test-connection"), Tx(2009, "Sendet eine Test-E-Mail an die Absender-Adresse."));
+    if (auto done = cmd.Parse(args))
+        return *done;
+    const TConfig& c = openInstallation(options);
+    TConsoleMessages messages(options.answer);
+    TEMail mail;
+    const QString text = Tx(1857, "Die eingestellte Verbindung wurde erfolgreich getestet");
+    mail.FBetreff = text;
+    mail.FBodyPlain = text;
+    mail.FBodyHTML = {text};
+    mail.FVon = c.FUser;
+    mail.FAn = {c.FUser};
+    try {
+        TEMailVersand sender(&messages);
+        sender.Setup(c.FHost, c.FUser, c.FVerbindungVerschluesselt, c.FPort, c.FPass);
+        sender.SendMail(mail);
+    } catch (const EKalvex& e) {
+        messages.ShowError(Tx(1861, "Die Verbindungseinstellungen scheinen fehlerhaft zu sein") + QStringLiteral(": ") + e.message());
+        return ExitFailed;
+    }
+    messages.ShowInformation(Tx(1860, "Die Verbindung wurde korrekt konfiguriert"));
+    return ExitOk;
+}
+
 void printUsage()
 {
     out(QStringLiteral("kalvex [--lang 1031|1033] [--install-key KEY] [--yes|--no] <command> [options]\n"));
@@ -206,7 +412,13 @@ std::optional<int> parseGlobal(QStringList& args, TGlobalOptions& options)
 const std::vector<TCommand>& Commands()
 {
     static const std::vector<TCommand> commands = {
+        {QStringLiteral("send"), QStringLiteral("send a mail (the mailing run of the window)"), runSend},
+        {QStringLiteral("draft"), QStringLiteral("store a mail as a draft"), runDraft},
+        {QStringLiteral("list"), QStringLiteral("list sent mails and drafts"), runList},
+        {QStringLiteral("show"), QStringLiteral("show one sent mail or draft"), runShow},
+        {QStringLiteral("delete"), QStringLiteral("delete one sent mail or draft"), runDelete},
         {QStringLiteral("config"), QStringLiteral("show or set the SMTP settings"), runConfig},
+        {QStringLiteral("test-connection"), QStringLiteral("send a test mail to the sender address"), runTestConnection},
     };
     return commands;
 }
@@ -225,15 +437,19 @@ int RunCommandLine(const QStringList& arguments)
     for (const TCommand& c : Commands()) {
         if (c.name != name)
             continue;
+        int code = ExitEnvironment;
         try {
-            return c.run(args, options);
+            code = c.run(args, options);
         } catch (const EKalvex& e) {
             err(e.message());
-            return ExitEnvironment;
         } catch (const std::exception& e) {
             err(QString::fromUtf8(e.what()));
-            return ExitEnvironment;
         }
+        // The store closes while Qt is still there.
+        TDatenModul::Free();
+        TLang::Free();
+        TLogFile::Uninstall();
+        return code;
     }
     err(Tx(1901, "Unbekannter Befehl: %1").arg(name));
     printUsage();

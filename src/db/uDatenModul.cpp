@@ -20,10 +20,17 @@ namespace kalvex {
 
 namespace {
 
+// Freed by its owner (TMail, the command line). Whatever is left at process
+// exit is not destroyed then: Qt's SQL registry may already be gone.
+struct TModuleHolder {
+    std::unique_ptr<TDatenModul> module;
+    ~TModuleHolder() { (void)module.release(); }
+};
+
 std::unique_ptr<TDatenModul>& globalModule()
 {
-    static std::unique_ptr<TDatenModul> module;
-    return module;
+    static TModuleHolder holder;
+    return holder.module;
 }
 
 constexpr double kJulianOffset = 2415018.5;
