@@ -26,13 +26,20 @@ int strictInteger(const QString& text)
 // Replace-all ignoring case, on the text and its case-folded twin at once
 // (the search runs case-sensitively on the folded text, which is fast);
 // reports where each value now stands.
+struct TScratch {
+    QString out, outFolded;   // reused between keys: no fresh pages per pass
+};
+
 void replaceAll(QString& text, QString& folded, const QString& foldedKey, const QString& value,
-                const QString& foldedValue, std::vector<qsizetype>& placed)
+                const QString& foldedValue, std::vector<qsizetype>& placed, TScratch& scratch)
 {
-    QString out, outFolded;
+    QString& out = scratch.out;
+    QString& outFolded = scratch.outFolded;
     qsizetype from = 0;
     for (qsizetype at; (at = folded.indexOf(foldedKey, from, Qt::CaseSensitive)) >= 0; from = at + foldedKey.size()) {
         if (placed.empty()) {
+            out.resize(0);
+            outFolded.resize(0);
             out.reserve(text.size() + 64);
             outFolded.reserve(text.size() + 64);
         }
@@ -46,8 +53,8 @@ void replaceAll(QString& text, QString& folded, const QString& foldedKey, const 
         return;
     out += QStringView(text).mid(from);
     outFolded += QStringView(folded).mid(from);
-    text = std::move(out);
-    folded = std::move(outFolded);
+    std::swap(text, out);
+    std::swap(folded, outFolded);
 }
 
 }  // namespace
@@ -144,6 +151,7 @@ void TRTFEditorEngine::replaceFast(QString& text) const
     }
     matcher.Scan(folded, 0, folded.size(), mark(-1));
     const qsizetype reach = std::max(0, matcher.MaxKeyLength() - 1);
+    TScratch scratch;
     while (!pending.empty()) {
         const int index = *pending.begin();
         pending.erase(pending.begin());
@@ -158,7 +166,7 @@ void TRTFEditorEngine::replaceFast(QString& text) const
             return;
         }
         std::vector<qsizetype> placed;
-        replaceAll(text, folded, foldedKey, value, foldedValue, placed);
+        replaceAll(text, folded, foldedKey, value, foldedValue, placed, scratch);
         if (placed.empty())
             continue;
         // Windows around the placed values, merged where they touch, so no
