@@ -2,6 +2,7 @@
 
 #include "ConsoleMessages.h"
 
+#include "compose/rtf/RtfReader.h"
 #include "config/KalvexError.h"
 #include "config/LanguageUnit.h"
 #include "config/LogFileUnit.h"
@@ -222,7 +223,7 @@ bool fillModel(const QCommandLineParser& p, TComposeModel& model)
     model.Subject = p.value(QStringLiteral("subject"));
     const QString body = p.isSet(QStringLiteral("body-file")) ? readBodyFile(p.value(QStringLiteral("body-file")))
                                                               : p.value(QStringLiteral("body"));
-    model.Body().setPlainText(body);
+    RtfToDocument(body, model.Body());
     addRecipients(model, p.values(QStringLiteral("to")), TEmpfaengerTyp::elAn);
     addRecipients(model, p.values(QStringLiteral("cc")), TEmpfaengerTyp::elCc);
     addRecipients(model, p.values(QStringLiteral("bcc")), TEmpfaengerTyp::elBcc);

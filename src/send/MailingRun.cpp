@@ -4,6 +4,8 @@
 #include "config/LanguageUnit.h"
 #include "config/LogFileUnit.h"
 #include "config/uConfig.h"
+#include "compose/rtf/RtfReader.h"
+#include "compose/rtf/RtfWriter.h"
 #include "mailinterface/EMail.h"
 
 #include <QDateTime>
@@ -106,10 +108,9 @@ void TMailingRun::BuildMail(TEMail& mail, const QString& singleAddress)
     mail.SetStatus(TMailStatus::stEntwurf);
     mail.FDatum = DateTimeToDays(QDateTime::currentDateTime());
     mail.FBetreff = FModel.Subject;
-    mail.FBodyRTF = FDeps.toRtf ? FDeps.toRtf(FModel.Body()) : FModel.Body().toPlainText();
+    mail.FBodyRTF = FDeps.toRtf ? FDeps.toRtf(FModel.Body()) : DocumentToRtf(FModel.Body());
     mail.FBodyPlain = FModel.Body().toPlainText();
-    mail.FBodyHTML = FDeps.toHtmlLines ? FDeps.toHtmlLines(FModel.Body())
-                                       : FModel.Body().toHtml().split(QLatin1Char('\n'));
+    mail.FBodyHTML = FDeps.toHtmlLines ? FDeps.toHtmlLines(FModel.Body()) : DocumentHtmlLines(FModel.Body());
     mail.FSeperatSenden = false;
     if (singleAddress.isEmpty()) {
         for (const TComposeRecipient& r : FModel.Recipients) {

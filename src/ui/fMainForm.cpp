@@ -1,5 +1,6 @@
 #include "ui/fMainForm.h"
 
+#include "compose/rtf/RtfReader.h"
 #include "config/LanguageUnit.h"
 #include "config/uConfig.h"
 #include "mailinterface/uMailInterface.h"
@@ -449,10 +450,7 @@ void TMainForm::SetSubject(const QString& subject)
 
 void TMainForm::SetBody(const QString& body)
 {
-    if (body.startsWith(QLatin1String("{\\rtf")))
-        edBody->setPlainText(body);   // replaced by the RTF reader when composing lands
-    else
-        edBody->setPlainText(body);
+    RtfToDocument(body, FModel.Body());
 }
 
 TEmpfaengerTyp TMainForm::PresetKind() const

@@ -194,9 +194,10 @@ TEST_F(SmtpTest, ServerFailuresAtEachStep)
         EXPECT_EQ(r.message, "Der SMTP-Server antwortet nicht. Bitte überprüfen Sie die Verbindungseinstellungen.") << step;
         EXPECT_EQ(mail.FStatus, TMailStatus::stUndefined) << step;
         EXPECT_TRUE(Log().contains("TEMailVersand.Send - 451 try later")) << step;
-        if (QByteArray(step) == "RCPT")
+        if (QByteArray(step) == "RCPT") {
             EXPECT_EQ(messages.Texts(TRecordingMessages::Kind::Error),
                       QStringList{"Die Adresse anna@example.org scheint fehlerhaft zu sein."});
+        }
     }
     SmtpServer closing({"--mode", "closedata"});
     TEMail mail = simpleMail();

@@ -1,0 +1,469 @@
+#include "compose/rtf/RtfReader.h"
+
+#include <QImage>
+#include <QStringDecoder>
+#include <QTextBlock>
+#include <QTextCursor>
+#include <QTextDocument>
+#include <QTextList>
+#include <QTextTable>
+#include <QUrl>
+#include <QUuid>
+
+namespace kalvex {
+
+namespace {
+
+constexpr int kMaxDepth = 4096;   // deeper groups are counted, not stacked
+
+enum class TDest { Text, Skip, FontTable, ColorTable, Pict, ListText };
+
+struct TState {
+    TDest dest = TDest::Text;
+    bool bold = false, italic = false, underline = false;
+    int halfPoints = 24, font = 0, color = 0;
+    int ucSkip = 1;
+};
+
+struct TPara {
+    Qt::Alignment align = Qt::AlignLeft;
+    int left = 0, first = 0;
+    bool inTable = false;
+};
+
+QChar cp1252(unsigned char b)
+{
+    static const char16_t high[32] = {0x20AC, 0x81, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
+                                      0x2039, 0x0152, 0x8D, 0x017D, 0x8F, 0x90, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
+                                      0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x9D, 0x017E, 0x0178};
+    return b >= 0x80 && b < 0xA0 ? QChar(high[b - 0x80]) : QChar(b);
+}
+
+class TRtfReader {
+public:
+    TRtfReader(const QString& rtf, QTextDocument& doc) : FIn(rtf), FDoc(doc), FCursor(&doc) {}
+    void Read();
+
+private:
+    void controlWord(const QString& word, bool hasArg, int arg);
+    bool destinationWord(const QString& word);
+    bool characterWord(const QString& word, bool hasArg, int arg);
+    bool paragraphWord(const QString& word, int arg);
+    bool tableWord(const QString& word, int arg);
+    void text(QChar c);
+    void hexByte(unsigned char b);
+    void groupEnd();
+    void endParagraph();
+    void ensureTableCell();
+    void leaveTable();
+    void startPendingRow();
+    void prepareInsert();
+    void insertPicture();
+    QTextCharFormat format() const;
+    TState& st() { return FStack.back(); }
+
+    const QString& FIn;
+    qsizetype FPos = 0;
+    QTextDocument& FDoc;
+    QTextCursor FCursor;
+    std::vector<TState> FStack{TState{}};
+    int FOverflow = 0;
+    int FSkipChars = 0;
+    TPara FPara;
+    QStringList FFonts;
+    QList<QColor> FColors;
+    int FRed = 0, FGreen = 0, FBlue = 0;
+    QString FFontName;
+    int FFontNo = 0;
+    QString FListText;
+    QByteArray FPict;
+    QByteArray FPictFormat = "PNG";
+    QString FCodePage = QStringLiteral("windows-1252");
+    // Tables.
+    QTextTable* FTable = nullptr;
+    QList<int> FCellX;
+    QList<int> FRowCellX;
+    int FRow = 0, FCol = 0;
+    bool FRowPending = false;
+    bool FBorders = false;
+};
+
+QTextCharFormat TRtfReader::format() const
+{
+    const TState& s = FStack.back();
+    QTextCharFormat f;
+    f.setFontWeight(s.bold ? QFont::Bold : QFont::Normal);
+    f.setFontItalic(s.italic);
+    f.setFontUnderline(s.underline);
+    f.setFontPointSize(s.halfPoints / 2.0);
+    if (s.font >= 0 && s.font < FFonts.size() && !FFonts[s.font].isEmpty())
+        f.setFontFamilies({FFonts[s.font]});
+    // Entry 0 of the colour table is the automatic colour.
+    if (s.color > 0 && s.color < FColors.size())
+        f.setForeground(FColors[s.color]);
+    return f;
+}
+
+void TRtfReader::ensureTableCell()
+{
+    if (!FPara.inTable || FTable)
+        return;
+    const int columns = std::max<int>(1, static_cast<int>(FRowCellX.size()));
+    QTextTableFormat tf;
+    tf.setBorder(FBorders ? 1 : 0);
+    tf.setCellPadding(2);
+    QList<QTextLength> widths;
+    int previous = 0;
+    for (int x : FRowCellX) {
+        widths << QTextLength(QTextLength::FixedLength, std::max(10, (x - previous) / 15));
+        previous = x;
+    }
+    tf.setColumnWidthConstraints(widths);
+    FTable = FCursor.insertTable(1, columns, tf);
+    FRow = FCol = 0;
+    FRowPending = false;
+    FCursor = FTable->cellAt(0, 0).firstCursorPosition();
+}
+
+void TRtfReader::leaveTable()
+{
+    if (!FTable)
+        return;
+    FCursor = FTable->lastCursorPosition();
+    FCursor.movePosition(QTextCursor::NextBlock);
+    FTable = nullptr;
+}
+
+// A row after \row begins with its first text or its first \cell.
+void TRtfReader::startPendingRow()
+{
+    if (!FTable || !FRowPending)
+        return;
+    FTable->appendRows(1);
+    FCursor = FTable->cellAt(++FRow, 0).firstCursorPosition();
+    FCol = 0;
+    FRowPending = false;
+}
+
+// Content goes into the table while paragraphs are marked \intbl, after it
+// otherwise.
+void TRtfReader::prepareInsert()
+{
+    if (!FPara.inTable)
+        leaveTable();
+    else
+        ensureTableCell();
+    startPendingRow();
+}
+
+void TRtfReader::text(QChar c)
+{
+    if (FSkipChars > 0) {
+        --FSkipChars;
+        return;
+    }
+    switch (st().dest) {
+    case TDest::Skip:
+    case TDest::Pict: return;
+    case TDest::ListText: FListText += c; return;
+    case TDest::FontTable:
+        if (c == QLatin1Char(';')) {
+            while (FFonts.size() <= FFontNo && FFonts.size() < 4096)
+                FFonts << QString();
+            if (FFontNo < FFonts.size())
+                FFonts[FFontNo] = FFontName.trimmed();
+            FFontName.clear();
+        } else {
+            FFontName += c;
+        }
+        return;
+    case TDest::ColorTable:
+        if (c == QLatin1Char(';') && FColors.size() < 4096) {
+            FColors << QColor(FRed, FGreen, FBlue);
+            FRed = FGreen = FBlue = 0;
+        }
+        return;
+    case TDest::Text: break;
+    }
+    prepareInsert();
+    FCursor.insertText(QString(c), format());
+}
+
+void TRtfReader::hexByte(unsigned char b)
+{
+    if (FCodePage == QLatin1String("windows-1252")) {
+        text(cp1252(b));
+        return;
+    }
+    QStringDecoder decoder(FCodePage.toLatin1().constData());
+    const QString s = decoder.isValid() ? decoder.decode(QByteArray(1, static_cast<char>(b))) : QString(cp1252(b));
+    text(s.isEmpty() ? cp1252(b) : s.at(0));
+}
+
+void TRtfReader::endParagraph()
+{
+    QTextBlockFormat bf;
+    bf.setAlignment(FPara.align);
+    bf.setLeftMargin(std::max(0, FPara.left) / 15.0);
+    bf.setTextIndent(FPara.first / 15.0);
+    if (!FListText.isEmpty()) {
+        bf.setLeftMargin(0);
+        bf.setTextIndent(0);
+    }
+    FCursor.setBlockFormat(bf);
+    if (!FListText.trimmed().isEmpty()) {
+        const bool numbered = FListText.trimmed().front().isDigit();
+        QTextListFormat lf;
+        lf.setStyle(numbered ? QTextListFormat::ListDecimal : QTextListFormat::ListDisc);
+        QTextBlock previous = FCursor.block().previous();
+        if (previous.isValid() && previous.textList() && previous.textList()->format().style() == lf.style())
+            previous.textList()->add(FCursor.block());
+        else
+            FCursor.createList(lf);
+    }
+    FListText.clear();
+    FCursor.insertBlock();
+}
+
+bool TRtfReader::destinationWord(const QString& word)
+{
+    static const QStringList skipped = {"info", "stylesheet", "header", "footer", "headerl", "headerr", "footerl",
+                                        "footerr", "footnote", "fldinst", "object", "themedata", "listtable",
+                                        "listoverridetable", "rsidtbl", "xmlnstbl", "generator", "pgdsctbl"};
+    if (word == QLatin1String("fonttbl"))
+        st().dest = TDest::FontTable;
+    else if (word == QLatin1String("colortbl"))
+        st().dest = TDest::ColorTable;
+    else if (word == QLatin1String("pict")) {
+        st().dest = TDest::Pict;
+        FPict.clear();
+        FPictFormat = "PNG";
+    } else if (word == QLatin1String("pntext") || word == QLatin1String("listtext"))
+        st().dest = TDest::ListText;
+    else if (skipped.contains(word))
+        st().dest = TDest::Skip;
+    else
+        return false;
+    return true;
+}
+
+bool TRtfReader::characterWord(const QString& w, bool hasArg, int arg)
+{
+    const bool on = !hasArg || arg != 0;
+    if (w == QLatin1String("b")) st().bold = on;
+    else if (w == QLatin1String("i")) st().italic = on;
+    else if (w == QLatin1String("ul")) st().underline = on;
+    else if (w == QLatin1String("ulnone")) st().underline = false;
+    else if (w == QLatin1String("fs")) st().halfPoints = std::clamp(arg, 2, 3276);
+    else if (w == QLatin1String("f")) { st().font = std::clamp(arg, 0, 4095); FFontNo = st().font; }
+    else if (w == QLatin1String("cf")) st().color = std::clamp(arg, 0, 4095);
+    else if (w == QLatin1String("plain")) { const TDest d = st().dest; const int uc = st().ucSkip; st() = TState{}; st().dest = d; st().ucSkip = uc; }
+    else if (w == QLatin1String("red")) FRed = std::clamp(arg, 0, 255);
+    else if (w == QLatin1String("green")) FGreen = std::clamp(arg, 0, 255);
+    else if (w == QLatin1String("blue")) FBlue = std::clamp(arg, 0, 255);
+    else if (w == QLatin1String("uc")) st().ucSkip = std::clamp(arg, 0, 10);
+    else if (w == QLatin1String("u")) { text(QChar(static_cast<char16_t>(arg < 0 ? arg + 65536 : arg))); FSkipChars = st().ucSkip; }
+    else if (w == QLatin1String("ansicpg")) FCodePage = arg == 1252 ? QStringLiteral("windows-1252") : QStringLiteral("windows-%1").arg(arg);
+    else if (w == QLatin1String("pngblip")) FPictFormat = "PNG";
+    else if (w == QLatin1String("jpegblip")) FPictFormat = "JPEG";
+    else return false;
+    return true;
+}
+
+bool TRtfReader::paragraphWord(const QString& w, int arg)
+{
+    if (w == QLatin1String("par")) {
+        if (st().dest != TDest::Text)
+            return true;
+        if (!FPara.inTable)
+            leaveTable();
+        else if (FTable)
+            FCursor.insertBlock();   // a paragraph inside a cell
+        if (!FPara.inTable)
+            endParagraph();
+    } else if (w == QLatin1String("pard")) FPara = TPara{};
+    else if (w == QLatin1String("ql")) FPara.align = Qt::AlignLeft;
+    else if (w == QLatin1String("qc")) FPara.align = Qt::AlignHCenter;
+    else if (w == QLatin1String("qr")) FPara.align = Qt::AlignRight;
+    else if (w == QLatin1String("qj")) FPara.align = Qt::AlignJustify;
+    else if (w == QLatin1String("li")) FPara.left = arg;
+    else if (w == QLatin1String("fi")) FPara.first = arg;
+    else if (w == QLatin1String("intbl")) FPara.inTable = true;
+    else if (w == QLatin1String("line")) text(QChar::LineSeparator);
+    else if (w == QLatin1String("tab")) text(QLatin1Char('\t'));
+    else return false;
+    return true;
+}
+
+bool TRtfReader::tableWord(const QString& w, int arg)
+{
+    if (w == QLatin1String("trowd")) {
+        FRowCellX.clear();
+    } else if (w == QLatin1String("cellx")) {
+        if (FRowCellX.size() < 64)
+            FRowCellX << arg;
+    } else if (w.startsWith(QLatin1String("brdr"))) {
+        FBorders = true;
+    } else if (w == QLatin1String("cell")) {
+        FPara.inTable = true;
+        ensureTableCell();
+        startPendingRow();
+        if (FTable && FCol + 1 < FTable->columns())
+            FCursor = FTable->cellAt(FRow, ++FCol).firstCursorPosition();
+        else if (FTable)
+            ++FCol;
+    } else if (w == QLatin1String("row")) {
+        if (FTable)
+            FRowPending = true;
+    } else {
+        return false;
+    }
+    return true;
+}
+
+void TRtfReader::controlWord(const QString& word, bool hasArg, int arg)
+{
+    if (st().dest == TDest::Skip)
+        return;
+    if (destinationWord(word) || characterWord(word, hasArg, arg) || paragraphWord(word, arg) || tableWord(word, arg))
+        return;
+    static const QHash<QString, char16_t> symbols = {{"bullet", 0x2022}, {"emdash", 0x2014}, {"endash", 0x2013},
+                                                     {"lquote", 0x2018}, {"rquote", 0x2019}, {"ldblquote", 0x201C},
+                                                     {"rdblquote", 0x201D}, {"emspace", 0x2003}, {"enspace", 0x2002}};
+    if (const auto it = symbols.constFind(word); it != symbols.constEnd())
+        text(QChar(*it));
+}
+
+void TRtfReader::insertPicture()
+{
+    QImage image;
+    const QByteArray data = QByteArray::fromHex(FPict);
+    if (!image.loadFromData(data, FPictFormat.constData()) && !image.loadFromData(data))
+        return;
+    const QUrl name(QStringLiteral("kalvex-image://%1").arg(QUuid::createUuid().toString(QUuid::WithoutBraces)));
+    FDoc.addResource(QTextDocument::ImageResource, name, image);
+    QTextImageFormat f;
+    f.setName(name.toString());
+    f.setWidth(image.width());
+    f.setHeight(image.height());
+    prepareInsert();
+    FCursor.insertImage(f);
+}
+
+void TRtfReader::groupEnd()
+{
+    if (FOverflow > 0) {
+        --FOverflow;
+        return;
+    }
+    if (FStack.size() <= 1)
+        return;   // a brace too many: ignored
+    const TDest dest = st().dest;
+    FStack.pop_back();
+    if (dest == TDest::Pict && st().dest != TDest::Pict) {
+        TState& outer = st();
+        const TDest saved = outer.dest;
+        outer.dest = TDest::Text;
+        insertPicture();
+        outer.dest = saved;
+    }
+}
+
+void TRtfReader::Read()
+{
+    const qsizetype n = FIn.size();
+    while (FPos < n) {
+        const QChar c = FIn.at(FPos++);
+        if (c == QLatin1Char('{')) {
+            if (FStack.size() < kMaxDepth)
+                FStack.push_back(FStack.back());
+            else
+                ++FOverflow;
+        } else if (c == QLatin1Char('}')) {
+            groupEnd();
+        } else if (c == QLatin1Char('\\')) {
+            if (FPos >= n)
+                break;
+            const QChar d = FIn.at(FPos);
+            if (d == QLatin1Char('\'')) {
+                bool ok = false;
+                const int b = FIn.mid(FPos + 1, 2).toInt(&ok, 16);
+                FPos += 3;
+                if (ok)
+                    hexByte(static_cast<unsigned char>(b));
+            } else if (d == QLatin1Char('*')) {
+                ++FPos;
+                st().dest = TDest::Skip;
+            } else if (d.isLetter()) {
+                const qsizetype start = FPos;
+                while (FPos < n && FIn.at(FPos).isLetter() && FPos - start < 32)
+                    ++FPos;
+                const QString word = FIn.mid(start, FPos - start);
+                qsizetype numStart = FPos;
+                if (FPos < n && FIn.at(FPos) == QLatin1Char('-'))
+                    ++FPos;
+                while (FPos < n && FIn.at(FPos).isDigit() && FPos - numStart < 10)
+                    ++FPos;
+                bool hasArg = FPos > numStart && !(FPos == numStart + 1 && FIn.at(numStart) == QLatin1Char('-'));
+                const int arg = hasArg ? FIn.mid(numStart, FPos - numStart).toInt() : 0;
+                if (FPos < n && FIn.at(FPos) == QLatin1Char(' '))
+                    ++FPos;
+                if (word == QLatin1String("bin") && hasArg) {
+                    FPos += std::clamp<qsizetype>(arg, 0, n - FPos);
+                    continue;
+                }
+                controlWord(word, hasArg, arg);
+            } else {
+                ++FPos;
+                if (d == QLatin1Char('~')) text(QChar(0xA0));
+                else if (d == QLatin1Char('_')) text(QChar(0x2011));
+                else if (d == QLatin1Char('\\') || d == QLatin1Char('{') || d == QLatin1Char('}')) text(d);
+                else if (d == QLatin1Char('\n') || d == QLatin1Char('\r')) paragraphWord(QStringLiteral("par"), 0);
+            }
+        } else if (c == QLatin1Char('\r') || c == QLatin1Char('\n')) {
+            continue;
+        } else if (st().dest == TDest::Pict) {
+            if (FPict.size() < (64 << 20) && isxdigit(c.unicode() < 128 ? c.toLatin1() : 'x'))
+                FPict += c.toLatin1();
+        } else {
+            text(c);
+        }
+    }
+    // The last paragraph has no \par of its own: give it its format.
+    QTextBlockFormat bf;
+    bf.setAlignment(FPara.align);
+    if (!FTable)
+        FCursor.setBlockFormat(bf);
+}
+
+}  // namespace
+
+bool LooksLikeRtf(const QString& text)
+{
+    return text.trimmed().startsWith(QLatin1String("{\\rtf"));
+}
+
+void RtfToDocument(const QString& rtf, QTextDocument& document)
+{
+    document.clear();
+    if (!LooksLikeRtf(rtf)) {
+        document.setPlainText(rtf);
+        return;
+    }
+    TRtfReader(rtf, document).Read();
+    // A document ends with an empty block after the last \par: drop it.
+    QTextCursor end(&document);
+    end.movePosition(QTextCursor::End);
+    if (end.block().text().isEmpty() && end.block().previous().isValid() && !end.currentTable()) {
+        end.movePosition(QTextCursor::PreviousCharacter, QTextCursor::KeepAnchor);
+        if (end.selectedText() == QString(QChar::ParagraphSeparator))
+            end.removeSelectedText();
+    }
+}
+
+QStringList DocumentHtmlLines(const QTextDocument& document)
+{
+    return document.toHtml().split(QLatin1Char('\n'));
+}
+
+}  // namespace kalvex

@@ -1,0 +1,262 @@
+#include "compose/rtf/RtfWriter.h"
+
+#include <QBuffer>
+#include <QHash>
+#include <QImage>
+#include <QTextBlock>
+#include <QTextDocument>
+#include <QTextFrame>
+#include <QTextList>
+#include <QTextTable>
+#include <QUrl>
+
+namespace kalvex {
+
+namespace {
+
+class TRtfWriter {
+public:
+    explicit TRtfWriter(const QTextDocument& doc) : FDoc(doc) {}
+    QString Write();
+
+private:
+    int fontIndex(const QString& family);
+    int colorIndex(const QColor& color);
+    void writeFrame(const QTextFrame* frame, bool inTable);
+    void writeBlock(const QTextBlock& block, bool inTable);
+    void writeTable(const QTextTable* table);
+    void writeFragment(const QTextFragment& fragment);
+    void writeImage(const QTextImageFormat& format);
+    QString escapeText(const QString& text) const;
+    QString charFormat(const QTextCharFormat& f);
+
+    const QTextDocument& FDoc;
+    QStringList FFonts;
+    QList<QColor> FColors;
+    QString FBody;
+};
+
+// Latin-1 characters (the Windows-1252 letters that matter here, umlauts
+// and ß among them) as \'hh; everything else as \uN.
+bool inCp1252(char16_t c, QByteArray& byte)
+{
+    if (c < 0xA0)
+        return false;
+    if (c > 0xFF)
+        return false;
+    byte = QByteArray(1, static_cast<char>(c));
+    return true;
+}
+
+QString escapeChar(QChar ch)
+{
+    const char16_t c = ch.unicode();
+    if (c == '\\' || c == '{' || c == '}')
+        return QString(QLatin1Char('\\')) + ch;
+    if (c == '\t')
+        return QStringLiteral("\\tab ");
+    if (c == QChar::LineSeparator || c == '\n')
+        return QStringLiteral("\\line ");
+    if (c < 0x80)
+        return QString(ch);
+    QByteArray byte;
+    if (inCp1252(c, byte))
+        return QStringLiteral("\\'%1").arg(static_cast<unsigned char>(byte[0]), 2, 16, QLatin1Char('0'));
+    return QStringLiteral("\\u%1?").arg(static_cast<int16_t>(c));
+}
+
+}  // namespace
+
+int TRtfWriter::fontIndex(const QString& family)
+{
+    const QString name = family.isEmpty() ? QStringLiteral("Arial") : family;
+    qsizetype i = FFonts.indexOf(name);
+    if (i < 0) {
+        FFonts << name;
+        i = FFonts.size() - 1;
+    }
+    return static_cast<int>(i);
+}
+
+int TRtfWriter::colorIndex(const QColor& color)
+{
+    qsizetype i = FColors.indexOf(color);
+    if (i < 0) {
+        FColors << color;
+        i = FColors.size() - 1;
+    }
+    return static_cast<int>(i) + 1;   // 0 is the automatic colour
+}
+
+// Placeholders "<...>" (no blanks, no line break) are kept raw and whole.
+QString TRtfWriter::escapeText(const QString& text) const
+{
+    QString out;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (text.at(i) == QLatin1Char('<')) {
+            const qsizetype close = text.indexOf(QLatin1Char('>'), i);
+            const QString inner = close > i ? text.mid(i + 1, close - i - 1) : QString();
+            if (close > i && !inner.isEmpty() && !inner.contains(QLatin1Char('<'))
+                && !inner.contains(QLatin1Char('\\')) && !inner.contains(QLatin1Char('{')) && !inner.contains(QLatin1Char('}'))
+                && !inner.contains(QChar::LineSeparator)) {
+                out += text.mid(i, close - i + 1);
+                i = close;
+                continue;
+            }
+        }
+        out += escapeChar(text.at(i));
+    }
+    return out;
+}
+
+QString TRtfWriter::charFormat(const QTextCharFormat& f)
+{
+    QString s = QStringLiteral("\\plain\\f%1").arg(fontIndex(f.fontFamilies().toStringList().value(0)));
+    const double size = f.fontPointSize() > 0 ? f.fontPointSize() : 10.0;
+    s += QStringLiteral("\\fs%1").arg(qRound(size * 2));
+    if (f.fontWeight() >= QFont::Bold)
+        s += QStringLiteral("\\b");
+    if (f.fontItalic())
+        s += QStringLiteral("\\i");
+    if (f.fontUnderline())
+        s += QStringLiteral("\\ul");
+    if (f.hasProperty(QTextFormat::ForegroundBrush) && f.foreground().style() != Qt::NoBrush)
+        s += QStringLiteral("\\cf%1").arg(colorIndex(f.foreground().color()));
+    return s + QLatin1Char(' ');
+}
+
+void TRtfWriter::writeImage(const QTextImageFormat& format)
+{
+    const QVariant resource = FDoc.resource(QTextDocument::ImageResource, QUrl(format.name()));
+    QImage image = resource.value<QImage>();
+    if (image.isNull())
+        image = QImage(format.name());
+    if (image.isNull())
+        return;
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    const int w = format.width() > 0 ? qRound(format.width()) : image.width();
+    const int h = format.height() > 0 ? qRound(format.height()) : image.height();
+    FBody += QStringLiteral("{\\pict\\pngblip\\picw%1\\pich%2\\picwgoal%3\\pichgoal%4\n")
+                 .arg(image.width()).arg(image.height()).arg(w * 15).arg(h * 15);
+    const QByteArray hex = png.toHex();
+    for (qsizetype i = 0; i < hex.size(); i += 128)
+        FBody += QString::fromLatin1(hex.mid(i, 128)) + QLatin1Char('\n');
+    FBody += QLatin1Char('}');
+}
+
+void TRtfWriter::writeFragment(const QTextFragment& fragment)
+{
+    const QTextCharFormat f = fragment.charFormat();
+    if (f.isImageFormat()) {
+        writeImage(f.toImageFormat());
+        return;
+    }
+    FBody += QLatin1Char('{') + charFormat(f) + escapeText(fragment.text()) + QLatin1Char('}');
+}
+
+void TRtfWriter::writeBlock(const QTextBlock& block, bool inTable)
+{
+    const QTextBlockFormat bf = block.blockFormat();
+    FBody += QStringLiteral("\\pard");
+    if (inTable)
+        FBody += QStringLiteral("\\intbl");
+    const Qt::Alignment a = bf.alignment();
+    FBody += a & Qt::AlignHCenter ? QStringLiteral("\\qc") : a & Qt::AlignRight ? QStringLiteral("\\qr")
+           : a & Qt::AlignJustify ? QStringLiteral("\\qj") : QStringLiteral("\\ql");
+    int left = qRound(bf.leftMargin() * 15 + bf.indent() * 720);
+    QString marker;
+    if (QTextList* list = block.textList()) {
+        const QTextListFormat lf = list->format();
+        left += 360 * std::max(1, lf.indent());
+        const bool bullet = lf.style() == QTextListFormat::ListDisc || lf.style() == QTextListFormat::ListCircle
+                         || lf.style() == QTextListFormat::ListSquare;
+        marker = bullet ? QStringLiteral("{\\pntext\\'b7\\tab}") : QStringLiteral("{\\pntext %1.\\tab}").arg(list->itemNumber(block) + 1);
+        FBody += bullet ? QStringLiteral("{\\*\\pn\\pnlvlblt\\pntxtb\\'b7}") : QStringLiteral("{\\*\\pn\\pnlvlbody\\pndec}");
+        FBody += QStringLiteral("\\fi-360");
+    } else if (bf.textIndent() != 0) {
+        FBody += QStringLiteral("\\fi%1").arg(qRound(bf.textIndent() * 15));
+    }
+    if (left)
+        FBody += QStringLiteral("\\li%1").arg(left);
+    FBody += QLatin1Char(' ') + marker;
+    for (auto it = block.begin(); !it.atEnd(); ++it)
+        writeFragment(it.fragment());
+    if (!inTable)
+        FBody += QStringLiteral("\\par\n");
+}
+
+void TRtfWriter::writeTable(const QTextTable* table)
+{
+    const int columns = table->columns();
+    const int width = 9000;
+    for (int r = 0; r < table->rows(); ++r) {
+        FBody += QStringLiteral("\\trowd\\trgaph108");
+        for (int c = 0; c < columns; ++c) {
+            const QTextTableCell cell = table->cellAt(r, c);
+            if (cell.row() != r || cell.column() != c) {
+                FBody += cell.column() != c ? QStringLiteral("\\clmrg") : QStringLiteral("\\clvmrg");
+            } else {
+                if (cell.columnSpan() > 1)
+                    FBody += QStringLiteral("\\clmgf");
+                if (cell.rowSpan() > 1)
+                    FBody += QStringLiteral("\\clvmgf");
+            }
+            FBody += QStringLiteral("\\clbrdrt\\brdrs\\clbrdrl\\brdrs\\clbrdrb\\brdrs\\clbrdrr\\brdrs\\cellx%1")
+                         .arg(width * (c + 1) / columns);
+        }
+        FBody += QLatin1Char('\n');
+        for (int c = 0; c < columns; ++c) {
+            const QTextTableCell cell = table->cellAt(r, c);
+            if (cell.row() == r && cell.column() == c) {
+                bool first = true;
+                for (auto it = cell.begin(); !it.atEnd(); ++it) {
+                    if (QTextBlock b = it.currentBlock(); b.isValid()) {
+                        if (!first)
+                            FBody += QStringLiteral("\\par ");
+                        writeBlock(b, true);
+                        first = false;
+                    }
+                }
+            }
+            FBody += QStringLiteral("\\cell ");
+        }
+        FBody += QStringLiteral("\\row\n");
+    }
+}
+
+void TRtfWriter::writeFrame(const QTextFrame* frame, bool inTable)
+{
+    for (auto it = frame->begin(); !it.atEnd(); ++it) {
+        if (QTextFrame* child = it.currentFrame()) {
+            if (auto* table = qobject_cast<QTextTable*>(child))
+                writeTable(table);
+            else
+                writeFrame(child, inTable);
+        } else if (it.currentBlock().isValid()) {
+            writeBlock(it.currentBlock(), inTable);
+        }
+    }
+}
+
+QString TRtfWriter::Write()
+{
+    writeFrame(FDoc.rootFrame(), false);
+    QString head = QStringLiteral("{\\rtf1\\ansi\\ansicpg1252\\deff0\\uc1{\\fonttbl");
+    for (int i = 0; i < FFonts.size(); ++i)
+        head += QStringLiteral("{\\f%1\\fnil %2;}").arg(i).arg(FFonts[i]);
+    head += QStringLiteral("}{\\colortbl ;");
+    for (const QColor& c : FColors)
+        head += QStringLiteral("\\red%1\\green%2\\blue%3;").arg(c.red()).arg(c.green()).arg(c.blue());
+    head += QStringLiteral("}\n");
+    return head + FBody + QLatin1Char('}');
+}
+
+QString DocumentToRtf(const QTextDocument& document)
+{
+    return TRtfWriter(document).Write();
+}
+
+}  // namespace kalvex

@@ -1,0 +1,188 @@
+#include "compose/RTFEditorEngine.h"
+#include "compose/rtf/RtfReader.h"
+#include "compose/rtf/RtfWriter.h"
+
+#include <QGuiApplication>
+#include <QImage>
+#include <QTextBlock>
+#include <QTextCursor>
+#include <QTextDocument>
+#include <QTextList>
+#include <QTextTable>
+#include <gtest/gtest.h>
+
+using namespace kalvex;
+
+namespace {
+
+QGuiApplication& app()
+{
+    static int argc = 1;
+    static char name[] = "test_rtf";
+    static char* argv[] = {name, nullptr};
+    static QGuiApplication a(argc, argv);
+    return a;
+}
+
+QTextCharFormat formatAt(const QTextDocument& doc, const QString& text)
+{
+    QTextCursor c = doc.find(text);
+    EXPECT_FALSE(c.isNull()) << text.toStdString();
+    return c.charFormat();
+}
+
+QTextTable* firstTable(QTextDocument& doc)
+{
+    for (QTextBlock b = doc.begin(); b.isValid(); b = b.next())
+        if (QTextTable* t = QTextCursor(b).currentTable())
+            return t;
+    return nullptr;
+}
+
+}  // namespace
+
+TEST(Rtf, RoundTripKeepsTextFormatsListsTablesAndPictures)
+{
+    app();
+    QTextDocument doc;
+    QTextCursor c(&doc);
+    QTextCharFormat bold;
+    bold.setFontWeight(QFont::Bold);
+    bold.setFontPointSize(14);
+    bold.setForeground(QColor(200, 0, 0));
+    c.insertText(QString::fromUtf8("Grüße Straße "), QTextCharFormat());
+    c.insertText("fett rot", bold);
+    QTextCharFormat italic;
+    italic.setFontItalic(true);
+    italic.setFontUnderline(true);
+    c.insertText(QString::fromUtf8(" kursiv € Ω"), italic);
+    QTextBlockFormat centered;
+    centered.setAlignment(Qt::AlignHCenter);
+    c.insertBlock(centered);
+    c.insertText("Mitte");
+    c.insertBlock(QTextBlockFormat());
+    c.createList(QTextListFormat::ListDisc);
+    c.insertText("Punkt eins");
+    c.insertBlock();
+    c.insertText("Punkt zwei");
+    c.insertBlock(QTextBlockFormat());
+    c.setBlockFormat(QTextBlockFormat());
+    QTextTable* table = c.insertTable(2, 3);
+    table->cellAt(0, 0).firstCursorPosition().insertText("A1");
+    table->cellAt(1, 2).firstCursorPosition().insertText("C2");
+    c = table->lastCursorPosition();
+    c.movePosition(QTextCursor::NextBlock);
+    QImage image(8, 6, QImage::Format_RGB32);
+    image.fill(QColor(10, 20, 30));
+    doc.addResource(QTextDocument::ImageResource, QUrl("img://1"), image);
+    c.insertImage("img://1");
+
+    const QString rtf = DocumentToRtf(doc);
+    for (QChar ch : rtf.left(rtf.indexOf("{\\pict")))
+        ASSERT_LT(ch.unicode(), 128) << "non-ASCII outside placeholders";
+    QTextDocument back;
+    RtfToDocument(rtf, back);
+    EXPECT_TRUE(back.toPlainText().startsWith(QString::fromUtf8("Grüße Straße fett rot kursiv € Ω\nMitte\nPunkt eins\nPunkt zwei")));
+    const QTextCharFormat b = formatAt(back, "fett rot");
+    EXPECT_EQ(b.fontWeight(), QFont::Bold);
+    EXPECT_EQ(b.fontPointSize(), 14);
+    EXPECT_EQ(b.foreground().color(), QColor(200, 0, 0));
+    EXPECT_TRUE(formatAt(back, "kursiv").fontItalic());
+    EXPECT_TRUE(formatAt(back, "kursiv").fontUnderline());
+    EXPECT_EQ(back.find("Mitte").block().blockFormat().alignment() & Qt::AlignHCenter, Qt::AlignHCenter);
+    QTextList* list = back.find("Punkt zwei").block().textList();
+    ASSERT_NE(list, nullptr);
+    EXPECT_EQ(list->count(), 2);
+    QTextTable* t = firstTable(back);
+    ASSERT_NE(t, nullptr);
+    EXPECT_EQ(t->rows(), 2);
+    EXPECT_EQ(t->columns(), 3);
+    EXPECT_EQ(t->cellAt(1, 2).firstCursorPosition().block().text(), "C2");
+    bool foundImage = false;
+    for (QTextBlock blk = back.begin(); blk.isValid(); blk = blk.next())
+        for (auto it = blk.begin(); !it.atEnd(); ++it)
+            if (it.fragment().charFormat().isImageFormat()) {
+                const QImage img = back.resource(QTextDocument::ImageResource,
+                                                 QUrl(it.fragment().charFormat().toImageFormat().name())).value<QImage>();
+                EXPECT_EQ(img.size(), QSize(8, 6));
+                EXPECT_EQ(img.pixelColor(3, 3), QColor(10, 20, 30));
+                foundImage = true;
+            }
+    EXPECT_TRUE(foundImage);
+}
+
+TEST(Rtf, ReadsHandWrittenWordPadStyleInput)
+{
+    app();
+    const QString rtf = "{\\rtf1\\ansi\\ansicpg1252\\deff0{\\fonttbl{\\f0\\fnil\\fcharset0 Calibri;}{\\f1\\fswiss Arial;}}"
+                        "{\\colortbl ;\\red0\\green0\\blue255;}{\\*\\generator Riched20 10.0;}\\viewkind4\\uc1 "
+                        "\\pard\\sa200\\sl276\\slmult1\\f0\\fs22\\lang7 M\\'fcller \\u252?ber \\b fett\\b0  und "
+                        "\\cf1\\f1 blau\\cf0\\par\n\\pard\\qr rechts\\par\n}";
+    QTextDocument doc;
+    RtfToDocument(rtf, doc);
+    EXPECT_EQ(doc.toPlainText(), QString::fromUtf8("Müller über fett und blau\nrechts"));
+    EXPECT_EQ(formatAt(doc, "fett").fontWeight(), QFont::Bold);
+    EXPECT_EQ(formatAt(doc, "blau").foreground().color(), QColor(0, 0, 255));
+    EXPECT_EQ(formatAt(doc, "blau").fontFamilies().toStringList().value(0), "Arial");
+    EXPECT_EQ(formatAt(doc, "M").fontPointSize(), 11);
+    EXPECT_TRUE(doc.find("rechts").block().blockFormat().alignment() & Qt::AlignRight);
+
+    QTextDocument plain;
+    RtfToDocument("Kein {\\rtf} am Anfang", plain);
+    EXPECT_EQ(plain.toPlainText(), "Kein {\\rtf} am Anfang");
+}
+
+// Broken input ends in some document, never in a crash or a hang.
+TEST(Rtf, MalformedInputIsSurvived)
+{
+    app();
+    QTextDocument doc;
+    RtfToDocument("{\\rtf1 offen {\\b fett", doc);
+    EXPECT_EQ(doc.toPlainText(), "offen fett");
+    RtfToDocument("{\\rtf1 zu}}} viel\\'e", doc);
+    EXPECT_TRUE(doc.toPlainText().startsWith("zu"));
+    RtfToDocument("{\\rtf1\\uc99999 \\u8364 Euro}", doc);
+    EXPECT_EQ(doc.toPlainText(), QString::fromUtf8("€"));   // the skip count is capped
+    QString deep = "{\\rtf1 ";
+    for (int i = 0; i < 100000; ++i)
+        deep += "{\\b ";
+    deep += "tief";
+    for (int i = 0; i < 100000; ++i)
+        deep += "}";
+    deep += " flach}";
+    RtfToDocument(deep, doc);
+    EXPECT_EQ(doc.toPlainText(), "tief flach");
+    RtfToDocument("{\\rtf1 {\\pict\\pngblip 89504e47zz}x}", doc);   // broken picture data
+    EXPECT_EQ(doc.toPlainText(), "x");
+}
+
+// Placeholders leave the writer in one piece, so the merge finds them in
+// the RTF source; the merged source reads back with the values.
+TEST(Rtf, PlaceholdersStayWholeForTheMerge)
+{
+    app();
+    QTextDocument doc;
+    QTextCursor c(&doc);
+    QTextCharFormat bold;
+    bold.setFontWeight(QFont::Bold);
+    c.insertText("Sehr geehrte(r) ");
+    c.insertText(QString::fromUtf8("<Straße>"), bold);
+    c.insertText(QString::fromUtf8(" <Pos-Wiederholung-Anfang>Menge: <Menge>\n<Pos-Wiederholung-Ende> Ende"));
+    const QString rtf = DocumentToRtf(doc);
+    EXPECT_TRUE(rtf.contains(QString::fromUtf8("<Straße>")));
+    EXPECT_TRUE(rtf.contains("<Pos-Wiederholung-Anfang>"));
+    EXPECT_TRUE(rtf.contains("<Menge>"));
+    TRTFEditorEngine engine;
+    engine.SetDataFieldValueDynamisch(QString::fromUtf8("<Straße>"), QString::fromUtf8("Hauptstraße 1"));
+    engine.SetDataFieldValueDynamisch("Pos-Wiederholung-Count", "2");
+    engine.AddDataFieldBlockUnterfeld("Pos", "Menge");
+    engine.SetDataFieldValueDynamisch("Menge0", "5");
+    engine.SetDataFieldValueDynamisch("Menge1", "7");
+    QString merged;
+    const QStringList blocks{"Pos"};
+    engine.ReplaceDataValues(rtf, &blocks, merged);
+    QTextDocument back;
+    RtfToDocument(merged, back);
+    EXPECT_EQ(back.toPlainText(), QString::fromUtf8("Sehr geehrte(r) Hauptstraße 1 Menge: 5\nMenge: 7\n Ende"));
+    EXPECT_EQ(formatAt(back, QString::fromUtf8("Hauptstraße 1")).fontWeight(), QFont::Bold);
+}
