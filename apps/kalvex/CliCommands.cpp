@@ -2,6 +2,7 @@
 
 #include "ConsoleMessages.h"
 
+#include "compose/TemplateMerge.h"
 #include "compose/rtf/RtfReader.h"
 #include "config/KalvexError.h"
 #include "config/LanguageUnit.h"
@@ -210,7 +211,33 @@ void addComposeOptions(QCommandLineParser& p)
         {QStringLiteral("bcc"), Tx(1908, "Empfänger (Bcc), mehrfach möglich"), QStringLiteral("address")},
         {QStringLiteral("attach"), Tx(1909, "Anhang, mehrfach möglich"), QStringLiteral("file")},
         {QStringLiteral("separate"), Tx(1960, "separat senden")},
+        {QStringLiteral("template"), Tx(2010, "GUID einer Programmvorlage, die zuerst angewendet wird"), QStringLiteral("guid")},
+        {QStringLiteral("fields"), Tx(2011, "Datei mit den Datenfeldern (TFelder-Datenstrom) für die Vorlage"), QStringLiteral("file")},
     });
+}
+
+// A program template, merged once with the given fields; its subject and
+// body take the place of --subject and --body where the template has them.
+void applyTemplate(const QCommandLineParser& p, QString& subject, QString& body)
+{
+    TDatenModul& store = *TDatenModul::Instance();
+    store.LoadProgrammVorlageListeFromDB();
+    const TProgrammVorlage* vorlage = store.FProgrammVorlageListe.FindByGUID(StringToGuid(p.value(QStringLiteral("template"))));
+    if (!vorlage)
+        throw EKalvex(Tx(2012, "Die Vorlage %1 gibt es nicht.").arg(p.value(QStringLiteral("template"))));
+    TFelder felder;
+    if (p.isSet(QStringLiteral("fields"))) {
+        QFile file(p.value(QStringLiteral("fields")));
+        if (!file.open(QIODevice::ReadOnly))
+            throw EKalvex(Tx(1902, "Die Datei %1 konnte nicht gelesen werden.").arg(file.fileName()));
+        felder.LoadFromBytes(file.readAll());
+    }
+    const int lang = TLang::Instance() ? TLang::Instance()->GetCurrentLangCode() : 1031;
+    const TMergedTemplate merged = MergeProgrammVorlage(*vorlage, felder, lang);
+    if (!merged.subject.isEmpty())
+        subject = merged.subject;
+    if (!merged.body.isEmpty())
+        body = merged.body;
 }
 
 // Fills the compose model from the options; false (with a message) on bad input.
@@ -221,8 +248,10 @@ bool fillModel(const QCommandLineParser& p, TComposeModel& model)
         return false;
     }
     model.Subject = p.value(QStringLiteral("subject"));
-    const QString body = p.isSet(QStringLiteral("body-file")) ? readBodyFile(p.value(QStringLiteral("body-file")))
-                                                              : p.value(QStringLiteral("body"));
+    QString body = p.isSet(QStringLiteral("body-file")) ? readBodyFile(p.value(QStringLiteral("body-file")))
+                                                        : p.value(QStringLiteral("body"));
+    if (p.isSet(QStringLiteral("template")))
+        applyTemplate(p, model.Subject, body);
     RtfToDocument(body, model.Body());
     addRecipients(model, p.values(QStringLiteral("to")), TEmpfaengerTyp::elAn);
     addRecipients(model, p.values(QStringLiteral("cc")), TEmpfaengerTyp::elCc);

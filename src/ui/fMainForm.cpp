@@ -1,5 +1,6 @@
 #include "ui/fMainForm.h"
 
+#include "compose/TemplateMerge.h"
 #include "compose/rtf/RtfReader.h"
 #include "config/LanguageUnit.h"
 #include "config/uConfig.h"
@@ -760,14 +761,14 @@ void TMainForm::ApplyTemplate(const QUuid& vorlage)
     const TProgrammVorlage* t = FVorlagen ? const_cast<TProgrammVorlageListe*>(FVorlagen)->FindByGUID(vorlage) : nullptr;
     if (!t)
         return;
-    QString subject = t->FBetreff;
-    QString body = t->FBody;
-    if (FFelder) {
-        TProgrammVorlage::ReplaceGuidToFeldnamen(FLang, t->FBetreff, subject, *FFelder);
-        TProgrammVorlage::ReplaceGuidToFeldnamen(FLang, t->FBody, body, *FFelder);
+    try {
+        static const TFelder noFields;
+        const TMergedTemplate merged = MergeProgrammVorlage(*t, FFelder ? *FFelder : noFields, FLang);
+        edBetreff->setText(merged.subject);
+        SetBody(merged.body);
+    } catch (const std::exception& e) {
+        FMessages.ShowError(QString::fromUtf8(e.what()));
     }
-    edBetreff->setText(subject);
-    SetBody(body);
 }
 
 void TMainForm::fillFieldTree()

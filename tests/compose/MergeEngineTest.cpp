@@ -102,3 +102,35 @@ TEST(MergeEngine, LargeBlockGivesTheSameResultBothWays)
     EXPECT_TRUE(fast.contains("\\par A-499;B-499;C-499;D-499;E-499 Fuss"));
     EXPECT_TRUE(fast.contains("Kopf Wert 7 "));
 }
+
+#include "compose/TemplateMerge.h"
+#include "mailinterface/uMailInterface.h"
+
+// A host template stored with GUID placeholders, applied with the host's
+// fields in the interface language.
+TEST(MergeEngine, ProgramTemplateIsMergedInTheCurrentLanguage)
+{
+    TFelder felder;
+    TFeldEinfach& name = felder.FEinfachListe.Add();
+    name.FGUID = QUuid::createUuid();
+    name.FFeldnameList.SetText(1031, "Name");
+    name.FFeldnameList.SetText(1033, "LastName");
+    name.FWert = "Schäfer";
+    TFeldWiederholung& pos = felder.FWiederholungListe.Add();
+    pos.FFeldnameBlockList.SetText(1031, "Pos");
+    TFeldWiederholungBlockFeld& menge = pos.FBlockFeldListe.Add();
+    menge.FGUID = QUuid::createUuid();
+    menge.FFeldnameList.SetText(1031, "Menge");
+    for (const char* v : {"4", "9"}) {
+        TFeldWiederholungBlockWert& cell = pos.AddRow().Add();
+        cell.FGUID = menge.FGUID;
+        cell.FWert = v;
+    }
+    TProgrammVorlage t;
+    TProgrammVorlage::ReplaceFeldnamenToGuid(1031, "Angebot für <Name>", t.FBetreff, felder);
+    TProgrammVorlage::ReplaceFeldnamenToGuid(1031, "<Pos-Wiederholung-Anfang>[<Menge>]<Pos-Wiederholung-Ende>", t.FBody, felder);
+    EXPECT_FALSE(t.FBetreff.contains("<Name>"));   // stored with the GUID
+    const TMergedTemplate merged = MergeProgrammVorlage(t, felder, 1031);
+    EXPECT_EQ(merged.subject, "Angebot für Schäfer");
+    EXPECT_EQ(merged.body, "[4][9]");
+}
