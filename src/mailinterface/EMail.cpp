@@ -19,28 +19,6 @@ T checkedEnum(int32_t value, int32_t max)
     return static_cast<T>(value);
 }
 
-template <class List>
-void writeList(TStreamWriter& w, const List& list)
-{
-    w.WriteInteger(KStreamVersion);
-    w.WriteInteger(list.Count());
-    for (const auto& item : list)
-        item->SaveToStream(w);
-}
-
-template <class Item, class List>
-void readList(TStreamReader& r, List& list)
-{
-    if (r.ReadInteger() != KStreamVersion)
-        return;
-    const int32_t count = r.ReadCount(4);
-    TObjectList<Item> items;
-    items.Reserve(count);
-    for (int32_t i = 0; i < count; ++i)
-        items.Add().LoadFromStream(r);
-    static_cast<TObjectList<Item>&>(list) = std::move(items);
-}
-
 const QDateTime& epoch()
 {
     static const QDateTime e(QDate(1899, 12, 30), QTime(0, 0));
@@ -117,12 +95,12 @@ void TAnhang::LoadFromStream(TStreamReader& r)
 
 void TAnhangListe::SaveToStream(TStreamWriter& w) const
 {
-    writeList(w, *this);
+    WriteRecordList(w, *this);
 }
 
 void TAnhangListe::LoadFromStream(TStreamReader& r)
 {
-    readList<TAnhang>(r, *this);
+    ReadRecordList<TAnhang>(r, *this);
 }
 
 void TEMailEmpfaenger::SaveToStream(TStreamWriter& w) const
@@ -152,12 +130,12 @@ void TEMailEmpfaenger::LoadFromStream(TStreamReader& r)
 
 void TEMailEmpfaengerListe::SaveToStream(TStreamWriter& w) const
 {
-    writeList(w, *this);
+    WriteRecordList(w, *this);
 }
 
 void TEMailEmpfaengerListe::LoadFromStream(TStreamReader& r)
 {
-    readList<TEMailEmpfaenger>(r, *this);
+    ReadRecordList<TEMailEmpfaenger>(r, *this);
 }
 
 void TEMail::SetStatus(TMailStatus status)
@@ -234,12 +212,12 @@ TEMail* TEMailListe::FindByID(int32_t id)
 
 void TEMailListe::SaveToStream(TStreamWriter& w) const
 {
-    writeList(w, *this);
+    WriteRecordList(w, *this);
 }
 
 void TEMailListe::LoadFromStream(TStreamReader& r)
 {
-    readList<TEMail>(r, *this);
+    ReadRecordList<TEMail>(r, *this);
 }
 
 }  // namespace kalvex

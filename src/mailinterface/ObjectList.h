@@ -5,6 +5,7 @@
 
 #include <QtGlobal>
 #include <algorithm>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -48,5 +49,29 @@ public:
 private:
     std::vector<std::unique_ptr<T>> FItems;
 };
+
+// A record list's stream: version 1, count, the records. A list of another
+// version is left unread and unchanged; a broken one leaves it unchanged too.
+template <class List, class Writer>
+void WriteRecordList(Writer& w, const List& list)
+{
+    w.WriteInteger(1);
+    w.WriteInteger(list.Count());
+    for (const auto& item : list)
+        item->SaveToStream(w);
+}
+
+template <class Item, class List, class Reader>
+void ReadRecordList(Reader& r, List& list)
+{
+    if (r.ReadInteger() != 1)
+        return;
+    const int32_t count = r.ReadCount(4);
+    TObjectList<Item> items;
+    items.Reserve(count);
+    for (int32_t i = 0; i < count; ++i)
+        items.Add().LoadFromStream(r);
+    static_cast<TObjectList<Item>&>(list) = std::move(items);
+}
 
 }  // namespace kalvex

@@ -29,28 +29,6 @@ void forEachNamedField(const TFelder& fields, int32_t lang,
                 visit(column->FGUID, column->GetFeldname(lang));
 }
 
-template <class List>
-void writeList(TStreamWriter& w, const List& list)
-{
-    w.WriteInteger(KStreamVersion);
-    w.WriteInteger(list.Count());
-    for (const auto& item : list)
-        item->SaveToStream(w);
-}
-
-template <class Item, class List>
-void readList(TStreamReader& r, List& list)
-{
-    if (r.ReadInteger() != KStreamVersion)
-        return;
-    const int32_t count = r.ReadCount(4);
-    TObjectList<Item> items;
-    items.Reserve(count);
-    for (int32_t i = 0; i < count; ++i)
-        items.Add().LoadFromStream(r);
-    static_cast<TObjectList<Item>&>(list) = std::move(items);
-}
-
 }  // namespace
 
 QUuid GeneralKindGUID()
@@ -112,12 +90,12 @@ void TProgrammVorlageArtListe::SortByName()
 
 void TProgrammVorlageArtListe::SaveToStream(TStreamWriter& w) const
 {
-    writeList(w, *this);
+    WriteRecordList(w, *this);
 }
 
 void TProgrammVorlageArtListe::LoadFromStream(TStreamReader& r)
 {
-    readList<TProgrammVorlageArt>(r, *this);
+    ReadRecordList<TProgrammVorlageArt>(r, *this);
 }
 
 void TProgrammVorlage::ReplaceFeldnamenToGuid(int32_t lang, const QString& text, QString& result, const TFelder& fields)
@@ -193,12 +171,12 @@ void TProgrammVorlageListe::SortByName()
 
 void TProgrammVorlageListe::SaveToStream(TStreamWriter& w) const
 {
-    writeList(w, *this);
+    WriteRecordList(w, *this);
 }
 
 void TProgrammVorlageListe::LoadFromStream(TStreamReader& r)
 {
-    readList<TProgrammVorlage>(r, *this);
+    ReadRecordList<TProgrammVorlage>(r, *this);
 }
 
 }  // namespace kalvex

@@ -4,6 +4,8 @@
 #include "ui/fAdresseManuell.h"
 #include "ui/fGesendeteMail.h"
 
+#include "TestApp.h"
+
 #include <QApplication>
 #include <QDir>
 #include <QFile>
@@ -16,15 +18,6 @@
 using namespace kalvex;
 
 namespace {
-
-QApplication& app()
-{
-    static int argc = 1;
-    static char name[] = "test_ui";
-    static char* argv[] = {name, nullptr};
-    static QApplication a(argc, argv);
-    return a;
-}
 
 }  // namespace
 
@@ -45,7 +38,7 @@ TEST(CompanionWindows, StoredAttachmentsStayInTheTemporaryFolder)
 
 TEST(CompanionWindows, SentMailViewAndManualAddress)
 {
-    app();
+    kalvex::testing::WidgetApp();
     TEMail mail;
     mail.FBetreff = "Bericht";
     mail.FBodyPlain = "Anbei der Bericht.";

@@ -3,6 +3,8 @@
 #include "ui/MainFormRules.h"
 #include "ui/fMainForm.h"
 
+#include "TestApp.h"
+
 #include <QApplication>
 #include <QCheckBox>
 #include <QFile>
@@ -17,15 +19,6 @@
 using namespace kalvex;
 
 namespace {
-
-QApplication& app()
-{
-    static int argc = 1;
-    static char name[] = "test_ui";
-    static char* argv[] = {name, nullptr};
-    static QApplication a(argc, argv);
-    return a;
-}
 
 QString makeFile(const QTemporaryDir& dir, const QString& name, int bytes)
 {
@@ -53,7 +46,7 @@ TEST(MainFormRules, DraftListShorteningAndFollowUps)
 
 TEST(MainForm, AttachmentsAndRecipients)
 {
-    app();
+    kalvex::testing::WidgetApp();
     QTemporaryDir dir;
     TRecordingMessages messages;
     TMainForm form(messages, {}, QString(), false);
@@ -91,7 +84,7 @@ TEST(MainForm, AttachmentsAndRecipients)
 
 TEST(MainForm, NewMailAsksOnlyWhenThereIsSomething)
 {
-    app();
+    kalvex::testing::WidgetApp();
     TRecordingMessages messages;
     int drafts = 0;
     TMainFormServices services;
@@ -121,7 +114,7 @@ TEST(MainForm, NewMailAsksOnlyWhenThereIsSomething)
 
 TEST(MainForm, StatusLineFollowsSendMode)
 {
-    app();
+    kalvex::testing::WidgetApp();
     TRecordingMessages messages;
     TMainForm form(messages, {}, QString(), false);
     TConfig config;

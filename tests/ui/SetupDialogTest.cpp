@@ -2,6 +2,8 @@
 #include "mailinterface/EMail.h"
 #include "ui/fSetup.h"
 
+#include "TestApp.h"
+
 #include <QApplication>
 #include <QCheckBox>
 #include <QLabel>
@@ -13,15 +15,6 @@
 using namespace kalvex;
 
 namespace {
-
-QApplication& app()
-{
-    static int argc = 1;
-    static char name[] = "test_ui";
-    static char* argv[] = {name, nullptr};
-    static QApplication a(argc, argv);
-    return a;
-}
 
 TConfig directConfig()
 {
@@ -41,7 +34,7 @@ TConfig directConfig()
 
 TEST(SetupDialog, SendModeRuleAndInitialValues)
 {
-    app();
+    kalvex::testing::WidgetApp();
     TRecordingMessages messages;
     TFormSetup form(messages);
     form.Initialize(directConfig());
@@ -68,7 +61,7 @@ TEST(SetupDialog, SendModeRuleAndInitialValues)
 
 TEST(SetupDialog, SenderCleanUpAndPasswordLock)
 {
-    app();
+    kalvex::testing::WidgetApp();
     TRecordingMessages messages;
     TFormSetup form(messages);
     form.Initialize(directConfig());
@@ -98,7 +91,7 @@ TEST(SetupDialog, SenderCleanUpAndPasswordLock)
 
 TEST(SetupDialog, ConnectionTestMessages)
 {
-    app();
+    kalvex::testing::WidgetApp();
     TRecordingMessages messages;
     TFormSetup form(messages);
     form.Initialize(directConfig());
