@@ -171,3 +171,45 @@ TEST_P(DatenModulTest, OldSQLiteNameIsRewrittenOnce)
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, DatenModulTest, ::testing::ValuesIn(Backends()), BackendName);
+
+#include "address/uKontakt.h"
+
+TEST_P(DatenModulTest, OwnAddressBookAndGroups)
+{
+    TDatenModul dm;
+    TQMBDatabaseHandler& h = dm.Handler();
+    const int32_t kunden = NeueGruppeAnlegen(h, "Kunden");
+    const int32_t lieferanten = NeueGruppeAnlegen(h, "Lieferanten");
+    TKontakt k;
+    k.ID = 0;   // below 1: inserted, not updated
+    k.Nachname = "Schäfer";
+    k.EMail = "s@example.org";
+    k.Save(h, kunden);
+    ASSERT_GT(k.ID, 0);
+    k.Ort = "Köln";
+    k.Save(h, lieferanten);   // moves the contact
+    TKontakt other;
+    other.EMail = "o@example.org";
+    other.Save(h, kunden);
+    GruppeUmbenennen(h, kunden, "Stammkunden");
+
+    TGruppenListe groups = LoadGruppenListeFromDB(h);
+    ASSERT_EQ(groups.size(), 2u);
+    EXPECT_EQ(groups[kunden]->Gruppenname, "Stammkunden");
+    ASSERT_EQ(groups[lieferanten]->Kontakte.size(), 1u);
+    EXPECT_EQ(groups[lieferanten]->Kontakte.begin()->second->Ort, "Köln");
+
+    // Deleting a group removes its addresses without asking any contact.
+    EXPECT_TRUE(GruppeLoeschen(h, kunden));
+    EXPECT_EQ(h.CalcSQL_Int(-1, "select count(*) from KVXAdresse where GruppenID = :g", {P("g", kunden)}), 0);
+    EXPECT_EQ(h.CalcSQL_Int(-1, "select count(*) from KVXAdresse"), 1);
+
+    // A failing save is logged, not raised, and the new contact keeps its ID.
+    h.ExecSQL("ALTER TABLE KVXAdresse RENAME TO KVXAdresseWeg");
+    TKontakt lost;
+    lost.Save(h, lieferanten);
+    EXPECT_LT(lost.ID, 1);
+    QFile log(TLogFile::DefaultFileName(common));
+    log.open(QIODevice::ReadOnly);
+    EXPECT_TRUE(log.readAll().contains("TAdresse.Save: "));
+}
