@@ -213,3 +213,45 @@ TEST_P(DatenModulTest, OwnAddressBookAndGroups)
     log.open(QIODevice::ReadOnly);
     EXPECT_TRUE(log.readAll().contains("TAdresse.Save: "));
 }
+
+#include "compose/uEMailVorlage.h"
+
+TEST_P(DatenModulTest, UserTemplatesAndCategories)
+{
+    TDatenModul dm;
+    TQMBDatabaseHandler& h = dm.Handler();
+    TKategorie empty;
+    empty.Kategorie = "Leer";
+    SaveKategorieToDB(h, empty);
+    ASSERT_GT(empty.ID, 2);   // after the two seeded categories
+    TEMailVorlage v(-1, true, "{\\rtf1 x}", "x", "Betreff <Name>", 3, TEMailVorlageArt::vaVorlage, 1, "Meine Vorlage");
+    v.IsStandard = true;
+    SaveEMailVorlageToDB(h, v);
+    const int32_t id = v.ID;
+    ASSERT_GT(id, 0);
+    EXPECT_FALSE(v.Modified);
+    v.Name = "Umbenannt";
+    SaveEMailVorlageToDB(h, v);   // the second save updates the same row
+    EXPECT_EQ(v.ID, id);
+    TEMailVorlage orphan(-1, false, "", "", "", 0, TEMailVorlageArt::vaTextbaustein, 999, "Waise");
+    SaveEMailVorlageToDB(h, orphan);
+
+    TKategorieListe list = LoadVorlagenFromDB(h);
+    ASSERT_NE(list.FindByID(empty.ID), nullptr);
+    EXPECT_EQ(list.FindByID(empty.ID)->Vorlagen.Count(), 0);
+    const TKategorie* anrede = list.FindByID(1);
+    ASSERT_NE(anrede, nullptr);
+    const TEMailVorlage* mine = nullptr;
+    int all = 0;
+    for (const auto& k : list)
+        for (const auto& t : k->Vorlagen) {
+            ++all;
+            if (t->ID == id)
+                mine = t.get();
+        }
+    ASSERT_NE(mine, nullptr);
+    EXPECT_EQ(mine->Name, "Umbenannt");
+    EXPECT_EQ(mine->Art, TEMailVorlageArt::vaVorlage);
+    EXPECT_FALSE(mine->IsStandard);   // not read by the join
+    EXPECT_EQ(all, 8);                // seven seeded text blocks and ours; the orphan is not loaded
+}
