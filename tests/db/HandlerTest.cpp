@@ -19,9 +19,19 @@ QString errorOf(const std::function<void()>& f)
     return QString();
 }
 
+TFieldInfoV2 field(const QString& name, TFieldType type, int length = 0)
+{
+    TFieldInfoV2 f;
+    f.Fieldname = name;
+    f.Datatype = type;
+    f.Length = length;
+    return f;
+}
+
 void createNumbers(TQMBDatabaseHandler& h)
 {
-    h.createTable("Zahlen", {{"ID", TFieldType::ftAutoInc}, {"Wert", TFieldType::ftInteger}, {"Name", TFieldType::ftString, 40}});
+    h.createTable("Zahlen", {field("ID", TFieldType::ftAutoInc), field("Wert", TFieldType::ftInteger),
+                             field("Name", TFieldType::ftString, 40)});
     for (int i = 1; i <= 5; ++i)
         h.ExecSQL("insert into [Zahlen] (Wert, Name) values (:w, :n)", {P("w", i % 3), P("n", QString("n%1").arg(i))});
 }
@@ -93,7 +103,7 @@ TEST_P(HandlerTest, ParametersAndMessages)
     EXPECT_EQ(id, 6);
     EXPECT_EQ(h->CalcSQL_MaxInt("Zahlen", "Wert"), 9);
     EXPECT_FALSE(errorOf([&] { h->ExecSQL("select * from Nirgends"); }).isEmpty());
-    EXPECT_TRUE(errorOf([&] { h->FieldTypeToString({"Gross", TFieldType::ftLargeint}); }).contains("Unbekannter Feldtyp"));
+    EXPECT_TRUE(errorOf([&] { h->FieldTypeToString(field("Gross", TFieldType::ftLargeint)); }).contains("Unbekannter Feldtyp"));
 
     TQMBDatabaseConfig config;
     config.DatabaseType = TQMBDatabaseConfigType::dbtMariaDB;
