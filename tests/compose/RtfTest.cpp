@@ -70,6 +70,7 @@ TEST(Rtf, RoundTripKeepsTextFormatsListsTablesAndPictures)
     QTextTable* table = c.insertTable(2, 3);
     table->cellAt(0, 0).firstCursorPosition().insertText("A1");
     table->cellAt(1, 2).firstCursorPosition().insertText("C2");
+    table->mergeCells(0, 1, 1, 2);
     c = table->lastCursorPosition();
     c.movePosition(QTextCursor::NextBlock);
     QImage image(8, 6, QImage::Format_RGB32);
@@ -98,6 +99,8 @@ TEST(Rtf, RoundTripKeepsTextFormatsListsTablesAndPictures)
     EXPECT_EQ(t->rows(), 2);
     EXPECT_EQ(t->columns(), 3);
     EXPECT_EQ(t->cellAt(1, 2).firstCursorPosition().block().text(), "C2");
+    EXPECT_EQ(t->cellAt(0, 1).columnSpan(), 2);   // the merged cells of the first row
+    EXPECT_EQ(t->cellAt(1, 1).columnSpan(), 1);
     bool foundImage = false;
     for (QTextBlock blk = back.begin(); blk.isValid(); blk = blk.next())
         for (auto it = blk.begin(); !it.atEnd(); ++it)

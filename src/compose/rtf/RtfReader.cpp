@@ -58,6 +58,7 @@ private:
     void leaveTable();
     void startPendingRow();
     void prepareInsert();
+    void mergeRowCells();
     void insertPicture();
     QTextCharFormat format() const;
     TState& st() { return FStack.back(); }
@@ -83,6 +84,8 @@ private:
     QTextTable* FTable = nullptr;
     QList<int> FCellX;
     QList<int> FRowCellX;
+    QList<int> FRowMerge;   // per cell: 0, 1 first of a merge, 2 merged into the one before
+    int FNextMerge = 0;
     int FRow = 0, FCol = 0;
     bool FRowPending = false;
     bool FBorders = false;
@@ -147,6 +150,19 @@ void TRtfReader::startPendingRow()
 
 // Content goes into the table while paragraphs are marked \intbl, after it
 // otherwise.
+void TRtfReader::mergeRowCells()
+{
+    for (int c = 0; c < FRowMerge.size() && c < FTable->columns(); ++c) {
+        if (FRowMerge[c] != 1)
+            continue;
+        int span = 1;
+        while (c + span < FRowMerge.size() && c + span < FTable->columns() && FRowMerge[c + span] == 2)
+            ++span;
+        if (span > 1)
+            FTable->mergeCells(FRow, c, 1, span);
+    }
+}
+
 void TRtfReader::prepareInsert()
 {
     if (!FPara.inTable)
@@ -299,9 +315,18 @@ bool TRtfReader::tableWord(const QString& w, int arg)
 {
     if (w == QLatin1String("trowd")) {
         FRowCellX.clear();
+        FRowMerge.clear();
+        FNextMerge = 0;
+    } else if (w == QLatin1String("clmgf")) {
+        FNextMerge = 1;
+    } else if (w == QLatin1String("clmrg")) {
+        FNextMerge = 2;
     } else if (w == QLatin1String("cellx")) {
-        if (FRowCellX.size() < 64)
+        if (FRowCellX.size() < 64) {
             FRowCellX << arg;
+            FRowMerge << FNextMerge;
+        }
+        FNextMerge = 0;
     } else if (w.startsWith(QLatin1String("brdr"))) {
         FBorders = true;
     } else if (w == QLatin1String("cell")) {
@@ -313,8 +338,10 @@ bool TRtfReader::tableWord(const QString& w, int arg)
         else if (FTable)
             ++FCol;
     } else if (w == QLatin1String("row")) {
-        if (FTable)
+        if (FTable) {
+            mergeRowCells();
             FRowPending = true;
+        }
     } else {
         return false;
     }
