@@ -30,9 +30,10 @@ QString lines(std::initializer_list<const char*> parts)
 
 }  // namespace
 
-bool TDBUpdater::isSQLite() const
+bool TDBUpdater::keepsJulianDays() const
 {
-    return FDBHandler.Database().ConnectionInfo().DatabaseType == TQMBDatabaseConfigType::dbtSQLite;
+    const TQMBDatabaseConfigType type = FDBHandler.Database().ConnectionInfo().DatabaseType;
+    return type == TQMBDatabaseConfigType::dbtSQLite || type == TQMBDatabaseConfigType::dbtMariaDB;
 }
 
 // The order matters: KVXRubrik must be filled before KVXVorlage copies it.
@@ -112,7 +113,7 @@ void TDBUpdater::upgradeGesendeteMails()
 {
     // Day counts from 1899-12-30 become Julian day numbers; converted rows
     // are above the bound, so the statement may run at every start.
-    if (isSQLite())
+    if (keepsJulianDays())
         FDBHandler.ExecSQL(QStringLiteral("UPDATE [KVXGesendeteMails]  SET [Datum] = [Datum] + 2415018.5 WHERE [Datum] < 2000000"));
     checkColumn(QStringLiteral("KVXGesendeteMails"), QStringLiteral("SeperatSenden"), TFieldType::ftBoolean);
     TQMBDataSet* ds = FDBHandler.OpenSQL(QStringLiteral("select * from KVXGesendeteMails where 1=2"));

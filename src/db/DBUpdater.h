@@ -32,7 +32,7 @@ private:
     void copyTextBlocksToTemplates();
     void FillTableKVXKategorie();
     void FillTableKVXRubrik();
-    bool isSQLite() const;
+    bool keepsJulianDays() const;
 
     TQMBDatabaseHandler& FDBHandler;
 };

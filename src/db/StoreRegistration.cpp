@@ -1,19 +1,31 @@
 #include "db/BasedbClasses.h"
+#include "db/mariadb/MariaDBStore.h"
 #include "db/sqlite/SQLiteStore.h"
 
 namespace kalvex {
 
+namespace {
+
+template <class Database, class Handler>
+void registerStore(const char* databaseClass, const char* handlerClass)
+{
+    TQMBDatabaseFactory::RegisterDatabaseClass(QString::fromLatin1(databaseClass), [](const TQMBDatabaseConfig& c) {
+        return std::make_unique<Database>(c);
+    });
+    TQMBDatabaseFactory::RegisterHandlerClass(
+        QString::fromLatin1(handlerClass),
+        [](std::unique_ptr<TQMBDatabase> db, const QString& prefix, int count) -> std::unique_ptr<TQMBDatabaseHandler> {
+            return std::make_unique<Handler>(std::move(db), prefix, count);
+        });
+}
+
+}  // namespace
+
 void RegisterBuiltInStores()
 {
     static const bool done = [] {
-        TQMBDatabaseFactory::RegisterDatabaseClass(QStringLiteral("TQMBSQLiteDatabase"), [](const TQMBDatabaseConfig& c) {
-            return std::make_unique<TQMBSQLiteDatabase>(c);
-        });
-        TQMBDatabaseFactory::RegisterHandlerClass(
-            QStringLiteral("TQMBSQLiteDatabaseHandler"),
-            [](std::unique_ptr<TQMBDatabase> db, const QString& prefix, int count) -> std::unique_ptr<TQMBDatabaseHandler> {
-                return std::make_unique<TQMBSQLiteDatabaseHandler>(std::move(db), prefix, count);
-            });
+        registerStore<TQMBSQLiteDatabase, TQMBSQLiteDatabaseHandler>("TQMBSQLiteDatabase", "TQMBSQLiteDatabaseHandler");
+        registerStore<TQMBMariaDBDatabase, TQMBMariaDBDataBaseHandler>("TQMBMariaDBDatabase", "TQMBMariaDBDataBaseHandler");
         return true;
     }();
     (void)done;

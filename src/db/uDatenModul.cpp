@@ -131,7 +131,8 @@ void TDatenModul::openStore(const QString& databaseFolder)
     TLogFile::EnsureGlobal(config.FCommonPath);
     convertOldAccessStore();
     FConfig = readConfig(databaseFolder);
-    QDir().mkpath(FConfig.HostName.isEmpty() ? QStringLiteral(".") : FConfig.HostName);
+    if (FConfig.DatabaseType == TQMBDatabaseConfigType::dbtSQLite)
+        QDir().mkpath(FConfig.HostName.isEmpty() ? QStringLiteral(".") : FConfig.HostName);
     try {
         FDBHandler = TQMBDatabaseFactory::CreateDbHandler(FConfig, QString(), -1);
         FDBHandler->SetConnected(true);

@@ -36,6 +36,8 @@ protected:
         qputenv("KALVEX_REGISTRY", FDir.filePath("registry.ini").toUtf8());
         TConfig::Install(std::make_unique<TConfig>(QStringLiteral("Test")));
         QDir().mkpath(common + "Common04");
+        if (!IsSQLite())   // the data module finds a server store through its settings file
+            TQMBDatabaseFactory::SaveDatabaseConfig(common + "Common04/KVXIni/serverdboptions.ini", "Kalvex", Config());
     }
     void TearDown() override
     {
@@ -144,6 +146,8 @@ TEST_P(DatenModulTest, MailLogIsAllOrNothing)
 // A file that is not a database is reported and left as it was.
 TEST_P(DatenModulTest, BrokenStoreFileIsReportedAndUntouched)
 {
+    if (!IsSQLite())
+        GTEST_SKIP() << "a file store only";
     QFile junk(storeFile());
     junk.open(QIODevice::WriteOnly);
     const QByteArray bytes(8192, 'j');
@@ -158,6 +162,8 @@ TEST_P(DatenModulTest, BrokenStoreFileIsReportedAndUntouched)
 
 TEST_P(DatenModulTest, OldSQLiteNameIsRewrittenOnce)
 {
+    if (!IsSQLite())
+        GTEST_SKIP() << "a file store only";
     const QString ini = common + "Common04/KVXIni/serverdboptions.ini";
     TQMBDatabaseConfig config;
     config.HostName = common + "Common04";

@@ -2,6 +2,7 @@
 // Every storage test runs once per backend: the backend is the test
 // parameter. SQLite is always here; further backends add a row.
 
+#include "MariaDBServer.h"
 #include "db/BasedbClasses.h"
 
 #include <QTemporaryDir>
@@ -17,23 +18,39 @@ struct Backend {
 
 inline std::vector<Backend> Backends()
 {
-    return {{"SQLite", TQMBDatabaseConfigType::dbtSQLite}};
+    return {{"SQLite", TQMBDatabaseConfigType::dbtSQLite}, {"MariaDB", TQMBDatabaseConfigType::dbtMariaDB}};
 }
 
 class StoreTest : public ::testing::TestWithParam<Backend> {
 protected:
     std::unique_ptr<TQMBDatabaseHandler> OpenHandler(int datasetCount = -1)
     {
-        TQMBDatabaseConfig config;
-        config.DatabaseType = GetParam().type;
-        config.HostName = FDir.path();
-        config.DatabaseName = QStringLiteral("test.db");
-        auto handler = TQMBDatabaseFactory::CreateDbHandler(config, QString(), datasetCount);
+        auto handler = TQMBDatabaseFactory::CreateDbHandler(Config(), QString(), datasetCount);
         handler->SetConnected(true);
         return handler;
     }
+    // The same store for every handler of one test.
+    const TQMBDatabaseConfig& Config()
+    {
+        if (FConfig.DatabaseName.isEmpty())
+            FConfig = makeConfig();
+        return FConfig;
+    }
+    bool IsSQLite() const { return GetParam().type == TQMBDatabaseConfigType::dbtSQLite; }
     QString FilePath() const { return FDir.filePath(QStringLiteral("test.db")); }
     QTemporaryDir FDir;
+
+private:
+    TQMBDatabaseConfig makeConfig() const
+    {
+        if (!IsSQLite())
+            return MariaDBServer::Instance().NewSchema();
+        TQMBDatabaseConfig config;
+        config.HostName = FDir.path();
+        config.DatabaseName = QStringLiteral("test.db");
+        return config;
+    }
+    TQMBDatabaseConfig FConfig;
 };
 
 inline std::string BackendName(const ::testing::TestParamInfo<Backend>& info)

@@ -1,6 +1,7 @@
 #include "StoreFixture.h"
 
 #include "db/DBUpdater.h"
+#include <QSqlField>
 
 using namespace kalvex;
 using namespace kalvex::testing;
@@ -13,8 +14,11 @@ QString dump(TQMBDatabaseHandler& h)
 {
     QString out;
     for (const QString& table : h.getTableNames(false)) {
-        out += h.CalcSQL_String("", "select sql from sqlite_master where name = :n", {P("n", table)}) + "\n";
         TQMBDataSet* ds = h.OpenSQL("select * from [" + table + "]");
+        const QSqlRecord columns = ds->getDataSet().record();
+        for (int i = 0; i < columns.count(); ++i)
+            out += columns.fieldName(i) + QString::number(columns.field(i).metaType().id()) + ",";
+        out += "\n";
         while (ds->Next())
             for (int i = 0; i < ds->getDataSet().record().count(); ++i)
                 out += ds->getDataSet().value(i).toString() + "|";
@@ -49,15 +53,20 @@ TEST_P(UpdaterTest, NewStoreIsCreatedAndSeededOnce)
 TEST_P(UpdaterTest, OldStoresAreUpgraded)
 {
     auto h = OpenHandler();
-    h->ExecSQL("CREATE TABLE KVXEmpfaenger (ID INTEGER PRIMARY KEY AUTOINCREMENT, MailID INTEGER, Adresse NVARCHAR(255))");
+    using T = TFieldType;
+    auto f = [](const char* name, TFieldType type, int length = 0) { return TFieldInfoV2{name, type, length, {}, false}; };
+    h->createTable("KVXEmpfaenger", {f("ID", T::ftAutoInc), f("MailID", T::ftInteger), f("Adresse", T::ftWideString, 255)});
     h->ExecSQL("insert into KVXEmpfaenger (MailID, Adresse) values (1, 'a@x.de')");
-    h->ExecSQL("CREATE TABLE KVXGesendeteMails (ID INTEGER PRIMARY KEY AUTOINCREMENT, Betreff TEXT, Datum DATETIME, Status NVARCHAR(255))");
+    h->createTable("KVXGesendeteMails", {f("ID", T::ftAutoInc), f("Betreff", T::ftMemo), f("Datum", T::ftDateTime),
+                                         f("Status", T::ftWideString, 255)});
     h->ExecSQL("insert into KVXGesendeteMails (Betreff, Datum, Status) values ('alt', 45000.5, 'gesendet')");
     h->ExecSQL("insert into KVXGesendeteMails (Betreff, Datum, Status) values ('neu', 2460019.0, 'bearbeiten')");
-    h->ExecSQL("CREATE TABLE KVXRubrik (ID INTEGER PRIMARY KEY AUTOINCREMENT, Rubrik NVARCHAR(255), KategorieID INTEGER, Inhalt TEXT)");
+    h->createTable("KVXRubrik", {f("ID", T::ftAutoInc), f("Rubrik", T::ftWideString, 255), f("KategorieID", T::ftInteger),
+                                 f("Inhalt", T::ftMemo)});
     h->ExecSQL("insert into KVXRubrik (Rubrik, KategorieID, Inhalt) values ('Eigener Baustein', 1, 'Hallo')");
-    h->ExecSQL("CREATE TABLE KVXVorlage (ID INTEGER PRIMARY KEY AUTOINCREMENT, Name NVARCHAR(255), KategorieID INTEGER, "
-               "Typ INTEGER, IsStandard BOOLEAN, Betreff NVARCHAR(255), BodyPlain TEXT, BodyRTF TEXT)");
+    h->createTable("KVXVorlage", {f("ID", T::ftAutoInc), f("Name", T::ftWideString, 255), f("KategorieID", T::ftInteger),
+                                  f("Typ", T::ftInteger), f("IsStandard", T::ftBoolean), f("Betreff", T::ftWideString, 255),
+                                  f("BodyPlain", T::ftMemo), f("BodyRTF", T::ftMemo)});
 
     TDBUpdater(*h).CheckTables();
     EXPECT_EQ(h->CalcSQL_Int(-1, "select EmpfType from KVXEmpfaenger"), 0);
@@ -71,7 +80,7 @@ TEST_P(UpdaterTest, OldStoresAreUpgraded)
     // A column that exists is never touched, even where it holds NULL.
     h->ExecSQL("update KVXEmpfaenger set EmpfType = NULL");
     TDBUpdater(*h).CheckTables();
-    EXPECT_TRUE(h->CalcSQL_String("x", "select ifnull(EmpfType, 'null') from KVXEmpfaenger") == "null");
+    EXPECT_TRUE(h->CalcSQL_String("x", "select coalesce(EmpfType, 'null') from KVXEmpfaenger") == "null");
     EXPECT_EQ(h->CalcSQL_Int(0, "select count(*) from KVXVorlage"), 1);   // copied once only
 }
 

@@ -1,303 +1,32 @@
 #include "db/sqlite/SQLiteStore.h"
 
 #include "config/KalvexError.h"
-#include "mailinterface/EMail.h"
-#include "mailinterface/StreamIO.h"
 
-#include <QElapsedTimer>
-#include <QFile>
+#include <QDateTime>
 #include <QRegularExpression>
 #include <QSqlError>
-#include <QSqlRecord>
-#include <QUuid>
-#include <atomic>
-#include <cmath>
+#include <QSqlQuery>
 
 namespace kalvex {
 
-namespace {
-
-constexpr double kJulianDayOf18991230 = 2415018.5;
-const QString kBlobFileMarker = QStringLiteral("ISABLOBVALUEFILENAME");
-const QString kBlobMarker = QStringLiteral("ISABLOBVALUE");
-
-QString nextConnectionName()
-{
-    static std::atomic<int> counter{0};
-    return QStringLiteral("kalvex-sqlite-%1").arg(++counter);
-}
-
-// Named ":parameters" of a statement, skipping quoted text and "::" casts.
-QStringList placeholderNames(const QString& sql)
-{
-    QStringList names;
-    QChar quote;
-    for (qsizetype i = 0; i < sql.size(); ++i) {
-        const QChar c = sql.at(i);
-        if (!quote.isNull()) {
-            if (c == quote)
-                quote = QChar();
-            continue;
-        }
-        if (c == QLatin1Char('\'') || c == QLatin1Char('"')) {
-            quote = c;
-        } else if (c == QLatin1Char('[')) {
-            quote = QLatin1Char(']');
-        } else if (c == QLatin1Char(':') && i + 1 < sql.size() && (sql.at(i + 1).isLetter() || sql.at(i + 1) == QLatin1Char('_'))
-                   && (i == 0 || sql.at(i - 1) != QLatin1Char(':'))) {
-            qsizetype end = i + 1;
-            while (end < sql.size() && (sql.at(end).isLetterOrNumber() || sql.at(end) == QLatin1Char('_')))
-                ++end;
-            const QString name = sql.mid(i + 1, end - i - 1);
-            if (!names.contains(name, Qt::CaseInsensitive))
-                names << name;
-            i = end - 1;
-        }
-    }
-    return names;
-}
-
-QByteArray readBlobFile(const QString& fileName)
-{
-    QFile file(fileName);
-    if (!file.open(QIODevice::ReadOnly))
-        throw EKalvex(QStringLiteral("Die Datei \"%1\" konnte nicht gelesen werden: %2").arg(fileName, file.errorString()));
-    return file.readAll();
-}
-
-// What the store keeps for a value: date-times as Julian day numbers,
-// booleans as 0/1, GUIDs as braced upper-case text, blobs as bytes.
-QVariant storedValue(const QVariant& v)
-{
-    switch (v.typeId()) {
-    case QMetaType::QDateTime: return DateTimeToJulianDay(v.toDateTime());
-    case QMetaType::QDate: return DateTimeToJulianDay(QDateTime(v.toDate(), QTime(0, 0)));
-    case QMetaType::Bool: return v.toBool() ? 1 : 0;
-    case QMetaType::QUuid: return GuidToString(v.toUuid());
-    case QMetaType::QString: {
-        const QString s = v.toString();
-        if (s.startsWith(kBlobFileMarker))
-            return readBlobFile(s.mid(kBlobFileMarker.size()));
-        if (s.startsWith(kBlobMarker))
-            return s.mid(kBlobMarker.size()).toLatin1();
-        return s;
-    }
-    default: return v;
-    }
-}
-
-const TParamInfoV2* findParam(const TParamInfoV2Array& params, const QString& name)
-{
-    for (const TParamInfoV2& p : params)
-        if (p.Name.compare(name, Qt::CaseInsensitive) == 0)
-            return &p;
-    return nullptr;
-}
-
-}  // namespace
-
-double DateTimeToJulianDay(const QDateTime& dt)
-{
-    return DateTimeToDays(dt) + kJulianDayOf18991230;
-}
-
-QDateTime JulianDayToDateTime(double julianDay)
-{
-    return DaysToDateTime(julianDay - kJulianDayOf18991230);
-}
-
-// ---------------------------------------------------------------- database
-
 TQMBSQLiteDatabase::TQMBSQLiteDatabase(const TQMBDatabaseConfig& config)
-    : TQMBDatabase(config), FConnectionName(nextConnectionName())
+    : TQMBQtSqlDatabase(config, QStringLiteral("QSQLITE"))
 {
-    QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), FConnectionName);
+    QSqlDatabase db = Connection();
     db.setDatabaseName(config.FilePath());
     db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(BusyTimeoutMs));
 }
 
-TQMBSQLiteDatabase::~TQMBSQLiteDatabase()
-{
-    {
-        QSqlDatabase db = QSqlDatabase::database(FConnectionName, false);
-        db.close();
-    }
-    QSqlDatabase::removeDatabase(FConnectionName);
-}
-
-QSqlDatabase TQMBSQLiteDatabase::Connection() const
-{
-    return QSqlDatabase::database(FConnectionName, false);
-}
-
 // Opening checks that the file is a database: SQLite itself would only
 // notice at the first statement.
-void TQMBSQLiteDatabase::SetConnected(bool value)
+void TQMBSQLiteDatabase::AfterOpen(QSqlDatabase& db)
 {
-    QSqlDatabase db = Connection();
-    if (!value) {
-        db.close();
-        return;
-    }
-    if (db.isOpen())
-        return;
-    if (!db.open())
-        throw EKalvex(db.lastError().text());
     QSqlQuery probe(db);
     if (!probe.exec(QStringLiteral("PRAGMA schema_version"))) {
         const QString error = probe.lastError().text();
         probe.finish();
-        db.close();
         throw EKalvex(error);
     }
-}
-
-bool TQMBSQLiteDatabase::GetConnected() const
-{
-    return Connection().isOpen();
-}
-
-std::unique_ptr<TQMBDataSet> TQMBSQLiteDataSetList::CreateDataSet(const QString& command, TECommandTypes commandType)
-{
-    FDatabaseHandler->addlog(QStringLiteral("TQMBSQLiteDataSetList.CreateDataSet ") + command, TLogLevel::llDebug);
-    QSqlQuery query(FDb.Connection());
-    query.setForwardOnly(true);
-    auto ds = std::make_unique<TQMBDataSet>(std::move(query), commandType, FDatabaseHandler);
-    ds->setCommandText(command);
-    return ds;
-}
-
-// ---------------------------------------------------------------- handler
-
-TQMBSQLiteDatabaseHandler::TQMBSQLiteDatabaseHandler(std::unique_ptr<TQMBDatabase> database, const QString& logPrefix,
-                                                     int datasetCount)
-    : TQMBDatabaseHandler(std::move(database), logPrefix, datasetCount),
-      FDatasets(std::make_unique<TQMBSQLiteDataSetList>(this, datasetCount, db()))
-{
-}
-
-TQMBSQLiteDatabaseHandler::~TQMBSQLiteDatabaseHandler()
-{
-    addlog(QStringLiteral("TQMBSQLiteDatabaseHandler.Destroy"), TLogLevel::llNormal);
-    if (FTransactionNestedCount > 0) {
-        addlog(QStringLiteral("TQMBSQLiteDatabaseHandler.Destroy: Es ist noch mindestens eine Transaktion aktiv."),
-               TLogLevel::llNormal, true);
-        for (int i = 0; i < 20 && FTransactionNestedCount > 0; ++i)
-            CommitTrans();
-    }
-    FExecStatements.clear();
-    FDatasets.reset();
-}
-
-void TQMBSQLiteDatabaseHandler::SetConnected(bool value)
-{
-    db().SetConnected(value);
-}
-
-bool TQMBSQLiteDatabaseHandler::GetConnected() const
-{
-    return db().GetConnected();
-}
-
-TConnectionError TQMBSQLiteDatabaseHandler::GetConnectionError() const
-{
-    static const QStringList login = {QStringLiteral(". Login fails"), QStringLiteral("requested by the login. The login failed")};
-    static const QStringList database = {QStringLiteral("Cannot open database requested in login "), QStringLiteral("Cannot open database ")};
-    static const QStringList timeout = {QStringLiteral("Timeout abgelaufen"), QStringLiteral("Anmeldungstimeout abgelaufen"),
-                                        QStringLiteral("Abfragetimeout abgelaufen")};
-    auto any = [&](const QStringList& texts) {
-        return std::any_of(texts.begin(), texts.end(), [&](const QString& t) { return FLastError.contains(t); });
-    };
-    if (FLastError.isEmpty())
-        return TConnectionError::tceOK;
-    if (any(database))
-        return TConnectionError::tceDatabaseError;
-    if (any(login))
-        return TConnectionError::tceLoginError;
-    if (FLastError.contains(QStringLiteral("SQL Server existiert nicht oder Zugriff verweigert")))
-        return TConnectionError::tceHostError;
-    return any(timeout) ? TConnectionError::tceTimeOut : TConnectionError::tceUnknown;
-}
-
-void TQMBSQLiteDatabaseHandler::bindParams(QSqlQuery& query, const QString& command, const TParamInfoV2Array& params) const
-{
-    const QStringList names = placeholderNames(command);
-    for (const QString& name : names) {
-        const TParamInfoV2* p = findParam(params, name);
-        if (!p)
-            throw EKalvex(QStringLiteral("Fehlender Parameter \"%1\"").arg(name));
-        query.bindValue(QLatin1Char(':') + name, storedValue(p->Value));
-    }
-    if (names.isEmpty() && command.contains(QLatin1Char('?')))
-        for (int i = 0; i < static_cast<int>(params.size()); ++i)
-            query.bindValue(i, storedValue(params[static_cast<size_t>(i)].Value));
-}
-
-void TQMBSQLiteDatabaseHandler::fail(const QString& command, const TParamInfoV2Array& params, const QString& error)
-{
-    FLastError = error;
-    addlog(QStringLiteral("SQL: ") + command, TLogLevel::llNormal, true);
-    if (!params.empty())
-        addlog(QStringLiteral("Parameter: ") + RenderParamsForLog(params), TLogLevel::llNormal, true);
-    throw EKalvex(error);
-}
-
-qint64 TQMBSQLiteDatabaseHandler::ExecSQL(const QString& command, const TParamInfoV2Array& params, bool,
-                                          TECommandTypes, TExecSQLReturnValue ret)
-{
-    QMutexLocker lock(&FLock);
-    addlog((params.empty() ? QStringLiteral("TQMBSQLiteDatabaseHandler.ExecSQL \"")
-                           : QStringLiteral("TQMBSQLiteDatabaseHandler.ExecSQL mit Parametern \"")) + command
-               + QLatin1Char('"'), TLogLevel::llSQL);
-    countStatement();
-    auto it = FExecStatements.find(command);
-    if (it == FExecStatements.end()) {
-        QSqlQuery query(db().Connection());
-        if (!query.prepare(command))
-            fail(command, params, query.lastError().text());
-        it = FExecStatements.insert(command, query);
-    }
-    QSqlQuery& query = *it;
-    bindParams(query, command, params);
-    if (!query.exec()) {
-        const QString error = query.lastError().text();
-        FExecStatements.erase(it);   // a failed statement may have gone stale
-        fail(command, params, error);
-    }
-    const qint64 affected = query.numRowsAffected();
-    query.finish();
-    FLastError.clear();
-    if (ret == TExecSQLReturnValue::erInsertedID)
-        return CalcSQL_Int(0, QStringLiteral("SELECT last_insert_rowid()"));
-    return affected;
-}
-
-TQMBDataSet* TQMBSQLiteDatabaseHandler::OpenSQL(const QString& command, const TParamInfoV2Array& params, bool,
-                                                TECommandTypes type)
-{
-    QMutexLocker lock(&FLock);
-    addlog((params.empty() ? QStringLiteral("TQMBSQLiteDatabaseHandler.OpenSQL \"")
-                           : QStringLiteral("TQMBSQLiteDatabaseHandler.OpenSQL mit Parametern \"")) + command
-               + QLatin1Char('"'), TLogLevel::llSQL);
-    countStatement();
-    QElapsedTimer timer;
-    timer.start();
-    TQMBDataSet* ds = FDatasets->GetDataSet(command, type);
-    QSqlQuery& query = ds->getDataSet();
-    if (query.lastQuery() != command && !query.prepare(command))
-        fail(command, params, query.lastError().text());
-    bindParams(query, command, params);
-    if (!query.exec()) {
-        const QString error = query.lastError().text();
-        ds->Close();
-        query.clear();   // prepare again next time
-        fail(command, params, error);
-    }
-    ds->MarkOpen();
-    FLastError.clear();
-    addlog(QStringLiteral("Zeit: ") + QTime(0, 0).addMSecs(static_cast<int>(timer.elapsed())).toString(QStringLiteral("hh:mm:ss,zzz")),
-           TLogLevel::llDebug);
-    return ds;
 }
 
 QString TQMBSQLiteDatabaseHandler::FieldTypeToString(const TFieldInfoV2& field) const
@@ -327,43 +56,6 @@ QString TQMBSQLiteDatabaseHandler::FieldTypeToString(const TFieldInfoV2& field) 
          + (field.NotNull ? QStringLiteral(" NOT NULL") : QString());
 }
 
-QString TQMBSQLiteDatabaseHandler::getCreateTableCommand(const QString& table, const TFieldInfoV2List& fields)
-{
-    QStringList definitions;
-    for (const TFieldInfoV2& f : fields)
-        definitions << FieldTypeToString(f)
-                           + (f.DefaultExpression.isEmpty() ? QString() : QStringLiteral(" DEFAULT ") + f.DefaultExpression);
-    return QStringLiteral("CREATE TABLE [%1] (%2)").arg(table, definitions.join(QStringLiteral(", ")));
-}
-
-void TQMBSQLiteDatabaseHandler::createTable(const QString& table, const TFieldInfoV2List& fields)
-{
-    ExecSQL(getCreateTableCommand(table, fields), TECommandTypes::sttDDL);
-    FFieldExistsCache.ForgetTable(table);
-}
-
-void TQMBSQLiteDatabaseHandler::addField(const QString& table, const TFieldInfoV2& field)
-{
-    if (FieldExists(table, field.Fieldname)) {
-        addlog(QStringLiteral("TQMBSQLiteDatabaseHandler.addField %1.%2 : Feld ist bereits vorhanden").arg(table, field.Fieldname),
-               TLogLevel::llNormal);
-        return;
-    }
-    QString sql = QStringLiteral("ALTER TABLE [%1] ADD ").arg(table) + FieldTypeToString(field);
-    if (!field.DefaultExpression.isEmpty())
-        sql += QStringLiteral(" DEFAULT ") + field.DefaultExpression;
-    ExecSQL(sql, TECommandTypes::sttDDL);
-    FFieldExistsCache.SetExists(table, field.Fieldname, field.Datatype, field.Length);
-}
-
-void TQMBSQLiteDatabaseHandler::deleteTable(const QString& table)
-{
-    addlog(QStringLiteral("TQMBSQLiteDatabaseHandler.deleteTable ") + table, TLogLevel::llNormal);
-    FDatasets->CloseAllDataSets();
-    ExecSQL(QStringLiteral("DROP TABLE [%1]").arg(table), TECommandTypes::sttDDL);
-    FFieldExistsCache.ForgetTable(table);
-}
-
 QStringList TQMBSQLiteDatabaseHandler::getTableNames(bool includeSysTables)
 {
     QString sql = QStringLiteral("select * from sqlite_master WHERE ([type]='table') ");
@@ -376,24 +68,6 @@ QStringList TQMBSQLiteDatabaseHandler::getTableNames(bool includeSysTables)
         names << ds->Field(QStringLiteral("tbl_name")).toString();
     ds->Close();
     return names;
-}
-
-void TQMBSQLiteDatabaseHandler::RenameTable(const QString& oldName, const QString& newName)
-{
-    addlog(QStringLiteral("TQMBSQLiteDatabaseHandler.RenameTable %1 => %2").arg(oldName, newName), TLogLevel::llNormal);
-    if (TableExists(newName))
-        throw EKalvex(QStringLiteral("TQMBSQLiteDatabaseHandler.RenameTable: Zieltabelle \"%1\" ist bereits vorhanden.").arg(newName));
-    FDatasets->CloseAllDataSets();
-    ExecSQL(QStringLiteral("ALTER TABLE [%1] RENAME TO [%2]").arg(oldName, newName), TECommandTypes::sttDDL);
-    FFieldExistsCache.ForgetTable(oldName);
-    FFieldExistsCache.ForgetTable(newName);
-}
-
-void TQMBSQLiteDatabaseHandler::AddIndex(const QString& table, const QString& fields, const QString& name, bool unique)
-{
-    ExecSQL(QStringLiteral("CREATE %1INDEX IF NOT EXISTS [%2] ON [%3] (%4)")
-                .arg(unique ? QStringLiteral(" UNIQUE ") : QString(), name, table, fields),
-            TECommandTypes::sttDDL);
 }
 
 void TQMBSQLiteDatabaseHandler::DropIndex(const QString&, const QString& name)
@@ -417,35 +91,6 @@ QString TQMBSQLiteDatabaseHandler::getSystemTimeCommand(bool includeDate, bool i
     if (includeDate && includeTime)
         return QStringLiteral("julianday(datetime('now', 'localtime'))");
     return includeDate ? QStringLiteral("date('now', 'localtime')") : QStringLiteral("time('now', 'localtime')");
-}
-
-QDateTime TQMBSQLiteDatabaseHandler::getSystemTime()
-{
-    return JulianDayToDateTime(CalcSQL_Real(0, QStringLiteral("SELECT ") + getSystemTimeCommand(true, true)));
-}
-
-void TQMBSQLiteDatabaseHandler::BeginTrans()
-{
-    if (FTransactionNestedCount == 0 && !db().Connection().transaction())
-        throw EKalvex(db().Connection().lastError().text());
-    ++FTransactionNestedCount;
-}
-
-void TQMBSQLiteDatabaseHandler::CommitTrans()
-{
-    if (FTransactionNestedCount == 0)
-        return;
-    if (--FTransactionNestedCount == 0 && !db().Connection().commit())
-        throw EKalvex(db().Connection().lastError().text());
-}
-
-// An inner rollback is only counted: the outermost end decides.
-void TQMBSQLiteDatabaseHandler::RollbackTrans()
-{
-    if (FTransactionNestedCount == 0)
-        return;
-    if (--FTransactionNestedCount == 0)
-        db().Connection().rollback();
 }
 
 QStringList TQMBSQLiteDatabaseHandler::columnNames(const QString& table)
@@ -479,8 +124,7 @@ void TQMBSQLiteDatabaseHandler::RecreateTable(const QString& table,
         backup = base + QString::number(n);
     ExecSQL(QStringLiteral("PRAGMA foreign_keys = OFF"));
     const qint64 before = CalcSQL_Int(0, QStringLiteral("SELECT Count(*) FROM [%1]").arg(table));
-    FDatasets->CloseAllDataSets();
-    FExecStatements.clear();
+    ForgetPreparedStatements();
     ExecSQL(QStringLiteral("ALTER TABLE [%1] RENAME TO [%2]").arg(table, backup), TECommandTypes::sttDDL);
     ExecSQL(newStatement, TECommandTypes::sttDDL);
     FFieldExistsCache.ForgetTable(table);

@@ -1,0 +1,200 @@
+#include "db/mariadb/MariaDBStore.h"
+
+#include "config/KalvexError.h"
+
+#include <QSqlError>
+#include <QSqlQuery>
+
+namespace kalvex {
+
+namespace {
+
+bool isSocketPath(const QString& host)
+{
+    return host.startsWith(QLatin1Char('/'));
+}
+
+QString backtickName(const QString& name)
+{
+    QString quoted = name;
+    return QLatin1Char('`') + quoted.replace(QLatin1Char('`'), QStringLiteral("``")) + QLatin1Char('`');
+}
+
+void execOrThrow(QSqlQuery& query, const QString& sql)
+{
+    if (!query.exec(sql))
+        throw EKalvex(query.lastError().text());
+}
+
+}  // namespace
+
+QString BracketsToBackticks(const QString& sql)
+{
+    QString out = sql;
+    QChar quote;
+    for (qsizetype i = 0; i < out.size(); ++i) {
+        const QChar c = out.at(i);
+        if (!quote.isNull()) {
+            if (c == quote)
+                quote = QChar();
+            else if (quote == QLatin1Char(']') && c == QLatin1Char('`'))
+                out.insert(i++, QLatin1Char('`'));   // a backtick inside a name doubles
+            if (c == QLatin1Char(']') && quote.isNull())
+                out[i] = QLatin1Char('`');
+            continue;
+        }
+        if (c == QLatin1Char('\'') || c == QLatin1Char('"') || c == QLatin1Char('`')) {
+            quote = c;
+        } else if (c == QLatin1Char('[')) {
+            quote = QLatin1Char(']');
+            out[i] = QLatin1Char('`');
+        }
+    }
+    return out;
+}
+
+// ---------------------------------------------------------------- database
+
+TQMBMariaDBDatabase::TQMBMariaDBDatabase(const TQMBDatabaseConfig& config)
+    : TQMBQtSqlDatabase(config, QStringLiteral("QMYSQL"))
+{
+    QSqlDatabase db = Connection();
+    QStringList options{QStringLiteral("MYSQL_OPT_CONNECT_TIMEOUT=%1").arg(ConnectTimeoutSeconds)};
+    if (isSocketPath(config.HostName)) {
+        db.setHostName(QStringLiteral("localhost"));
+        options << QStringLiteral("UNIX_SOCKET=") + config.HostName;
+    } else {
+        db.setHostName(config.HostName.section(QLatin1Char(':'), 0, 0));
+        if (config.HostName.contains(QLatin1Char(':')))
+            db.setPort(config.HostName.section(QLatin1Char(':'), 1).toInt());
+    }
+    if (!config.Options.AdditionalParameters.isEmpty())
+        options << config.Options.AdditionalParameters;
+    db.setConnectOptions(options.join(QLatin1Char(';')));
+    db.setUserName(config.Username);
+    db.setPassword(config.Password);
+    db.setDatabaseName(config.DatabaseName);
+}
+
+// A new site starts with an empty server: the schema is made on first use,
+// as the SQLite store makes its file.
+void TQMBMariaDBDatabase::SetConnected(bool value)
+{
+    try {
+        TQMBQtSqlDatabase::SetConnected(value);
+    } catch (const EKalvex& e) {
+        if (!value || !e.message().contains(QStringLiteral("Unknown database")))
+            throw;
+        createSchema();
+        TQMBQtSqlDatabase::SetConnected(true);
+    }
+}
+
+void TQMBMariaDBDatabase::createSchema()
+{
+    QSqlDatabase db = Connection();
+    db.setDatabaseName(QString());
+    if (!db.open())
+        throw EKalvex(db.lastError().text());
+    {
+        QSqlQuery query(db);
+        execOrThrow(query, QStringLiteral("CREATE DATABASE IF NOT EXISTS %1 CHARACTER SET utf8mb4 COLLATE utf8mb4_unicode_ci")
+                               .arg(backtickName(FConnectionInfo.DatabaseName)));
+    }
+    db.close();
+    db.setDatabaseName(FConnectionInfo.DatabaseName);
+}
+
+// Strict mode makes a too-long text an error instead of a silent cut.
+void TQMBMariaDBDatabase::AfterOpen(QSqlDatabase& db)
+{
+    QSqlQuery query(db);
+    execOrThrow(query, QStringLiteral("SET SESSION sql_mode = 'STRICT_TRANS_TABLES,NO_ENGINE_SUBSTITUTION'"));
+}
+
+// ---------------------------------------------------------------- handler
+
+QString TQMBMariaDBDataBaseHandler::NativeSQL(const QString& command) const
+{
+    return BracketsToBackticks(command);
+}
+
+QString TQMBMariaDBDataBaseHandler::FieldTypeToString(const TFieldInfoV2& field) const
+{
+    QString type;
+    switch (field.Datatype) {
+    case TFieldType::ftString:
+    case TFieldType::ftWideString: type = QStringLiteral(" VARCHAR(%1)").arg(field.Length); break;
+    case TFieldType::ftSmallint: type = QStringLiteral(" SMALLINT"); break;
+    case TFieldType::ftInteger: type = QStringLiteral(" INT"); break;
+    case TFieldType::ftLargeint: type = QStringLiteral(" BIGINT"); break;
+    case TFieldType::ftBoolean: type = QStringLiteral(" TINYINT(1)"); break;
+    case TFieldType::ftFloat:
+    case TFieldType::ftCurrency:
+    case TFieldType::ftDate:
+    case TFieldType::ftTime:
+    case TFieldType::ftDateTime: type = QStringLiteral(" DOUBLE"); break;
+    case TFieldType::ftBytes: type = QStringLiteral(" BIGINT UNSIGNED"); break;
+    case TFieldType::ftAutoInc: type = QStringLiteral(" INT NOT NULL AUTO_INCREMENT PRIMARY KEY"); break;
+    case TFieldType::ftBlob: type = QStringLiteral(" LONGBLOB"); break;
+    case TFieldType::ftMemo:
+    case TFieldType::ftWideMemo: type = QStringLiteral(" LONGTEXT"); break;
+    case TFieldType::ftGuid: type = QStringLiteral(" CHAR(38)"); break;
+    default:
+        throw EKalvex(QStringLiteral("TQMBMariaDBDataBaseHandler\nUnbekannter Feldtyp für \"%1\" Datatype=%2")
+                          .arg(field.Fieldname).arg(static_cast<int>(field.Datatype)));
+    }
+    const bool notNull = field.NotNull && field.Datatype != TFieldType::ftAutoInc;
+    return QLatin1Char('[') + field.Fieldname + QLatin1Char(']') + type + (notNull ? QStringLiteral(" NOT NULL") : QString());
+}
+
+void TQMBMariaDBDataBaseHandler::deleteField(const QString& table, const QString& field)
+{
+    const QString prefix = QStringLiteral("TQMBMariaDBDataBaseHandler.DeleteField(\"%1\", \"%2\"): ").arg(table, field);
+    try {
+        ForgetPreparedStatements();
+        ExecSQL(QStringLiteral("ALTER TABLE [%1] DROP COLUMN [%2]").arg(table, field), TECommandTypes::sttDDL);
+        FFieldExistsCache.ForgetTable(table);
+    } catch (const EKalvex& e) {
+        throw EKalvex(prefix + e.message());
+    }
+}
+
+QStringList TQMBMariaDBDataBaseHandler::getTableNames(bool)
+{
+    TQMBDataSet* ds = OpenSQL(QStringLiteral("SELECT TABLE_NAME AS tbl_name FROM information_schema.TABLES "
+                                             "WHERE TABLE_SCHEMA = DATABASE() ORDER BY TABLE_NAME"));
+    QStringList names;
+    while (ds->Next())
+        names << ds->Field(QStringLiteral("tbl_name")).toString();
+    ds->Close();
+    return names;
+}
+
+void TQMBMariaDBDataBaseHandler::DropIndex(const QString& table, const QString& name)
+{
+    ExecSQL(QStringLiteral("DROP INDEX [%1] ON [%2]").arg(name, table), TECommandTypes::sttDDL);
+}
+
+bool TQMBMariaDBDataBaseHandler::IndexExists(const QString& table, const QString& name)
+{
+    return CalcSQL_Int(0, QStringLiteral("SELECT count(*) FROM information_schema.STATISTICS WHERE TABLE_SCHEMA = DATABASE() "
+                                         "AND INDEX_NAME = :n AND TABLE_NAME = :t"),
+                       {P(QStringLiteral("n"), name), P(QStringLiteral("t"), table)}) > 0;
+}
+
+qint64 TQMBMariaDBDataBaseHandler::getDatabaseSize()
+{
+    return CalcSQL_Int(0, QStringLiteral("SELECT COALESCE(SUM(DATA_LENGTH + INDEX_LENGTH), 0) FROM information_schema.TABLES "
+                                         "WHERE TABLE_SCHEMA = DATABASE()"));
+}
+
+// Julian day numbers like the stored date-times, from the server's clock.
+QString TQMBMariaDBDataBaseHandler::getSystemTimeCommand(bool includeDate, bool includeTime) const
+{
+    if (includeDate && includeTime)
+        return QStringLiteral("((TO_SECONDS(NOW()) - TO_SECONDS('1899-12-30')) / 86400.0 + 2415018.5)");
+    return includeDate ? QStringLiteral("CURDATE()") : QStringLiteral("CURTIME()");
+}
+
+}  // namespace kalvex

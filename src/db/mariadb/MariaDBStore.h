@@ -1,0 +1,51 @@
+#pragma once
+// The server store that Linux sites run: MariaDB (or MySQL) through QtSql's
+// QMYSQL driver. The module's SQL is bracket-quoted; the store turns the
+// brackets into backticks before the driver sees a statement. Date-times
+// are kept as Julian day numbers in DOUBLE columns, as in the SQLite store,
+// so the data module's SQL and value handling run unchanged.
+//
+// Connection: HostName is "host", "host:port" or the path of the server's
+// Unix socket; DatabaseName is the schema, created (utf8mb4) when missing
+// and the user may create it.
+
+#include "db/qtsql/QtSqlStore.h"
+
+namespace kalvex {
+
+class TQMBMariaDBDatabase : public TQMBQtSqlDatabase {
+public:
+    static constexpr int ConnectTimeoutSeconds = 10;
+    explicit TQMBMariaDBDatabase(const TQMBDatabaseConfig& config);
+    void SetConnected(bool value) override;
+
+protected:
+    void AfterOpen(QSqlDatabase& db) override;
+
+private:
+    void createSchema();
+};
+
+class TQMBMariaDBDataBaseHandler : public TQMBQtSqlDatabaseHandler {
+public:
+    using TQMBQtSqlDatabaseHandler::TQMBQtSqlDatabaseHandler;
+    QString ClassName() const override { return QStringLiteral("TQMBMariaDBDataBaseHandler"); }
+    QString NativeSQL(const QString& command) const override;
+
+    void deleteField(const QString& table, const QString& field) override;
+    QStringList getTableNames(bool includeSysTables) override;
+    void DropIndex(const QString& table, const QString& name) override;
+    bool IndexExists(const QString& table, const QString& name) override;
+    QString FieldTypeToString(const TFieldInfoV2& field) const override;
+    qint64 getDatabaseSize() override;
+    QString getSystemTimeCommand(bool includeDate, bool includeTime) const override;
+
+protected:
+    QString InsertedIdSQL() const override { return QStringLiteral("SELECT LAST_INSERT_ID()"); }
+    QString TableOptions() const override { return QStringLiteral(" ENGINE=InnoDB DEFAULT CHARSET=utf8mb4"); }
+};
+
+// Bracket-quoted names become backtick-quoted ones; quoted text stays.
+QString BracketsToBackticks(const QString& sql);
+
+}  // namespace kalvex
