@@ -44,6 +44,11 @@ struct TQMBDatabaseConfigOptions {
     QString AdditionalParameters;
     TQMBDatabaseConfigSqliteDateTimeFormat SqliteDateTimeFormat = TQMBDatabaseConfigSqliteDateTimeFormat::dbdtfDefault;
     TQMBDatabaseConfigSqliteGuidFormat SqliteGuidFormat = TQMBDatabaseConfigSqliteGuidFormat::dbgfDefault;
+    // Site settings of the ODBC stores, from section "Options" of
+    // serverdboptions.ini (keys "Provider" and "OdbcDriver"), not from the
+    // store's own section.
+    QString Provider = QStringLiteral("SQLOLEDB.1");
+    QString OdbcDriver;
 };
 
 // The connection description, copied whole.

@@ -1,5 +1,6 @@
 #include "db/BasedbClasses.h"
 #include "db/mariadb/MariaDBStore.h"
+#include "db/odbc/OdbcStores.h"
 #include "db/sqlite/SQLiteStore.h"
 
 namespace kalvex {
@@ -26,6 +27,7 @@ void RegisterBuiltInStores()
     static const bool done = [] {
         registerStore<TQMBSQLiteDatabase, TQMBSQLiteDatabaseHandler>("TQMBSQLiteDatabase", "TQMBSQLiteDatabaseHandler");
         registerStore<TQMBMariaDBDatabase, TQMBMariaDBDataBaseHandler>("TQMBMariaDBDatabase", "TQMBMariaDBDataBaseHandler");
+        RegisterOdbcStores();
         return true;
     }();
     (void)done;

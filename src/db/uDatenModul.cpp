@@ -108,6 +108,9 @@ TQMBDatabaseConfig TDatenModul::readConfig(const QString& databaseFolder) const
     dbConfig.DatabaseName = QStringLiteral("kalvex.db");
     if (TIniFile(iniFile).ValueExists(kSection, QStringLiteral("DatabaseType"))) {
         TQMBDatabaseFactory::LoadDatabaseConfig(iniFile, kSection, dbConfig);
+        const TIniFile options(iniFile);
+        dbConfig.Options.Provider = options.ReadString(QStringLiteral("Options"), QStringLiteral("Provider"), dbConfig.Options.Provider);
+        dbConfig.Options.OdbcDriver = options.ReadString(QStringLiteral("Options"), QStringLiteral("OdbcDriver"), QString());
         // Older installations named the SQLite file *.db3.
         if (dbConfig.DatabaseType == TQMBDatabaseConfigType::dbtSQLite && dbConfig.DatabaseName.endsWith(QLatin1String("db3"))) {
             dbConfig.DatabaseName = QStringLiteral("kalvex.db");

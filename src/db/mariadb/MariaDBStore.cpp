@@ -119,31 +119,36 @@ QString TQMBMariaDBDataBaseHandler::NativeSQL(const QString& command) const
     return BracketsToBackticks(command);
 }
 
-QString TQMBMariaDBDataBaseHandler::FieldTypeToString(const TFieldInfoV2& field) const
+QString MariaDBColumnType(const TFieldInfoV2& field)
 {
-    QString type;
     switch (field.Datatype) {
     case TFieldType::ftString:
-    case TFieldType::ftWideString: type = QStringLiteral(" VARCHAR(%1)").arg(field.Length); break;
-    case TFieldType::ftSmallint: type = QStringLiteral(" SMALLINT"); break;
-    case TFieldType::ftInteger: type = QStringLiteral(" INT"); break;
-    case TFieldType::ftLargeint: type = QStringLiteral(" BIGINT"); break;
-    case TFieldType::ftBoolean: type = QStringLiteral(" TINYINT(1)"); break;
+    case TFieldType::ftWideString: return QStringLiteral(" VARCHAR(%1)").arg(field.Length);
+    case TFieldType::ftSmallint: return QStringLiteral(" SMALLINT");
+    case TFieldType::ftInteger: return QStringLiteral(" INT");
+    case TFieldType::ftLargeint: return QStringLiteral(" BIGINT");
+    case TFieldType::ftBoolean: return QStringLiteral(" TINYINT(1)");
     case TFieldType::ftFloat:
     case TFieldType::ftCurrency:
     case TFieldType::ftDate:
     case TFieldType::ftTime:
-    case TFieldType::ftDateTime: type = QStringLiteral(" DOUBLE"); break;
-    case TFieldType::ftBytes: type = QStringLiteral(" BIGINT UNSIGNED"); break;
-    case TFieldType::ftAutoInc: type = QStringLiteral(" INT NOT NULL AUTO_INCREMENT PRIMARY KEY"); break;
-    case TFieldType::ftBlob: type = QStringLiteral(" LONGBLOB"); break;
+    case TFieldType::ftDateTime: return QStringLiteral(" DOUBLE");
+    case TFieldType::ftBytes: return QStringLiteral(" BIGINT UNSIGNED");
+    case TFieldType::ftAutoInc: return QStringLiteral(" INT NOT NULL AUTO_INCREMENT PRIMARY KEY");
+    case TFieldType::ftBlob: return QStringLiteral(" LONGBLOB");
     case TFieldType::ftMemo:
-    case TFieldType::ftWideMemo: type = QStringLiteral(" LONGTEXT"); break;
-    case TFieldType::ftGuid: type = QStringLiteral(" CHAR(38)"); break;
-    default:
+    case TFieldType::ftWideMemo: return QStringLiteral(" LONGTEXT");
+    case TFieldType::ftGuid: return QStringLiteral(" CHAR(38)");
+    default: return QString();
+    }
+}
+
+QString TQMBMariaDBDataBaseHandler::FieldTypeToString(const TFieldInfoV2& field) const
+{
+    const QString type = MariaDBColumnType(field);
+    if (type.isEmpty())
         throw EKalvex(QStringLiteral("TQMBMariaDBDataBaseHandler\nUnbekannter Feldtyp für \"%1\" Datatype=%2")
                           .arg(field.Fieldname).arg(static_cast<int>(field.Datatype)));
-    }
     const bool notNull = field.NotNull && field.Datatype != TFieldType::ftAutoInc;
     return QLatin1Char('[') + field.Fieldname + QLatin1Char(']') + type + (notNull ? QStringLiteral(" NOT NULL") : QString());
 }

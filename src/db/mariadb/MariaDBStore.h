@@ -45,6 +45,9 @@ protected:
     QString TableOptions() const override { return QStringLiteral(" ENGINE=InnoDB DEFAULT CHARSET=utf8mb4"); }
 };
 
+// The column type text after the name; empty for a type the store refuses.
+QString MariaDBColumnType(const TFieldInfoV2& field);
+
 // Bracket-quoted names become backtick-quoted ones; quoted text stays.
 QString BracketsToBackticks(const QString& sql);
 

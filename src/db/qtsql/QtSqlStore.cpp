@@ -266,9 +266,13 @@ void TQMBQtSqlDatabaseHandler::logStatement(const char* operation, const QString
     countStatement();
 }
 
+// After a change of a table's shape a prepared statement may describe
+// the old columns: every one is prepared anew on its next use.
 void TQMBQtSqlDatabaseHandler::ForgetPreparedStatements()
 {
     FDatasets->CloseAllDataSets();
+    for (int i = 0; i < FDatasets->Count(); ++i)
+        FDatasets->GetDataSetByIndex(i)->getDataSet().clear();
     FExecStatements.clear();
 }
 
