@@ -9,7 +9,10 @@
 #include "db/DBUpdater.h"
 
 #include <QDesktopServices>
+#include <QCoreApplication>
 #include <QDir>
+#include <QProcess>
+#include <QStandardPaths>
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
@@ -17,6 +20,10 @@
 #include <map>
 
 namespace kalvex {
+
+namespace {
+constexpr int kConverterTimeoutMs = 30 * 60 * 1000;   // a large old store takes minutes
+}  // namespace
 
 namespace {
 
@@ -120,12 +127,36 @@ TQMBDatabaseConfig TDatenModul::readConfig(const QString& databaseFolder) const
     return dbConfig;
 }
 
+// The converter sits next to the host program or on the PATH.
+QString TDatenModul::converterProgram()
+{
+    const QString name = QStringLiteral("kalvex-dbconvert");
+    if (QCoreApplication::instance()) {
+        const QString beside = QCoreApplication::applicationDirPath() + QLatin1Char('/') + name;
+        if (QFileInfo(beside).isExecutable())
+            return beside;
+    }
+    return QStandardPaths::findExecutable(name);
+}
+
 void TDatenModul::convertOldAccessStore()
 {
-    const QString folder = TConfig::Ensure().CommonFolder04();
     TLogFile::LogGlobal(true, QStringLiteral("ConvertDBToSQLite: start"));
-    if (QFileInfo::exists(folder + QStringLiteral("kalvex.mdb")) && !QFileInfo::exists(folder + QStringLiteral("kalvex.db")))
-        TLogFile::LogGlobal(false, QStringLiteral("ConvertDBToSQLite: kalvex.mdb gefunden, kalvex-dbconvert ist nicht installiert"));
+    const QString folder = TConfig::Ensure().CommonFolder04();
+    const QString mdb = folder + QStringLiteral("kalvex.mdb");
+    TLogFile::LogGlobal(true, QStringLiteral("ConvertDBToSQLite: nach getSpecialFolder 1"));
+    const QString db = folder + QStringLiteral("kalvex.db");
+    const QString program = converterProgram();
+    TLogFile::LogGlobal(true, QStringLiteral("ConvertDBToSQLite: nach getSpecialFolder 2"));
+    if (!QFileInfo::exists(mdb) || QFileInfo::exists(db) || program.isEmpty())
+        return;
+    QProcess converter;
+    converter.setProcessChannelMode(QProcess::MergedChannels);
+    converter.start(program, {QStringLiteral("-c"), mdb, db, QStringLiteral("-ctCopyAutoIncAsautoinc")});
+    if (!converter.waitForFinished(kConverterTimeoutMs) || converter.exitStatus() != QProcess::NormalExit || converter.exitCode() != 0)
+        TLogFile::LogGlobal(false, QStringLiteral("ConvertDBToSQLite: ") + QString::fromUtf8(converter.readAll()).trimmed()
+                                       + converter.errorString());
+    TLogFile::LogGlobal(true, QStringLiteral("ConvertDBToSQLite: nach RunProcess"));
 }
 
 void TDatenModul::openStore(const QString& databaseFolder)

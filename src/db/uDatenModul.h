@@ -76,6 +76,7 @@ public:
 
 private:
     void openStore(const QString& databaseFolder);
+    static QString converterProgram();
     void convertOldAccessStore();
     TQMBDatabaseConfig readConfig(const QString& databaseFolder) const;
     void loadRecipients(std::map<int32_t, TEMail*>& byId);
