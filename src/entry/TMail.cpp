@@ -165,6 +165,7 @@ void TMail::ShowVerteilerForm(uintptr_t appHandle, const QString& serverDBIniDir
     setup.subject = betreff;
     setup.body = body;
     setup.lang = FLanguageCode;
+    setup.adr = FAdressDBWrapper.get();
     for (const QString& address : SplitRecipientsText(empfaenger)) {
         setup.recipients << TComposeRecipient{address, {}, {}, 0, 0, 0, TEmpfaengerTyp::elAn};
         requireDatenModul().InsertTempEmpf(address, QString(), QString(), 0);
@@ -181,6 +182,7 @@ void TMail::ShowVerteilerFormLeer(uintptr_t appHandle, const QString& serverDBIn
     setup.startText = startText;
     setup.emptyMode = true;
     setup.lang = FLanguageCode;
+    setup.adr = FAdressDBWrapper.get();
     RunDistributionWindow(setup);
 }
 
@@ -189,6 +191,7 @@ void TMail::ShowMailAdrVerwaltung(uintptr_t appHandle, const QString& serverDBIn
 {
     const TCleanupGuard guard([this] { cleanup(); });
     prepare(appHandle, serverDBIniDir, sektionsName, lang, version);
+    RunAddressManagement(FAdressDBWrapper.get());
 }
 
 // Deliberately unlike the other methods: the handle is installed after the
@@ -197,6 +200,7 @@ void TMail::ShowMailAdrVerwaltungVersion2(uintptr_t appHandle, int32_t lang)
 {
     setLanguage(lang);
     FAdressDBWrapper = std::make_unique<TAdressDB>(TConfig::Ensure().FPKZPath);
+    RunAddressManagement(FAdressDBWrapper.get());
     SetApplicationHandle(appHandle);
     FAdressDBWrapper.reset();
     TLang::Free();
@@ -228,6 +232,7 @@ int32_t TMail::ShowVerteilerFormTemplate(uintptr_t appHandle, int32_t lang, cons
     setup.vorlage = vorlage;
     setup.felder = &FFelder;
     setup.lang = FLanguageCode;
+    setup.adr = FAdressDBWrapper.get();
     for (const auto& recipient : recipients) {
         const TRecipientRow row = ResolveRecipient(*FAdressDBWrapper, *recipient);
         setup.recipients << TComposeRecipient{row.email, row.fullName, row.company, 0, 0, 0,

@@ -9,6 +9,7 @@
 #include "ui/fSetup.h"
 #include "ui/MessageBoxes.h"
 #include "ui/WindowRunner.h"
+#include "ui/fEmpfWaehlen.h"
 #include "ui/fMainForm.h"
 
 namespace kalvex {
@@ -48,9 +49,23 @@ bool runSetupDialog(QWidget* parent, TMailingRun& run, IUserMessages& messages, 
     return true;
 }
 
-TMainFormServices makeServices(TMailingRun& run, IUserMessages& messages, IProgressDisplay& progress)
+// The recipient window over the data module's store; empty without one.
+QList<TComposeRecipient> pickRecipients(QWidget* parent, TAdressDB* adr, IUserMessages& messages, bool hostFirst)
+{
+    TDatenModul* module = TDatenModul::Instance();
+    if (!module)
+        return {};
+    TFormEmpfWaehlen window(module->Handler(), adr, TEmpfWaehlenMode::emAuswahl, messages, parent);
+    if (hostFirst)
+        window.ShowHostAddresses();
+    return RunModal(window) == QDialog::Accepted ? window.Result() : QList<TComposeRecipient>();
+}
+
+TMainFormServices makeServices(TMailingRun& run, IUserMessages& messages, IProgressDisplay& progress, TAdressDB* adr)
 {
     TMainFormServices services;
+    services.pickRecipients = [&messages, adr](QWidget* parent) { return pickRecipients(parent, adr, messages, false); };
+    services.pickFromAddressDatabase = [&messages, adr](QWidget* parent) { return pickRecipients(parent, adr, messages, true); };
     services.setupConnection = [&](QWidget* parent) { return runSetupDialog(parent, run, messages, progress); };
     services.send = [&run](TComposeModel&) { run.SendClick(); };
     services.storeDraft = [&run](TComposeModel&) { run.SaveDraft(); };
@@ -93,7 +108,7 @@ TDistributionWindowResult RunDistributionWindow(const TDistributionWindowSetup& 
     TMainForm window(messages, {}, setup.startText, setup.emptyMode);
     TProgressDialog progress(&window);
     TMailingRun run(window.Model(), messages, TConfig::Ensure(), makeRunDeps(messages, progress));
-    window.SetServices(makeServices(run, messages, progress));
+    window.SetServices(makeServices(run, messages, progress, setup.adr));
     fillWindow(window, setup);
     RunModal(window);
     TDistributionWindowResult result;
@@ -102,6 +117,16 @@ TDistributionWindowResult RunDistributionWindow(const TDistributionWindowSetup& 
     if (result.selectedVorlage.isNull())
         result.selectedVorlage = setup.vorlage;
     return result;
+}
+
+void RunAddressManagement(TAdressDB* adr)
+{
+    TDatenModul* module = TDatenModul::Instance();
+    if (!module)
+        return;
+    TMessageBoxes messages;
+    TFormEmpfWaehlen window(module->Handler(), adr, TEmpfWaehlenMode::emAdressVerwaltung, messages);
+    RunModal(window);
 }
 
 }  // namespace kalvex

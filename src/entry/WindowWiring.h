@@ -26,6 +26,7 @@ struct TDistributionWindowSetup {
     QStringList attachments;
     const TFelder* felder = nullptr;    // the host's fields, not owned
     int32_t lang = 1031;
+    TAdressDB* adr = nullptr;           // the host's addresses, not owned; may be null
 };
 
 struct TDistributionWindowResult {
@@ -34,5 +35,8 @@ struct TDistributionWindowResult {
 };
 
 TDistributionWindowResult RunDistributionWindow(const TDistributionWindowSetup& setup);
+
+// The recipient window in address-management mode (adr may be null).
+void RunAddressManagement(TAdressDB* adr);
 
 }  // namespace kalvex

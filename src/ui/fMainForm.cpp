@@ -133,11 +133,9 @@ void TMainForm::buildActions()
         FillMailLists();
     });
     barbtSelectContacts = makeAction("barbtSelectContacts", Tx(1913, "Empfänger auswählen"), [this] {
-        if (FServices.pickRecipients)
-            for (TComposeRecipient r : FServices.pickRecipients(this)) {
-                r.kind = PresetKind();
+        if (FServices.pickRecipients)   // the window chose the kind of each
+            for (const TComposeRecipient& r : FServices.pickRecipients(this))
                 AddRecipientRow(r);
-            }
     });
     btAusAdrDBUebernehmen = makeAction("btAusAdrDBUebernehmen", Tx(1914, "Aus AdressDB übernehmen"), [this] {
         if (FServices.pickFromAddressDatabase)

@@ -1,0 +1,540 @@
+#include "ui/fEmpfWaehlen.h"
+
+#include "address/AdressDB.h"
+#include "config/KalvexError.h"
+#include "config/LanguageUnit.h"
+#include "config/UserMessages.h"
+#include "mailinterface/MailAddress.h"
+#include "ui/WindowGeometry.h"
+#include "ui/WindowRunner.h"
+
+#include <QDialogButtonBox>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QInputDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTabWidget>
+#include <QTableWidget>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+
+namespace kalvex {
+
+namespace {
+
+constexpr int kGroupRole = Qt::UserRole;
+constexpr int kContactRole = Qt::UserRole + 1;
+constexpr int kHostSearchLimit = 500;
+const QString kGeometrySection = QStringLiteral("FormEmpfWaehlen");
+
+QString displayName(const TKontakt& k)
+{
+    const QString name = (k.Vorname + QLatin1Char(' ') + k.Nachname).trimmed();
+    return name.isEmpty() ? k.Firma : name;
+}
+
+QString kindText(TEmpfaengerTyp kind)
+{
+    switch (kind) {
+    case TEmpfaengerTyp::elCc: return QStringLiteral("Cc");
+    case TEmpfaengerTyp::elBcc: return QStringLiteral("Bcc");
+    default: return Tx(2200, "An");
+    }
+}
+
+bool matches(const TKontakt& k, const QString& filter)
+{
+    if (filter.isEmpty())
+        return true;
+    for (const QString* s : {&k.Vorname, &k.Nachname, &k.Firma, &k.EMail})
+        if (s->contains(filter, Qt::CaseInsensitive))
+            return true;
+    return false;
+}
+
+TComposeRecipient recipientOf(const TKontakt& k)
+{
+    TComposeRecipient r;
+    r.email = k.EMail.trimmed();
+    r.name = (k.Vorname + QLatin1Char(' ') + k.Nachname).trimmed();
+    r.company = k.Firma;
+    r.adressDbId = k.AdressDB_ID;
+    r.kontaktId = k.ID;
+    return r;
+}
+
+QPushButton* button(QWidget* parent, const QString& text, const std::function<void()>& action)
+{
+    auto* b = new QPushButton(text, parent);
+    QObject::connect(b, &QPushButton::clicked, parent, action);
+    return b;
+}
+
+// The contact fields the form shows, with their captions.
+struct KontaktField {
+    int id;
+    const char* german;
+    QString TKontakt::*member;
+};
+const KontaktField kKontaktFields[] = {
+    {2201, "Vorname", &TKontakt::Vorname},   {2202, "Nachname", &TKontakt::Nachname}, {2203, "Firma", &TKontakt::Firma},
+    {2204, "E-Mail-Adresse*", &TKontakt::EMail}, {2205, "Telefon", &TKontakt::Telefon}, {2206, "Straße", &TKontakt::Strasse},
+    {2207, "Hausnummer", &TKontakt::HausNr}, {2208, "PLZ", &TKontakt::PLZ},          {2209, "Ort", &TKontakt::Ort},
+};
+
+}  // namespace
+
+TFormEmpfWaehlen::TFormEmpfWaehlen(TQMBDatabaseHandler& handler, TAdressDB* adr, TEmpfWaehlenMode mode,
+                                   IUserMessages& messages, QWidget* parent)
+    : QDialog(parent), FHandler(handler), FAdr(adr), FMode(mode), FMessages(messages)
+{
+    setWindowTitle(mode == TEmpfWaehlenMode::emAuswahl ? Tx(2210, "Empfänger auswählen") : Tx(2211, "Adressverwaltung"));
+    resize(860, 540);
+    auto* layout = new QHBoxLayout(this);
+    tabs = new QTabWidget(this);
+    auto* book = new QWidget(tabs);
+    buildAddressBook(book);
+    tabs->addTab(book, Tx(2212, "Eigenes Adressbuch"));
+    if (mode == TEmpfWaehlenMode::emAuswahl) {
+        auto* host = new QWidget(tabs);
+        buildHostPage(host);
+        tabs->addTab(host, Tx(2213, "Adressdatenbank"));
+    }
+    layout->addWidget(tabs, 3);
+    layout->addWidget(mode == TEmpfWaehlenMode::emAuswahl ? buildSelectionButtons() : buildManagementButtons(), 2);
+    LoadWindowGeometry(this, kGeometrySection);
+    reload();
+}
+
+TFormEmpfWaehlen::~TFormEmpfWaehlen() = default;
+
+void TFormEmpfWaehlen::done(int result)
+{
+    SaveWindowGeometry(this, kGeometrySection);
+    QDialog::done(result);
+}
+
+void TFormEmpfWaehlen::buildAddressBook(QWidget* page)
+{
+    auto* v = new QVBoxLayout(page);
+    edSuche = new QLineEdit(page);
+    edSuche->setPlaceholderText(Tx(2214, "Suchen nach Name, Firma oder E-Mail"));
+    edSuche->setClearButtonEnabled(true);
+    connect(edSuche, &QLineEdit::textChanged, this, &TFormEmpfWaehlen::SetFilter);
+    tvAdressen = new QTreeWidget(page);
+    tvAdressen->setHeaderLabels({Tx(2215, "Gruppe / Name"), Tx(2216, "E-Mail"), Tx(2203, "Firma")});
+    tvAdressen->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    tvAdressen->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    if (FMode == TEmpfWaehlenMode::emAuswahl)
+        connect(tvAdressen, &QTreeWidget::itemDoubleClicked, this, [this] { AddSelectedAs(TEmpfaengerTyp::elAn); });
+    else
+        connect(tvAdressen, &QTreeWidget::itemDoubleClicked, this, [this](QTreeWidgetItem* item) {
+            if (item->data(0, kContactRole).toInt() > 0)
+                editContact(false);
+        });
+    v->addWidget(edSuche);
+    v->addWidget(tvAdressen);
+}
+
+void TFormEmpfWaehlen::buildHostPage(QWidget* page)
+{
+    auto* v = new QVBoxLayout(page);
+    auto* search = new QLineEdit(page);
+    search->setPlaceholderText(Tx(2214, "Suchen nach Name, Firma oder E-Mail"));
+    gridHost = new QTableWidget(0, 3, page);
+    gridHost->setHorizontalHeaderLabels({Tx(2217, "Name"), Tx(2216, "E-Mail"), Tx(2203, "Firma")});
+    gridHost->setSelectionBehavior(QAbstractItemView::SelectRows);
+    gridHost->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    gridHost->horizontalHeader()->setStretchLastSection(true);
+    gridHost->verticalHeader()->hide();
+    connect(search, &QLineEdit::textChanged, this, [this, search] {
+        gridHost->setProperty("filter", search->text());
+        searchHost();
+    });
+    v->addWidget(search);
+    v->addWidget(gridHost);
+    if (!FAdr || !FAdr->IsOpen())
+        v->addWidget(new QLabel(Tx(2218, "Keine Adressdatenbank gefunden."), page));
+}
+
+QWidget* TFormEmpfWaehlen::buildSelectionButtons()
+{
+    auto* side = new QWidget(this);
+    auto* v = new QVBoxLayout(side);
+    auto* kinds = new QHBoxLayout;
+    kinds->addWidget(button(side, Tx(2200, "An") + QStringLiteral(" →"), [this] { AddSelectedAs(TEmpfaengerTyp::elAn); }));
+    kinds->addWidget(button(side, QStringLiteral("Cc →"), [this] { AddSelectedAs(TEmpfaengerTyp::elCc); }));
+    kinds->addWidget(button(side, QStringLiteral("Bcc →"), [this] { AddSelectedAs(TEmpfaengerTyp::elBcc); }));
+    v->addLayout(kinds);
+    gridAuswahl = new QTableWidget(0, 3, side);
+    gridAuswahl->setHorizontalHeaderLabels({Tx(2219, "Art"), Tx(2217, "Name"), Tx(2216, "E-Mail")});
+    gridAuswahl->setSelectionBehavior(QAbstractItemView::SelectRows);
+    gridAuswahl->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    gridAuswahl->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    gridAuswahl->horizontalHeader()->setStretchLastSection(true);
+    gridAuswahl->verticalHeader()->hide();
+    v->addWidget(gridAuswahl);
+    v->addWidget(button(side, Tx(2220, "Aus Auswahl entfernen"), [this] {
+        const int row = gridAuswahl->currentRow();
+        if (row >= 0 && row < FResult.size())
+            FResult.removeAt(row);
+        fillSelectionGrid();
+    }));
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, side);
+    buttons->button(QDialogButtonBox::Cancel)->setText(Tx(1855, "Abbrechen"));
+    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    v->addWidget(buttons);
+    return side;
+}
+
+QWidget* TFormEmpfWaehlen::buildManagementButtons()
+{
+    auto* side = new QWidget(this);
+    auto* v = new QVBoxLayout(side);
+    v->addWidget(new QLabel(Tx(2221, "Gruppen"), side));
+    v->addWidget(button(side, Tx(2222, "Neue Gruppe …"), [this] { askNewGroup(); }));
+    v->addWidget(button(side, Tx(2223, "Gruppe umbenennen …"), [this] { askRenameGroup(); }));
+    v->addWidget(button(side, Tx(2224, "Gruppe löschen"), [this] { askDeleteGroup(); }));
+    v->addSpacing(12);
+    v->addWidget(new QLabel(Tx(2225, "Kontakte"), side));
+    v->addWidget(button(side, Tx(2226, "Neuer Kontakt …"), [this] { editContact(true); }));
+    v->addWidget(button(side, Tx(2227, "Kontakt bearbeiten …"), [this] { editContact(false); }));
+    v->addWidget(button(side, Tx(2228, "In andere Gruppe verschieben …"), [this] { askMoveContact(); }));
+    v->addWidget(button(side, Tx(2229, "Kontakt löschen"), [this] { askDeleteContact(); }));
+    v->addStretch();
+    v->addWidget(button(side, Tx(2230, "Schließen"), [this] { accept(); }));
+    return side;
+}
+
+void TFormEmpfWaehlen::reload()
+{
+    FGruppen = LoadGruppenListeFromDB(FHandler);
+    fillTree();
+}
+
+void TFormEmpfWaehlen::fillTree()
+{
+    const QString filter = edSuche->text().trimmed();
+    tvAdressen->clear();
+    for (const auto& [id, gruppe] : FGruppen) {
+        auto* group = new QTreeWidgetItem(tvAdressen, {gruppe->Gruppenname});
+        group->setData(0, kGroupRole, id);
+        group->setData(0, kContactRole, 0);
+        QFont bold = group->font(0);
+        bold.setBold(true);
+        group->setFont(0, bold);
+        for (const auto& [kid, k] : gruppe->Kontakte) {
+            if (!matches(*k, filter))
+                continue;
+            auto* item = new QTreeWidgetItem(group, {displayName(*k), k->EMail, k->Firma});
+            item->setData(0, kGroupRole, id);
+            item->setData(0, kContactRole, kid);
+        }
+        group->setHidden(!filter.isEmpty() && group->childCount() == 0
+                         && !gruppe->Gruppenname.contains(filter, Qt::CaseInsensitive));
+    }
+    tvAdressen->expandAll();
+}
+
+void TFormEmpfWaehlen::SetFilter(const QString& text)
+{
+    if (edSuche->text() != text)
+        edSuche->setText(text);   // comes back here through textChanged
+    else
+        fillTree();
+}
+
+void TFormEmpfWaehlen::ShowHostAddresses()
+{
+    if (tabs->count() > 1)
+        tabs->setCurrentIndex(1);
+    searchHost();
+}
+
+void TFormEmpfWaehlen::searchHost()
+{
+    if (!gridHost || !FAdr || !FAdr->IsOpen())
+        return;
+    QList<TAdrFieldValueList> rows;
+    try {
+        rows = FAdr->SearchPersdat(gridHost->property("filter").toString(), kHostSearchLimit);
+    } catch (const EKalvex& e) {
+        FMessages.ShowError(e.message());
+    }
+    gridHost->setRowCount(static_cast<int>(rows.size()));
+    for (int i = 0; i < rows.size(); ++i) {
+        const TAdrFieldValueList& r = rows[i];
+        const QString name = (r.Field(QStringLiteral("Vorname")) + QLatin1Char(' ') + r.Field(QStringLiteral("Name"))).trimmed();
+        gridHost->setItem(i, 0, new QTableWidgetItem(name));
+        gridHost->setItem(i, 1, new QTableWidgetItem(r.Field(QStringLiteral("EMAIL"))));
+        gridHost->setItem(i, 2, new QTableWidgetItem(r.Field(QStringLiteral("Firma"))));
+    }
+}
+
+QList<TComposeRecipient> TFormEmpfWaehlen::selectedAddressBookEntries() const
+{
+    QList<TComposeRecipient> out;
+    for (QTreeWidgetItem* item : tvAdressen->selectedItems()) {
+        const int32_t kid = item->data(0, kContactRole).toInt();
+        if (kid > 0) {
+            out << recipientOf(*findKontakt(kid));
+            continue;
+        }
+        for (int i = 0; i < item->childCount(); ++i)   // a group brings all its shown contacts
+            out << recipientOf(*findKontakt(item->child(i)->data(0, kContactRole).toInt()));
+    }
+    return out;
+}
+
+QList<TComposeRecipient> TFormEmpfWaehlen::selectedHostEntries() const
+{
+    QList<TComposeRecipient> out;
+    if (!gridHost)
+        return out;
+    for (const QModelIndex& index : gridHost->selectionModel()->selectedRows()) {
+        TComposeRecipient r;
+        r.name = gridHost->item(index.row(), 0)->text();
+        r.email = gridHost->item(index.row(), 1)->text().trimmed();
+        r.company = gridHost->item(index.row(), 2)->text();
+        out << r;
+    }
+    return out;
+}
+
+void TFormEmpfWaehlen::AddSelectedAs(TEmpfaengerTyp kind)
+{
+    const QList<TComposeRecipient> chosen = tabs->currentIndex() == 0 ? selectedAddressBookEntries() : selectedHostEntries();
+    QStringList refused;
+    for (TComposeRecipient r : chosen) {
+        r.kind = kind;
+        if (IsValidEMailAddress(r.email))
+            addRecipient(r);
+        else
+            refused << (r.name.isEmpty() ? r.email : r.name);
+    }
+    fillSelectionGrid();
+    if (!refused.isEmpty())
+        FMessages.ShowInformation(Tx(2231, "Ohne gültige E-Mail-Adresse nicht übernommen:\n%1").arg(refused.join(QLatin1Char('\n'))));
+}
+
+void TFormEmpfWaehlen::addRecipient(const TComposeRecipient& r)
+{
+    for (const TComposeRecipient& have : FResult)
+        if (have.email.compare(r.email, Qt::CaseInsensitive) == 0)
+            return;
+    FResult << r;
+}
+
+void TFormEmpfWaehlen::fillSelectionGrid()
+{
+    gridAuswahl->setRowCount(static_cast<int>(FResult.size()));
+    for (int i = 0; i < FResult.size(); ++i) {
+        gridAuswahl->setItem(i, 0, new QTableWidgetItem(kindText(FResult[i].kind)));
+        gridAuswahl->setItem(i, 1, new QTableWidgetItem(FResult[i].name));
+        gridAuswahl->setItem(i, 2, new QTableWidgetItem(FResult[i].email));
+    }
+}
+
+TKontakt* TFormEmpfWaehlen::findKontakt(int32_t id, int32_t* gruppe) const
+{
+    for (const auto& [gid, g] : FGruppen) {
+        const auto it = g->Kontakte.find(id);
+        if (it == g->Kontakte.end())
+            continue;
+        if (gruppe)
+            *gruppe = gid;
+        return it->second.get();
+    }
+    return nullptr;
+}
+
+int32_t TFormEmpfWaehlen::currentGroupId() const
+{
+    const QTreeWidgetItem* item = tvAdressen->currentItem();
+    return item ? item->data(0, kGroupRole).toInt() : 0;
+}
+
+void TFormEmpfWaehlen::SelectItem(int32_t gruppe, int32_t kontakt)
+{
+    for (int i = 0; i < tvAdressen->topLevelItemCount(); ++i) {
+        QTreeWidgetItem* group = tvAdressen->topLevelItem(i);
+        if (group->data(0, kGroupRole).toInt() != gruppe)
+            continue;
+        QTreeWidgetItem* target = group;
+        for (int c = 0; c < group->childCount(); ++c)
+            if (group->child(c)->data(0, kContactRole).toInt() == kontakt)
+                target = group->child(c);
+        tvAdressen->setCurrentItem(target);
+        return;
+    }
+}
+
+int32_t TFormEmpfWaehlen::NeueGruppe(const QString& name)
+{
+    const int32_t id = NeueGruppeAnlegen(FHandler, name.trimmed());
+    reload();
+    SelectItem(id);
+    return id;
+}
+
+void TFormEmpfWaehlen::GruppeUmbenennen(int32_t gruppe, const QString& name)
+{
+    kalvex::GruppeUmbenennen(FHandler, gruppe, name.trimmed());
+    reload();
+    SelectItem(gruppe);
+}
+
+void TFormEmpfWaehlen::GruppeLoeschen(int32_t gruppe)
+{
+    const auto it = FGruppen.find(gruppe);
+    if (it == FGruppen.end())
+        return;
+    const QString question = Tx(2232, "Soll die Gruppe \"%1\" mit ihren %2 Kontakten gelöscht werden?")
+                                 .arg(it->second->Gruppenname).arg(it->second->Kontakte.size());
+    if (!FMessages.AskYesNo(question))
+        return;
+    if (!kalvex::GruppeLoeschen(FHandler, gruppe))
+        FMessages.ShowError(Tx(2233, "Die Gruppe konnte nicht gelöscht werden. Einzelheiten stehen in der Protokolldatei."));
+    reload();
+}
+
+int32_t TFormEmpfWaehlen::KontaktSpeichern(int32_t gruppe, TKontakt kontakt)
+{
+    kontakt.Save(FHandler, gruppe);
+    if (kontakt.ID < 1)
+        FMessages.ShowError(Tx(2234, "Der Kontakt konnte nicht gespeichert werden. Einzelheiten stehen in der Protokolldatei."));
+    reload();
+    SelectItem(gruppe, kontakt.ID);
+    return kontakt.ID;
+}
+
+void TFormEmpfWaehlen::KontaktVerschieben(int32_t kontakt, int32_t zielGruppe)
+{
+    if (TKontakt* k = findKontakt(kontakt))
+        KontaktSpeichern(zielGruppe, *k);
+}
+
+void TFormEmpfWaehlen::KontaktLoeschen(int32_t kontakt)
+{
+    const TKontakt* k = findKontakt(kontakt);
+    if (!k || !FMessages.AskYesNo(Tx(2235, "Soll der Kontakt \"%1\" gelöscht werden?").arg(displayName(*k))))
+        return;
+    DeleteAdresse(FHandler, kontakt);
+    reload();
+}
+
+void TFormEmpfWaehlen::askNewGroup()
+{
+    bool ok = false;
+    const QString name = QInputDialog::getText(this, Tx(2222, "Neue Gruppe …"), Tx(2236, "Name der Gruppe:"), QLineEdit::Normal,
+                                               QString(), &ok);
+    if (ok && !name.trimmed().isEmpty())
+        NeueGruppe(name);
+}
+
+void TFormEmpfWaehlen::askRenameGroup()
+{
+    const auto it = FGruppen.find(currentGroupId());
+    if (it == FGruppen.end())
+        return;
+    bool ok = false;
+    const QString name = QInputDialog::getText(this, Tx(2223, "Gruppe umbenennen …"), Tx(2236, "Name der Gruppe:"),
+                                               QLineEdit::Normal, it->second->Gruppenname, &ok);
+    if (ok && !name.trimmed().isEmpty())
+        GruppeUmbenennen(it->first, name);
+}
+
+void TFormEmpfWaehlen::askDeleteGroup()
+{
+    GruppeLoeschen(currentGroupId());
+}
+
+void TFormEmpfWaehlen::editContact(bool isNew)
+{
+    const int32_t gruppe = currentGroupId();
+    if (gruppe < 1) {
+        FMessages.ShowInformation(Tx(2237, "Bitte wählen Sie zuerst eine Gruppe."));
+        return;
+    }
+    const QTreeWidgetItem* item = tvAdressen->currentItem();
+    const TKontakt* current = isNew ? nullptr : findKontakt(item->data(0, kContactRole).toInt());
+    if (!isNew && !current)
+        return;
+    TFormKontakt form(current ? *current : TKontakt(), this);
+    if (RunModal(form) == QDialog::Accepted)
+        KontaktSpeichern(gruppe, form.Kontakt());
+}
+
+void TFormEmpfWaehlen::askMoveContact()
+{
+    const QTreeWidgetItem* item = tvAdressen->currentItem();
+    const int32_t kontakt = item ? item->data(0, kContactRole).toInt() : 0;
+    if (kontakt < 1)
+        return;
+    QStringList names;
+    QList<int32_t> ids;
+    for (const auto& [id, g] : FGruppen) {
+        names << g->Gruppenname;
+        ids << id;
+    }
+    bool ok = false;
+    const QString target = QInputDialog::getItem(this, Tx(2228, "In andere Gruppe verschieben …"), Tx(2238, "Zielgruppe:"),
+                                                 names, 0, false, &ok);
+    if (ok)
+        KontaktVerschieben(kontakt, ids[names.indexOf(target)]);
+}
+
+void TFormEmpfWaehlen::askDeleteContact()
+{
+    const QTreeWidgetItem* item = tvAdressen->currentItem();
+    if (item && item->data(0, kContactRole).toInt() > 0)
+        KontaktLoeschen(item->data(0, kContactRole).toInt());
+}
+
+// ---------------------------------------------------------------- contact form
+
+TFormKontakt::TFormKontakt(const TKontakt& kontakt, QWidget* parent) : QDialog(parent), FKontakt(kontakt)
+{
+    setWindowTitle(kontakt.ID < 1 ? Tx(2240, "Neuer Kontakt") : Tx(2239, "Kontakt bearbeiten"));
+    auto* form = new QFormLayout(this);
+    for (const KontaktField& f : kKontaktFields) {
+        auto* edit = new QLineEdit(kontakt.*(f.member), this);
+        form->addRow(Tx(f.id, f.german), edit);
+        FFields << edit;
+        if (f.member == &TKontakt::EMail)
+            edEMail = edit;
+    }
+    lbHinweis = new QLabel(this);
+    lbHinweis->setStyleSheet(QStringLiteral("color: #b00020"));
+    form->addRow(lbHinweis);
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
+    buttons->button(QDialogButtonBox::Cancel)->setText(Tx(1855, "Abbrechen"));
+    connect(buttons, &QDialogButtonBox::accepted, this, &TFormKontakt::accept);
+    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    form->addRow(buttons);
+}
+
+TKontakt TFormKontakt::Kontakt() const
+{
+    TKontakt k = FKontakt;
+    for (int i = 0; i < FFields.size(); ++i)
+        k.*(kKontaktFields[i].member) = FFields[i]->text().trimmed();
+    return k;
+}
+
+void TFormKontakt::accept()
+{
+    const QString address = edEMail->text().trimmed();
+    if (!IsValidEMailAddress(address)) {
+        lbHinweis->setText(Tx(1995, "Die Adresse %1 scheint fehlerhaft zu sein.").arg(address));
+        edEMail->setFocus();
+        return;
+    }
+    QDialog::accept();
+}
+
+}  // namespace kalvex
