@@ -9,6 +9,7 @@
 #include "TestApp.h"
 
 #include <QLabel>
+#include <QSqlDatabase>
 #include <QLineEdit>
 #include <QTableWidget>
 #include <QTemporaryDir>
@@ -23,6 +24,9 @@ class AddressWindow : public ::testing::Test {
 protected:
     void SetUp() override
     {
+        // QtSql's connection list must outlive the application object,
+        // whose end runs QtSql's clean-up: make it first.
+        QSqlDatabase::connectionNames();
         kalvex::testing::WidgetApp();
         RegisterBuiltInStores();
         TQMBDatabaseConfig config;
