@@ -10,6 +10,13 @@
 #include "ui/MessageBoxes.h"
 #include "ui/WindowRunner.h"
 #include "ui/fEmpfWaehlen.h"
+#include "ui/fVorlagen.h"
+#include "compose/rtf/RtfReader.h"
+
+#include <QTextCursor>
+#include <QTextDocument>
+#include <QTextDocumentFragment>
+#include <QTextEdit>
 #include "ui/fMainForm.h"
 
 namespace kalvex {
@@ -61,11 +68,45 @@ QList<TComposeRecipient> pickRecipients(QWidget* parent, TAdressDB* adr, IUserMe
     return RunModal(window) == QDialog::Accepted ? window.Result() : QList<TComposeRecipient>();
 }
 
-TMainFormServices makeServices(TMailingRun& run, IUserMessages& messages, IProgressDisplay& progress, TAdressDB* adr)
+// A text block goes in at the cursor, with its formatting when it has any.
+void insertAtCursor(QTextEdit& editor, const QString& text)
+{
+    if (!LooksLikeRtf(text)) {
+        editor.textCursor().insertText(text);
+        return;
+    }
+    QTextDocument block;
+    RtfToDocument(text, block);
+    editor.textCursor().insertFragment(QTextDocumentFragment(&block));
+}
+
+void insertTextBlock(QWidget* parent, QTextEdit& editor, IUserMessages& messages)
+{
+    TDatenModul* module = TDatenModul::Instance();
+    if (!module)
+        return;
+    TFormtextbausteine window(module->Handler(), messages, parent);
+    if (RunModal(window) == QDialog::Accepted && !window.ChosenText().isEmpty())
+        insertAtCursor(editor, window.ChosenText());
+}
+
+void editTemplates(QWidget* parent, IUserMessages& messages, int32_t lang)
+{
+    TDatenModul* module = TDatenModul::Instance();
+    if (!module)
+        return;
+    TFormVorlagen window(module->Handler(), messages, &module->FProgrammVorlageListe, lang, parent);
+    RunModal(window);
+}
+
+TMainFormServices makeServices(TMailingRun& run, IUserMessages& messages, IProgressDisplay& progress, TAdressDB* adr,
+                               int32_t lang)
 {
     TMainFormServices services;
     services.pickRecipients = [&messages, adr](QWidget* parent) { return pickRecipients(parent, adr, messages, false); };
     services.pickFromAddressDatabase = [&messages, adr](QWidget* parent) { return pickRecipients(parent, adr, messages, true); };
+    services.insertTextBlock = [&messages](QWidget* parent, QTextEdit& editor) { insertTextBlock(parent, editor, messages); };
+    services.editTemplates = [&messages, lang](QWidget* parent) { editTemplates(parent, messages, lang); };
     services.setupConnection = [&](QWidget* parent) { return runSetupDialog(parent, run, messages, progress); };
     services.send = [&run](TComposeModel&) { run.SendClick(); };
     services.storeDraft = [&run](TComposeModel&) { run.SaveDraft(); };
@@ -108,7 +149,7 @@ TDistributionWindowResult RunDistributionWindow(const TDistributionWindowSetup& 
     TMainForm window(messages, {}, setup.startText, setup.emptyMode);
     TProgressDialog progress(&window);
     TMailingRun run(window.Model(), messages, TConfig::Ensure(), makeRunDeps(messages, progress));
-    window.SetServices(makeServices(run, messages, progress, setup.adr));
+    window.SetServices(makeServices(run, messages, progress, setup.adr, setup.lang));
     fillWindow(window, setup);
     RunModal(window);
     TDistributionWindowResult result;

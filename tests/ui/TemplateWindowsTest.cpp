@@ -1,0 +1,116 @@
+// Template manager and text block manager on a real, seeded SQLite store.
+
+#include "config/UserMessages.h"
+#include "db/BasedbClasses.h"
+#include "db/DBUpdater.h"
+#include "ui/fVorlagen.h"
+
+#include "TestApp.h"
+
+#include <QComboBox>
+#include <QLineEdit>
+#include <QSqlDatabase>
+#include <QTemporaryDir>
+#include <QTextEdit>
+#include <QTreeWidget>
+#include <gtest/gtest.h>
+
+using namespace kalvex;
+
+namespace {
+
+class TemplateWindows : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        QSqlDatabase::connectionNames();   // QtSql's statics before the application object
+        kalvex::testing::WidgetApp();
+        RegisterBuiltInStores();
+        TQMBDatabaseConfig config;
+        config.HostName = FDir.path();
+        config.DatabaseName = "kalvex.db";
+        FHandler = TQMBDatabaseFactory::CreateDbHandler(config, QString(), -1);
+        FHandler->SetConnected(true);
+        TDBUpdater(*FHandler).CheckTables();
+    }
+    int countEntries(const QTreeWidget& tree)
+    {
+        int n = 0;
+        for (int i = 0; i < tree.topLevelItemCount(); ++i)
+            n += tree.topLevelItem(i)->childCount();
+        return n;
+    }
+    QTemporaryDir FDir;
+    std::unique_ptr<TQMBDatabaseHandler> FHandler;
+    TRecordingMessages FMessages;
+};
+
+}  // namespace
+
+TEST_F(TemplateWindows, TextBlocksAreChosenAndKeptApartFromTemplates)
+{
+    TFormVorlagen templates(*FHandler, FMessages, nullptr, 1031);
+    const int32_t angebote = templates.NeueKategorie("Angebote");
+    templates.NeuerEintrag(angebote);
+    templates.edName->setText("Angebot Dach");
+    templates.edBetreff->setText("Ihr Angebot <Projekt>");
+    templates.edText->setPlainText("Sehr geehrte Damen und Herren,");
+    ASSERT_TRUE(templates.Speichern());
+    EXPECT_EQ(FHandler->CalcSQL_Int(0, "select Art from KVXVorlage where Name = 'Angebot Dach'"), 1);
+    EXPECT_EQ(FHandler->CalcSQL_String("", "select Betreff from KVXVorlage where Name = 'Angebot Dach'"), "Ihr Angebot <Projekt>");
+
+    TFormtextbausteine blocks(*FHandler, FMessages);
+    EXPECT_EQ(countEntries(*blocks.tvVorlagen), 7);   // the seeded blocks, not the template
+    const int32_t id = FHandler->CalcSQL_Int(0, "select ID from KVXVorlage where Name = 'Text 4'");
+    const int32_t kat = FHandler->CalcSQL_Int(0, "select KategorieID from KVXVorlage where Name = 'Text 4'");
+    blocks.Select(kat, id);
+    blocks.InsertCurrent();
+    EXPECT_EQ(blocks.result(), QDialog::Accepted);
+    EXPECT_EQ(blocks.ChosenText(), FHandler->CalcSQL_String("", "select BodyRTF from KVXVorlage where ID = :id", {P("id", id)}));
+    EXPECT_TRUE(blocks.ChosenText().contains("§ 8 Nr. 3 VOB/B"));
+
+    TFormtextbausteine again(*FHandler, FMessages);
+    again.NeuerEintrag(kat);
+    again.edText->setPlainText("Mit freundlichen Grüßen");
+    EXPECT_FALSE(again.Speichern());   // no name: refused with a hint
+    EXPECT_EQ(FMessages.Entries().back().text, "Bitte geben Sie einen Namen ein.");
+    again.edName->setText("Gruß");
+    ASSERT_TRUE(again.Speichern());
+    EXPECT_EQ(FHandler->CalcSQL_String("", "select BodyPlain from KVXVorlage where Name = 'Gruß' and Art = 0"),
+              "Mit freundlichen Grüßen");
+    EXPECT_EQ(countEntries(*again.tvVorlagen), 8);
+}
+
+TEST_F(TemplateWindows, CategoriesAreRenamedAndDeletedWithTheirEntries)
+{
+    TFormVorlagen w(*FHandler, FMessages, nullptr, 1031);
+    const int32_t k = w.NeueKategorie("Mahnungen");
+    for (const char* name : {"Erste Mahnung", "Zweite Mahnung"}) {
+        w.NeuerEintrag(k);
+        w.edName->setText(name);
+        ASSERT_TRUE(w.Speichern());
+    }
+    w.KategorieUmbenennen(k, "Zahlungserinnerungen");
+    EXPECT_EQ(FHandler->CalcSQL_String("", "select Kategorie from KVXKategorie where ID = :id", {P("id", k)}), "Zahlungserinnerungen");
+    EXPECT_EQ(w.cbKategorie->findText("Zahlungserinnerungen") >= 0, true);
+
+    FMessages.QueueAnswer(true);
+    w.Select(k, FHandler->CalcSQL_Int(0, "select ID from KVXVorlage where Name = 'Zweite Mahnung'"));
+    ASSERT_NE(w.Current(), nullptr);
+    w.EintragLoeschen();
+    EXPECT_EQ(FHandler->CalcSQL_Int(0, "select count(*) from KVXVorlage where KategorieID = :k", {P("k", k)}), 1);
+    FMessages.QueueAnswer(false);
+    w.KategorieLoeschen(k);
+    EXPECT_EQ(FHandler->CalcSQL_Int(0, "select count(*) from KVXKategorie where ID = :k", {P("k", k)}), 1);
+    FMessages.QueueAnswer(true);
+    w.KategorieLoeschen(k);
+    EXPECT_EQ(FHandler->CalcSQL_Int(0, "select count(*) from KVXKategorie where ID = :k", {P("k", k)}), 0);
+    EXPECT_EQ(FHandler->CalcSQL_Int(0, "select count(*) from KVXVorlage where KategorieID = :k", {P("k", k)}), 0);
+    w.show();
+    w.grab().save(QString(KALVEX_SCREENSHOT_DIR) + "/template-manager.png");
+    TFormtextbausteine blocks(*FHandler, FMessages);
+    blocks.Select(FHandler->CalcSQL_Int(0, "select KategorieID from KVXVorlage where Name = 'Text 4'"),
+                  FHandler->CalcSQL_Int(0, "select ID from KVXVorlage where Name = 'Text 4'"));
+    blocks.show();
+    blocks.grab().save(QString(KALVEX_SCREENSHOT_DIR) + "/text-blocks.png");
+}
