@@ -11,6 +11,10 @@
 #include "ui/WindowRunner.h"
 #include "ui/fEmpfWaehlen.h"
 #include "ui/fVorlagen.h"
+#include "ui/fDarstellung.h"
+#include "config/LanguageUnit.h"
+
+#include <QApplication>
 #include "compose/rtf/RtfReader.h"
 
 #include <QTextCursor>
@@ -108,7 +112,12 @@ TMainFormServices makeServices(TMailingRun& run, IUserMessages& messages, IProgr
     services.insertTextBlock = [&messages](QWidget* parent, QTextEdit& editor) { insertTextBlock(parent, editor, messages); };
     services.editTemplates = [&messages, lang](QWidget* parent) { editTemplates(parent, messages, lang); };
     services.setupConnection = [&](QWidget* parent) { return runSetupDialog(parent, run, messages, progress); };
-    services.send = [&run](TComposeModel&) { run.SendClick(); };
+    services.send = [&run](TComposeModel&) {
+        if (TConfig::Ensure().FVersandart == TVersandArt::vaStandardClient)
+            ShowNotice(QApplication::activeWindow(), QStringLiteral("UebergabeMailprogramm"),
+                       Tx(2290, "Die E-Mail wird an Ihr Standard-E-Mail-Programm übergeben. Bitte prüfen und senden Sie sie dort."));
+        run.SendClick();
+    };
     services.storeDraft = [&run](TComposeModel&) { run.SaveDraft(); };
     services.mails = []() -> const TEMailListe* {
         TDatenModul* module = TDatenModul::Instance();

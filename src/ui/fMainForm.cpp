@@ -41,6 +41,7 @@
 #include <QTreeWidget>
 #include <QUrl>
 #include <QVBoxLayout>
+#include "ui/fDarstellung.h"
 
 namespace kalvex {
 
@@ -90,6 +91,7 @@ TMainForm::TMainForm(IUserMessages& messages, TMainFormServices services, const 
     layout->setContentsMargins(4, 4, 4, 0);
     buildRibbon();
     layout->addWidget(ribbon);
+    layout->addWidget(buildSearchPanel());
     pages = new QStackedWidget(this);
     pages->addWidget(buildComposePage());
     pages->addWidget(buildSentPage());
@@ -105,11 +107,94 @@ TMainForm::TMainForm(IUserMessages& messages, TMainFormServices services, const 
     if (!startText.isEmpty())
         SetBody(startText);
     FTemplateArea->setVisible(false);   // until a template kind is set
-    if (const TConfig* config = TConfig::Instance())
+    if (const TConfig* config = TConfig::Instance()) {
         UpdateStatusLine(*config);
+        ApplyDisplaySettings(LoadDisplaySettings(*config));
+    }
+    assignShortcuts();
 }
 
 TMainForm::~TMainForm() = default;
+
+// The search panel filters the sent and draft lists as the user types.
+QWidget* TMainForm::buildSearchPanel()
+{
+    FSearchPanel = new QWidget(this);
+    auto* row = new QHBoxLayout(FSearchPanel);
+    row->setContentsMargins(0, 2, 0, 2);
+    edSuche = new QLineEdit(FSearchPanel);
+    edSuche->setPlaceholderText(Tx(2291, "Betreff, Empfänger oder Datum suchen"));
+    edSuche->setClearButtonEnabled(true);
+    connect(edSuche, &QLineEdit::textChanged, this, [this] { ApplySearch(); });
+    row->addWidget(new QLabel(Tx(1931, "Suche"), FSearchPanel));
+    row->addWidget(edSuche, 1);
+    auto* close = new QPushButton(Tx(2230, "Schließen"), FSearchPanel);
+    connect(close, &QPushButton::clicked, this, [this] {
+        edSuche->clear();
+        FSearchPanel->hide();
+    });
+    row->addWidget(close);
+    FSearchPanel->hide();
+    return FSearchPanel;
+}
+
+void TMainForm::ApplySearch()
+{
+    const QString text = edSuche->text().trimmed();
+    for (QTableWidget* grid : {gridGesendet, gridEntwuerfe})
+        for (int r = 0; r < grid->rowCount(); ++r) {
+            bool match = text.isEmpty();
+            for (int c = 0; !match && c < grid->columnCount(); ++c)
+                match = grid->item(r, c) && grid->item(r, c)->text().contains(text, Qt::CaseInsensitive);
+            grid->setRowHidden(r, !match);
+        }
+}
+
+void TMainForm::assignShortcuts()
+{
+    const std::pair<QAction*, QKeySequence> keys[] = {
+        {barbtNewMail, QKeySequence::New},           {barbtSend, QKeySequence(Qt::CTRL | Qt::Key_Return)},
+        {barbtSpeichereEntwurf, QKeySequence::Save}, {barbtSelectContacts, QKeySequence(Qt::CTRL | Qt::Key_E)},
+        {barbtAddAttachment, QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_A)},
+        {barbtTextbausteinEinfuegen, QKeySequence(Qt::CTRL | Qt::Key_T)},
+        {barbtBoldMain, QKeySequence::Bold},         {barbtItalicMain, QKeySequence::Italic},
+        {barbtUnderlinedMain, QKeySequence::Underline}, {btUndo, QKeySequence::Undo},
+        {btRedo, QKeySequence::Redo},                {rbbtSearch, QKeySequence::Find},
+        {barbtHelp, QKeySequence::HelpContents},     {btTastenkombinationen, QKeySequence(Qt::CTRL | Qt::Key_F1)},
+    };
+    for (const auto& [action, key] : keys) {
+        action->setShortcut(key);
+        action->setShortcutContext(Qt::WindowShortcut);
+        addAction(action);
+    }
+}
+
+void TMainForm::ApplyDisplaySettings(const TDisplaySettings& settings)
+{
+    FDisplay = settings;
+    for (QTableWidget* grid : {gridEmpf, gridGesendet, gridEntwuerfe}) {
+        QFont font = this->font();
+        if (settings.fontSize > 0)
+            font.setPointSize(settings.fontSize);
+        grid->setFont(font);
+        grid->horizontalHeader()->setSectionResizeMode(settings.autoWidth ? QHeaderView::ResizeToContents : QHeaderView::Interactive);
+        grid->horizontalHeader()->setStretchLastSection(true);
+        for (int r = 0; r < grid->rowCount(); ++r)
+            for (int c = 0; c < grid->columnCount(); ++c)
+                if (QTableWidgetItem* item = grid->item(r, c))
+                    item->setTextAlignment(settings.centred ? Qt::AlignCenter : Qt::AlignLeft | Qt::AlignVCenter);
+    }
+}
+
+void TMainForm::editDisplaySettings()
+{
+    TFormDarstellung dialog(FDisplay, this);
+    if (RunModal(dialog) != QDialog::Accepted)
+        return;
+    if (TConfig* config = TConfig::Instance())
+        SaveDisplaySettings(*config, dialog.Settings());
+    ApplyDisplaySettings(dialog.Settings());
+}
 
 QAction* TMainForm::makeAction(const QString& objectName, const QString& text, std::function<void()> handler)
 {
@@ -215,12 +300,21 @@ void TMainForm::buildActions()
             if (const TConfig* config = TConfig::Instance())
                 UpdateStatusLine(*config);
     });
-    barbtSetupDarstellung = makeAction("barbtSetupDarstellung", Tx(1930, "Darstellung"), [] {});
+    barbtSetupDarstellung = makeAction("barbtSetupDarstellung", Tx(1930, "Darstellung"), [this] { editDisplaySettings(); });
+    btTastenkombinationen = makeAction("btTastenkombinationen", Tx(2285, "Tastenkombinationen"), [this] {
+        TFormTastenkombinationen dialog(actions(), this);
+        RunModal(dialog);
+    });
     barbtHelp = makeAction("barbtHelp", Tx(1856, "Hilfe"), [] {
         if (const TConfig* config = TConfig::Instance())
             config->Help().ShowTopic(QStringLiteral("verteiler.html"));
     });
-    rbbtSearch = makeAction("rbbtSearch", Tx(1931, "Suche"), [] {});
+    rbbtSearch = makeAction("rbbtSearch", Tx(1931, "Suche"), [this] {
+        FSearchPanel->show();
+        edSuche->setFocus();
+        if (pages->currentIndex() == 0)
+            ribbon->setCurrentIndex(1);   // searching means the sent list
+    });
     barbtProgrammBeenden = makeAction("barbtProgrammBeenden", Tx(1932, "Schließen"), [this] { close(); });
     barbtBoldMain = makeAction("barbtBoldMain", Tx(1933, "Fett"), [this] {
         edBody->setFontWeight(edBody->fontWeight() > QFont::Normal ? QFont::Normal : QFont::Bold);
@@ -297,7 +391,7 @@ void TMainForm::buildRibbon()
     addGroup(table, QString(), {btTabelleEinfuegen, btTabelle100});
     static_cast<QHBoxLayout*>(table->layout())->addStretch(1);
     QWidget* extras = newTab(Tx(1951, "Extras"));
-    addGroup(extras, Tx(1840, "Einstellungen"), {barbtSetupConnection, barbtSetupDarstellung, rbbtSearch});
+    addGroup(extras, Tx(1840, "Einstellungen"), {barbtSetupConnection, barbtSetupDarstellung, rbbtSearch, btTastenkombinationen});
     static_cast<QHBoxLayout*>(extras->layout())->addStretch(1);
     connect(ribbon, &QTabWidget::currentChanged, this, [this](int i) { onRibbonTab(i); });
 }
@@ -607,6 +701,8 @@ void TMainForm::FillMailLists()
         return;
     fillSentList(*mails);
     fillDraftList(*mails);
+    ApplyDisplaySettings(FDisplay);
+    ApplySearch();
 }
 
 void TMainForm::fillSentList(const TEMailListe& mails)

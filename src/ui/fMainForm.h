@@ -7,6 +7,7 @@
 
 #include "config/UserMessages.h"
 #include "send/ComposeModel.h"
+#include "ui/fDarstellung.h"
 
 #include <QDialog>
 #include <QUuid>
@@ -86,8 +87,12 @@ public:
     void UpdateStatusLine(const TConfig& config);
     void SetTableWidthTo100Percent();
     bool AskSaveDraftIfNeeded();
+    void ApplySearch();                                   // filters the mail lists by edSuche
+    void ApplyDisplaySettings(const TDisplaySettings& settings);
 
     QLineEdit* edBetreff;
+    QLineEdit* edSuche;
+    QWidget* FSearchPanel;
     QTextEdit* edBody;
     QTableWidget* gridAnhang;
     QTableWidget* gridEmpf;
@@ -104,6 +109,7 @@ public:
     QLabel* statusPanels[6];
     bool FSentFlag = false;
     int32_t FResultCode = -1;
+    TDisplaySettings FDisplay;
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -118,6 +124,9 @@ private:
     QWidget* buildRecipientArea();
     QWidget* buildAttachmentArea();
     void addGroup(QWidget* tab, const QString& caption, const QList<QAction*>& actions);
+    QWidget* buildSearchPanel();
+    void assignShortcuts();
+    void editDisplaySettings();
     QAction* makeAction(const QString& objectName, const QString& text, std::function<void()> handler);
     void refreshRecipients();
     void refreshAttachments();
@@ -163,6 +172,7 @@ public:
     QAction* barbtSetupConnection;
     QAction* barbtSetupDarstellung;
     QAction* barbtHelp;
+    QAction* btTastenkombinationen;
     QAction* rbbtSearch;
     QAction* barbtProgrammBeenden;
     QAction* barbtBoldMain;

@@ -135,3 +135,69 @@ TEST(MainForm, StatusLineFollowsSendMode)
     EXPECT_EQ(form.statusPanels[1]->text(), "");
     EXPECT_TRUE(form.chbSeperatSenden->isHidden());
 }
+
+#include "config/IniPlus.h"
+#include "mailinterface/EMail.h"
+#include "ui/fDarstellung.h"
+
+#include <QAction>
+#include <QSpinBox>
+
+// Search panel, keyboard shortcuts, display settings and the notice that
+// can be turned off, in one installation.
+TEST(MainForm, SearchShortcutsDisplayAndNotice)
+{
+    kalvex::testing::WidgetApp();
+    QTemporaryDir dir;
+    TIniFile reg(dir.filePath("registry.ini"));
+    reg.WriteString("SOFTWARE\\QMB GmbH\\InstallDir", "Test", dir.filePath("data"));
+    reg.WriteString("SOFTWARE\\QMB GmbH\\Common", "Common", dir.filePath("common") + "/");
+    qputenv("KALVEX_REGISTRY", dir.filePath("registry.ini").toUtf8());
+    TConfig& config = TConfig::Install(std::make_unique<TConfig>(QStringLiteral("Test")));
+    SaveDisplaySettings(config, TDisplaySettings{14, true, true});
+
+    TEMailListe mails;
+    for (const char* subject : {"Angebot Dach", "Rechnung 17", "Angebot Keller"}) {
+        TEMail& m = mails.Add();
+        m.FBetreff = subject;
+        m.SetStatus(TMailStatus::stGesendet);
+    }
+    TRecordingMessages messages;
+    TMainFormServices services;
+    services.mails = [&mails]() -> const TEMailListe* { return &mails; };
+    TMainForm form(messages, services, QString(), false);
+    form.FillMailLists();
+    EXPECT_EQ(form.gridGesendet->font().pointSize(), 14);   // the stored settings apply
+    EXPECT_EQ(form.gridGesendet->item(0, 1)->textAlignment(), int(Qt::AlignCenter));
+
+    form.rbbtSearch->trigger();
+    EXPECT_FALSE(form.FSearchPanel->isHidden());
+    form.edSuche->setText("angebot");
+    int shown = 0;
+    for (int r = 0; r < form.gridGesendet->rowCount(); ++r)
+        shown += form.gridGesendet->isRowHidden(r) ? 0 : 1;
+    EXPECT_EQ(shown, 2);
+    form.FillMailLists();   // a refresh keeps the filter
+    EXPECT_TRUE(form.gridGesendet->isRowHidden(1));
+
+    EXPECT_EQ(form.barbtSend->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_Return));
+    TFormTastenkombinationen keys(form.actions());
+    EXPECT_EQ(keys.gridTasten->rowCount(), 14);
+    EXPECT_EQ(LoadDisplaySettings(config).fontSize, 14);
+
+    TFormDarstellung display(LoadDisplaySettings(config));
+    EXPECT_EQ(display.seSchriftgroesse->value(), 14);
+    display.seSchriftgroesse->setValue(0);
+    SaveDisplaySettings(config, display.Settings());
+    EXPECT_EQ(LoadDisplaySettings(config).fontSize, 0);
+
+    qputenv("KALVEX_AUTOCLOSE", "1");
+    EXPECT_FALSE(NoticeSuppressed("Test"));
+    ShowNotice(nullptr, "Test", "Hinweistext");   // closes at once, box not ticked
+    EXPECT_FALSE(NoticeSuppressed("Test"));
+    TIniFile(config.ConfigIniFileName()).WriteBool("Hinweise", "Test", true);
+    EXPECT_TRUE(NoticeSuppressed("Test"));
+    qunsetenv("KALVEX_AUTOCLOSE");
+    TConfig::Free();
+    qunsetenv("KALVEX_REGISTRY");
+}
