@@ -15,6 +15,7 @@
 #include "config/LanguageUnit.h"
 
 #include <QApplication>
+#include <QTimer>
 #include "compose/rtf/RtfReader.h"
 
 #include <QTextCursor>
@@ -150,6 +151,20 @@ void fillWindow(TMainForm& window, const TDistributionWindowSetup& setup)
     window.AddAttachmentFiles(setup.attachments);
 }
 
+
+
+// KALVEX_SCRIPT=send: the window sends what it holds and closes, for
+// unattended demo runs (with KALVEX_AUTOCLOSE=1 for the message boxes).
+void scriptWindow(TMainForm& window)
+{
+    if (qEnvironmentVariable("KALVEX_SCRIPT") != QLatin1String("send"))
+        return;
+    QTimer::singleShot(0, &window, [&window] {
+        window.barbtSend->trigger();
+        window.done(QDialog::Accepted);
+    });
+}
+
 }  // namespace
 
 TDistributionWindowResult RunDistributionWindow(const TDistributionWindowSetup& setup)
@@ -160,6 +175,7 @@ TDistributionWindowResult RunDistributionWindow(const TDistributionWindowSetup& 
     TMailingRun run(window.Model(), messages, TConfig::Ensure(), makeRunDeps(messages, progress));
     window.SetServices(makeServices(run, messages, progress, setup.adr, setup.lang));
     fillWindow(window, setup);
+    scriptWindow(window);
     RunModal(window);
     TDistributionWindowResult result;
     result.exitCode = window.FExitCode;

@@ -114,3 +114,39 @@ TEST_F(TemplateWindows, CategoriesAreRenamedAndDeletedWithTheirEntries)
     blocks.show();
     blocks.grab().save(QString(KALVEX_SCREENSHOT_DIR) + "/text-blocks.png");
 }
+
+#include "DemoInstallation.h"
+#include "ui/fMainForm.h"
+
+// The user picks a template in the distribution window: subject and body
+// come merged with the host's fields, the repeat block once per row, in
+// the window's language (block markers keep their German suffixes).
+TEST(TemplateChoice, MergedOnceAtChoiceInBothLanguages)
+{
+    QSqlDatabase::connectionNames();
+    kalvex::testing::WidgetApp();
+    kalvex::testing::DemoInstallation site;
+    for (const int32_t lang : {1031, 1033}) {
+        TRecordingMessages messages;
+        TMainForm form(messages, {}, QString(), false);
+        form.SetFelder(&site.Fields);
+        form.FVorlageArtGUID = site.Kind;
+        form.InitializeVorlagenAuswahl(&site.Module->FProgrammVorlageListe, lang);
+        const QUuid chosen = lang == 1031 ? site.TemplateDE : site.TemplateEN;
+        const int index = form.cbVorlagen->findData(chosen);
+        ASSERT_GE(index, 0);
+        form.cbVorlagen->setCurrentIndex(index);
+        emit form.cbVorlagen->activated(index);   // what a click on the entry sends
+        EXPECT_EQ(form.FSelectedVorlageGUID, chosen);
+        const QString body = form.edBody->toPlainText();
+        if (lang == 1031) {
+            EXPECT_EQ(form.edBetreff->text(), "Mängelanzeige Neubau Lagerhalle Nord");
+            EXPECT_TRUE(body.contains("1. Risse im Estrich\n2. Tür schließt nicht\nBitte beseitigen Sie sie bis zum 15.12.2026."))
+                << body.toStdString();
+        } else {
+            EXPECT_EQ(form.edBetreff->text(), "Defect notice Neubau Lagerhalle Nord");
+            EXPECT_TRUE(body.contains("2. Tür schließt nicht\nPlease remedy them by 15.12.2026.")) << body.toStdString();
+        }
+        EXPECT_TRUE(messages.Entries().empty());
+    }
+}
