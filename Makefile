@@ -11,7 +11,7 @@ DEB_PACKAGES := cmake ninja-build g++ pkg-config qt6-base-dev libqt6sql6-sqlite 
 	openssl sqlite3 libsqlite3-dev clang libclang-rt-14-dev \
 	mariadb-server libqt6sql6-mysql libqt6sql6-odbc unixodbc odbc-mariadb tdsodbc mdbtools mrtg-contrib
 
-.PHONY: all deps build test run bench fuzz clean
+.PHONY: all deps build test run bench fuzz screenshots clean
 
 all: build
 
@@ -34,7 +34,10 @@ test: build
 	cd $(BUILD_DIR) && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j1
 
 run: build
-	$(BUILD_DIR)/apps/demo-host/kalvex-demo-host
+	sh tools/run_demo.sh $(BUILD_DIR) $(RUN_ARGS)
+
+screenshots: build
+	QT_QPA_PLATFORM=offscreen $(BUILD_DIR)/tests/ui/kalvex_screenshots $(BUILD_DIR)/screenshots
 
 bench: build
 	for b in $$(find $(BUILD_DIR)/bench -maxdepth 2 -type f -name 'kalvex_bench_*' -perm -u+x | sort); do \

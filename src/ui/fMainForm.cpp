@@ -178,12 +178,22 @@ void TMainForm::ApplyDisplaySettings(const TDisplaySettings& settings)
             font.setPointSize(settings.fontSize);
         grid->setFont(font);
         grid->horizontalHeader()->setSectionResizeMode(settings.autoWidth ? QHeaderView::ResizeToContents : QHeaderView::Interactive);
-        grid->horizontalHeader()->setStretchLastSection(true);
+        grid->horizontalHeader()->setStretchLastSection(grid != gridEmpf);
         for (int r = 0; r < grid->rowCount(); ++r)
             for (int c = 0; c < grid->columnCount(); ++c)
                 if (QTableWidgetItem* item = grid->item(r, c))
                     item->setTextAlignment(settings.centred ? Qt::AlignCenter : Qt::AlignLeft | Qt::AlignVCenter);
     }
+    // The subject is what the user looks for in the mail lists: it gets the room.
+    for (const auto& [grid, subject] : {std::pair{gridGesendet, 1}, std::pair{gridEntwuerfe, 0}}) {
+        grid->horizontalHeader()->setStretchLastSection(false);
+        grid->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
+        grid->horizontalHeader()->setSectionResizeMode(subject, settings.autoWidth ? QHeaderView::ResizeToContents : QHeaderView::Stretch);
+    }
+    gridGesendetAnhang->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    // The address is what the user checks: it gets the room, the kind column what its box needs.
+    gridEmpf->horizontalHeader()->setSectionResizeMode(ColEmpfAdr, QHeaderView::Stretch);
+    gridEmpf->horizontalHeader()->setSectionResizeMode(ColEmpfListe, QHeaderView::ResizeToContents);
 }
 
 void TMainForm::editDisplaySettings()

@@ -1,0 +1,114 @@
+// Saves PNGs of every window in German and English, as a user sees them:
+//   kalvex_screenshots <folder>       (make screenshots; not part of CI)
+
+#include "DemoInstallation.h"
+#include "TestApp.h"
+
+#include "address/uKontakt.h"
+#include "config/UserMessages.h"
+#include "ui/fAdresseManuell.h"
+#include "ui/fDarstellung.h"
+#include "ui/fEmpfWaehlen.h"
+#include "ui/fGesendeteMail.h"
+#include "ui/fMainForm.h"
+#include "ui/fSetup.h"
+#include "ui/fVorlagen.h"
+
+#include <QDir>
+#include <QSqlDatabase>
+#include <QTabWidget>
+#include <cstdio>
+
+using namespace kalvex;
+
+namespace {
+
+QString gOut;
+
+void save(QWidget& w, const QString& name, int32_t lang)
+{
+    w.show();
+    const QString file = QStringLiteral("%1/%2-%3.png").arg(gOut, name, lang == 1031 ? "de" : "en");
+    w.grab().save(file);
+    std::printf("%s\n", qPrintable(file));
+}
+
+void mainWindow(kalvex::testing::DemoInstallation& site, TRecordingMessages& messages, int32_t lang)
+{
+    TMainFormServices services;
+    services.mails = [&site]() -> const TEMailListe* { return &site.Module->FEMailListe; };
+    TMainForm form(messages, services, QString(), false);
+    form.SetFelder(&site.Fields);
+    form.FVorlageArtGUID = site.Kind;
+    form.InitializeVorlagenAuswahl(&site.Module->FProgrammVorlageListe, lang);
+    form.SetVorlagenAuswahl(lang == 1031 ? site.TemplateDE : site.TemplateEN);
+    form.AddRecipientRow({"anna.schaefer@example.org", "Anna Schäfer", "Schäfer Hochbau GmbH", 0, 0, 0, TEmpfaengerTyp::elAn});
+    form.AddRecipientRow({"bernd.albers@example.org", "Bernd Albers", "Albers & Söhne", 0, 0, 0, TEmpfaengerTyp::elCc});
+    form.FillMailLists();
+    save(form, "main-compose", lang);
+    form.ribbon->setCurrentIndex(1);
+    save(form, "main-sent", lang);
+    form.ribbon->setCurrentIndex(2);
+    save(form, "main-drafts", lang);
+    TFormTastenkombinationen keys(form.actions());
+    save(keys, "shortcuts", lang);
+}
+
+void companions(kalvex::testing::DemoInstallation& site, TRecordingMessages& messages, int32_t lang)
+{
+    TQMBDatabaseHandler& h = site.Module->Handler();
+    TFormSetup setup(messages);
+    setup.Initialize(TConfig::Ensure());
+    save(setup, "settings", lang);
+    TFormEmpfWaehlen select(h, nullptr, TEmpfWaehlenMode::emAuswahl, messages);
+    save(select, "recipients", lang);
+    TFormEmpfWaehlen manage(h, nullptr, TEmpfWaehlenMode::emAdressVerwaltung, messages);
+    save(manage, "address-management", lang);
+    TKontakt k;
+    k.Vorname = "Anna";
+    k.Nachname = "Schäfer";
+    k.EMail = "anna.schaefer@example.org";
+    TFormKontakt contact(k);
+    save(contact, "contact", lang);
+    TFormVorlagen templates(h, messages, &site.Module->FProgrammVorlageListe, lang);
+    save(templates, "templates", lang);
+    TFormtextbausteine blocks(h, messages);
+    save(blocks, "text-blocks", lang);
+    TFormAdresseManuell manual;
+    save(manual, "manual-address", lang);
+    TFormGesendeteMail view(site.Module->FEMailListe[0], messages);
+    save(view, "sent-mail", lang);
+    TFormDarstellung display(TDisplaySettings{});
+    save(display, "display", lang);
+    TFormHinweis notice(Tx(2290, "Die E-Mail wird an Ihr Standard-E-Mail-Programm übergeben. Bitte prüfen und senden Sie sie dort."));
+    save(notice, "notice", lang);
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    QSqlDatabase::connectionNames();
+    kalvex::testing::WidgetApp();
+    gOut = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QStringLiteral("screenshots");
+    QDir().mkpath(gOut);
+    for (const int32_t lang : {1031, 1033}) {
+        kalvex::testing::DemoInstallation site;
+        TLang::Install(std::make_unique<TLang>(QFileInfo(QStringLiteral(KALVEX_TRANSLATIONS_DB)).absolutePath()))
+            .SetLanguage(lang);
+        const int32_t group = NeueGruppeAnlegen(site.Module->Handler(), lang == 1031 ? "Nachunternehmer" : "Subcontractors");
+        TKontakt k;
+        k.Vorname = "Claudia";
+        k.Nachname = "Wolf";
+        k.Firma = "Planungsbüro Wolf";
+        k.EMail = "claudia.wolf@example.org";
+        k.Save(site.Module->Handler(), group);
+        site.LogMail(lang == 1031 ? "Mängelanzeige Neubau Lagerhalle Nord" : "Defect notice Neubau Lagerhalle Nord",
+                     TMailStatus::stGesendet);
+        site.LogMail(lang == 1031 ? "Entwurf: Abnahmetermin" : "Draft: acceptance date", TMailStatus::stEntwurf);
+        TRecordingMessages messages;
+        mainWindow(site, messages, lang);
+        companions(site, messages, lang);
+    }
+    return 0;
+}
