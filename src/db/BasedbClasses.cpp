@@ -314,7 +314,7 @@ TFieldType typeOfField(const QSqlField& f)
 }  // namespace
 
 TQMBDatabaseHandler::TQMBDatabaseHandler(std::unique_ptr<TQMBDatabase> database, const QString& logPrefix, int)
-    : FDatabase(std::move(database)), FLogPrefix(logPrefix)
+    : FPerformanceLog(std::make_unique<TQMBDatabasePerformanceLog>(*this)), FDatabase(std::move(database)), FLogPrefix(logPrefix)
 {
     addlog(QStringLiteral("TQMBDatabaseHandler.Create für \"%1\"").arg(FDatabase->ConnectionInfo().DatabaseName),
            TLogLevel::llNormal);
@@ -445,6 +445,16 @@ QString TQMBDatabaseHandler::GetDefaultPrimaryKeyName(const QString& table, cons
     return QStringLiteral("PK_{TableName}_{FieldName}")
         .replace(QStringLiteral("{TableName}"), table, Qt::CaseInsensitive)
         .replace(QStringLiteral("{FieldName}"), field, Qt::CaseInsensitive);
+}
+
+QString TQMBDatabaseHandler::GetDefaultForeignKeyName(const QString& srcTable, const QString& srcField, const QString& destTable,
+                                                      const QString& destField)
+{
+    return QStringLiteral("FK_{SrcTableName}_{SrcFieldName}_{DestTableName}_{DestFieldName}")
+        .replace(QStringLiteral("{SrcTableName}"), srcTable, Qt::CaseInsensitive)
+        .replace(QStringLiteral("{SrcFieldName}"), srcField, Qt::CaseInsensitive)
+        .replace(QStringLiteral("{DestTableName}"), destTable, Qt::CaseInsensitive)
+        .replace(QStringLiteral("{DestFieldName}"), destField, Qt::CaseInsensitive);
 }
 
 QString TQMBDatabaseHandler::GetDefaultIndexName(const QString& table, const QString& fields)

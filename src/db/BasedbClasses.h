@@ -16,6 +16,7 @@
 #include <QSqlQuery>
 #include <QString>
 #include <QStringList>
+#include <QUuid>
 #include <QVariant>
 #include <functional>
 #include <memory>
@@ -96,6 +97,60 @@ TParamInfoV2Array VariantArrayToParamInfoArray(const QVariantList& params);
 QString RenderParamsForLog(const TParamInfoV2Array& params);
 
 class TQMBDatabaseHandler;
+class TQMBDataSet;
+
+enum class TCopyTableOption {
+    ctCopyAutoIncAsInt, ctCopyAutoIncAsAutoInc, ctCopyFieldTypeBytes, ctForceCreateTableIfEmpty, ctReturnMaxIgnoreField,
+    ctReturnLastAutoInc, ctRowIdColumnnameAsInteger
+};
+enum class TCopyTableSettingsKeyExistsAction { keSkip, keUpdate };
+
+// How copyTableValuesV4 copies: which key decides "row exists", which
+// columns get fixed values, which are left out.
+struct TCopyTableSettings {
+    struct KeyExistsCheck {
+        bool Active = false;
+        QString KeyFieldName;
+        TFieldType KeyFieldType = TFieldType::ftInteger;
+        TCopyTableSettingsKeyExistsAction KeyExistsAction = TCopyTableSettingsKeyExistsAction::keSkip;
+    } KeyExists;
+    QList<QPair<QString, QVariant>> ReplaceFieldList;   // column, value for every row
+    QStringList IgnoreFieldListForCopy;
+    QStringList IgnoreFieldListForCreateTable;
+    bool IgnoreExceptions = false;
+    QList<TCopyTableOption> Options;
+    int MaxRecordCount = -1;   // -1: all rows
+    bool Has(TCopyTableOption o) const { return Options.contains(o); }
+};
+
+struct TSessionInfo {
+    bool Valid = false;
+    QString SessionID;
+    QString UserID;
+    QDateTime LoginTime;
+    QString LoginComputer;
+};
+
+// Slow statements into a table of the store itself (default off).
+class TQMBDatabasePerformanceLog {
+public:
+    TQMBDatabasePerformanceLog(TQMBDatabaseHandler& handler, bool autoCreateTable = false,
+                               QString tablename = QStringLiteral("SqlPerformanceLog"));
+    void CreateTable();
+    // Writes a row when active, connected and the statement took at least
+    // DurationMinSeconds; never for statements on the log table, ALTER or DROP.
+    void LogSqlCommand(const QString& sql, const TParamInfoV2Array& params, const QElapsedTimer& started);
+    bool Active = false;
+    double DurationMinSeconds = 1.0;
+    bool AutoCreateTable;
+    const QString& Tablename() const { return FTablename; }
+
+private:
+    TQMBDatabaseHandler& FHandler;
+    QString FTablename;
+    bool FAutoCreateTableDone = false;
+    bool FWriting = false;   // the log's own insert is not measured
+};
 
 // One cached query object.
 class TQMBDataSet {
@@ -241,7 +296,55 @@ public:
     virtual void RollbackTrans() = 0;
     virtual unsigned GetTransactionNestedCount() const = 0;
 
+    // Sums and GUIDs; the MIN/MAX/SUM expressions the CalcSQL family builds.
+    qint64 CalcSQL_SumInt(const QString& table, const QString& field, const QString& where = QString());
+    double CalcSQL_SumReal(const QString& table, const QString& field, const QString& where = QString());
+    QUuid CalcSQL_GUID(const QUuid& def, const QString& command, const TParamInfoV2Array& params = {});
+    virtual QString BuildSqlSumInt(const QString& field, const QString& alias) const;
+    virtual QString BuildSqlMinReal(const QString& field, const QString& alias) const;
+    virtual QString BuildSqlMaxReal(const QString& field, const QString& alias) const;
+    virtual QString BuildSqlSumReal(const QString& field, const QString& alias) const;
+
+    // Row versions: bytes read big-endian into a number.
+    static qint64 ConvertRowVersion(const QVariant& value);
+    qint64 GetRowVersion(const QString& sql, const TParamInfoV2Array& params = {});
+
+    // Blobs between a row and a file, without holding them in a string.
+    void SetLargeBLOBFromFile(const QString& table, const QString& keyField, const QVariant& keyValue,
+                              const QString& blobField, const QString& fileName);
+    void GetLargeBLOBAsFile(const QString& table, const QString& keyField, const QVariant& keyValue,
+                            const QString& blobField, const QString& fileName);
+
+    // Sessions of the users working on the store (table DBActiveSession).
+    void InitSession();
+    void SessionForceClose(const QString& sessionID);
+    QStringList GetActiveSessionIDs();
+    TSessionInfo GetSessionInfo(const QString& sessionID);
+    bool SessionActive();
+    const QString& SessionID() const { return FSessionID; }
+    QString UserID;
+
+    // A number no other caller of the same table gets, across processes.
+    qint64 getUniqueID(const QString& idTableName = QString());
+
+    // Copies rows between tables, creating the target when it is missing.
+    qint64 copyTableValuesV4(const QString& sourceTable, const QString& targetTable, const TCopyTableSettings& settings);
+    qint64 copyTableValuesV4(TQMBDataSet& source, const QString& targetTable, const TCopyTableSettings& settings,
+                             const QString& autoIncField = QString());
+    // Identity inserts for stores that refuse explicit counter values.
+    virtual void SetAutoIncInsert(const QString& table, bool activate);
+    // The table's counter column, when the store can tell ("" otherwise).
+    virtual QString AutoIncFieldOf(const QString& table);
+
+    // Inserts and updates from column/value lists.
+    qint64 Insert(const QString& table, const QList<QPair<QString, QVariant>>& values);
+    qint64 Update(const QString& table, const QList<QPair<QString, QVariant>>& values, const QString& idFieldName);
+
+    TQMBDatabasePerformanceLog& PerformanceLog() { return *FPerformanceLog; }
+
     static QString GetDefaultPrimaryKeyName(const QString& table, const QString& field);
+    static QString GetDefaultForeignKeyName(const QString& srcTable, const QString& srcField, const QString& destTable,
+                                            const QString& destField);
     static QString GetDefaultIndexName(const QString& table, const QString& fields);
 
     // The SQL log: "log-sql.txt" unless named otherwise.
@@ -261,6 +364,8 @@ public:
 
 protected:
     void countStatement() { ++FStatementCount; }
+    std::unique_ptr<TQMBDatabasePerformanceLog> FPerformanceLog;
+    QString FSessionID;
     std::unique_ptr<TQMBDatabase> FDatabase;
     QRecursiveMutex FLock;
     QString FLogPrefix;

@@ -202,4 +202,11 @@ QString TQMBMariaDBDataBaseHandler::getSystemTimeCommand(bool includeDate, bool 
     return includeDate ? QStringLiteral("CURDATE()") : QStringLiteral("CURTIME()");
 }
 
+QString TQMBMariaDBDataBaseHandler::AutoIncFieldOf(const QString& table)
+{
+    return CalcSQL_String(QString(), QStringLiteral("SELECT COLUMN_NAME FROM information_schema.COLUMNS WHERE TABLE_SCHEMA = DATABASE() "
+                                                    "AND TABLE_NAME = :t AND EXTRA LIKE '%auto_increment%'"),
+                          {P(QStringLiteral("t"), table)});
+}
+
 }  // namespace kalvex

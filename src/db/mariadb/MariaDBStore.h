@@ -39,6 +39,7 @@ public:
     QString FieldTypeToString(const TFieldInfoV2& field) const override;
     qint64 getDatabaseSize() override;
     QString getSystemTimeCommand(bool includeDate, bool includeTime) const override;
+    QString AutoIncFieldOf(const QString& table) override;
 
 protected:
     QString InsertedIdSQL() const override { return QStringLiteral("SELECT LAST_INSERT_ID()"); }

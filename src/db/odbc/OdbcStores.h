@@ -80,7 +80,7 @@ public:
     // with given values for identity columns (copying tables with IDs).
     QString GetRowVersionMaxDBSQL() const { return QStringLiteral("SELECT @@DBTS"); }
     static QString SetAutoIncInsertSQL(const QString& table, bool activate);
-    void SetAutoIncInsert(const QString& table, bool activate);
+    void SetAutoIncInsert(const QString& table, bool activate) override;
 
 protected:
     QString InsertedIdSQL() const override { return FDialect.insertedIdSql; }

@@ -223,6 +223,8 @@ TConnectionError TQMBQtSqlDatabaseHandler::GetConnectionError() const
 
 QVariant TQMBQtSqlDatabaseHandler::StoredValue(const QVariant& v) const
 {
+    if (v.isNull())
+        return v;
     switch (v.typeId()) {
     case QMetaType::QDateTime: return DateTimeToJulianDay(v.toDateTime());
     case QMetaType::QDate: return DateTimeToJulianDay(QDateTime(v.toDate(), QTime(0, 0)));
@@ -292,6 +294,8 @@ qint64 TQMBQtSqlDatabaseHandler::ExecSQL(const QString& command, const TParamInf
 {
     QMutexLocker lock(&FLock);
     logStatement("ExecSQL", command, !params.empty());
+    QElapsedTimer started;
+    started.start();
     QSqlQuery& query = preparedExec(command, params);
     bindParams(query, command, params);
     if (!query.exec()) {
@@ -302,6 +306,7 @@ qint64 TQMBQtSqlDatabaseHandler::ExecSQL(const QString& command, const TParamInf
     const qint64 affected = query.numRowsAffected();
     query.finish();
     FLastError.clear();
+    FPerformanceLog->LogSqlCommand(command, params, started);
     if (ret == TExecSQLReturnValue::erInsertedID)
         return CalcSQL_Int(0, InsertedIdSQL());
     return affected;
@@ -328,6 +333,7 @@ TQMBDataSet* TQMBQtSqlDatabaseHandler::OpenSQL(const QString& command, const TPa
     }
     ds->MarkOpen();
     FLastError.clear();
+    FPerformanceLog->LogSqlCommand(command, params, timer);
     addlog(QStringLiteral("Zeit: ") + QTime(0, 0).addMSecs(static_cast<int>(timer.elapsed())).toString(QStringLiteral("hh:mm:ss,zzz")),
            TLogLevel::llDebug);
     return ds;

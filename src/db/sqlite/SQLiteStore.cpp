@@ -172,4 +172,14 @@ void TQMBSQLiteDatabaseHandler::deleteField(const QString& table, const QString&
     }
 }
 
+// The one column declared INTEGER PRIMARY KEY AUTOINCREMENT.
+QString TQMBSQLiteDatabaseHandler::AutoIncFieldOf(const QString& table)
+{
+    static const QRegularExpression column(QStringLiteral("[\\[\"`]?(\\w+)[\\]\"`]?\\s+INTEGER\\s+PRIMARY\\s+KEY\\s+AUTOINCREMENT"),
+                                           QRegularExpression::CaseInsensitiveOption);
+    const QString sql = CalcSQL_String(QString(), QStringLiteral("SELECT sql FROM sqlite_master WHERE type='table' AND name = :t"),
+                                       {P(QStringLiteral("t"), table)});
+    return column.match(sql).captured(1);
+}
+
 }  // namespace kalvex

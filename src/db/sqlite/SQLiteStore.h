@@ -28,6 +28,7 @@ public:
     QString FieldTypeToString(const TFieldInfoV2& field) const override;
     qint64 getDatabaseSize() override;
     QString getSystemTimeCommand(bool includeDate, bool includeTime) const override;
+    QString AutoIncFieldOf(const QString& table) override;
 
     // Rebuilds a table from its changed CREATE statement (SQLite cannot
     // drop or change columns in place). Keeps the backup when rows are lost.

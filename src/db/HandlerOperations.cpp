@@ -1,0 +1,410 @@
+// The handler operations that every store gets from the base class,
+// written once in bracket-quoted SQL: sums, row versions, large blobs,
+// sessions, unique numbers, table copies, inserts and updates, and the
+// performance log.
+
+#include "db/BasedbClasses.h"
+
+#include "config/KalvexError.h"
+#include "db/qtsql/QtSqlStore.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QSaveFile>
+#include <QSqlField>
+#include <QSqlRecord>
+#include <QSysInfo>
+#include <QThread>
+
+namespace kalvex {
+
+namespace {
+
+constexpr int kUniqueIdAttempts = 500;
+constexpr int kUniqueIdRetryMs = 10;
+const QString kSessionTable = QStringLiteral("DBActiveSession");
+
+QString aggregate(const char* function, const QString& field, const QString& alias)
+{
+    return QLatin1String(function) + QLatin1Char('(') + field + QLatin1Char(')')
+         + (alias.isEmpty() ? QString() : QStringLiteral(" AS ") + alias);
+}
+
+QString withWhere(QString sql, const QString& where)
+{
+    return where.isEmpty() ? sql : sql + QStringLiteral(" WHERE ") + where;
+}
+
+// Stores keep date-times as Julian day numbers or as their own type.
+QDateTime dateTimeOf(const QVariant& v)
+{
+    return v.typeId() == QMetaType::QDateTime ? v.toDateTime() : JulianDayToDateTime(v.toDouble());
+}
+
+TFieldInfoV2 fieldInfoOf(const QSqlField& f, const TCopyTableSettings& settings)
+{
+    TFieldInfoV2 info;
+    info.Fieldname = f.name();
+    info.Length = f.length() > 0 ? static_cast<int>(f.length()) : 255;
+    switch (f.metaType().id()) {
+    case QMetaType::Int:
+    case QMetaType::LongLong: info.Datatype = TFieldType::ftInteger; break;
+    case QMetaType::Double: info.Datatype = TFieldType::ftFloat; break;
+    case QMetaType::QByteArray: info.Datatype = TFieldType::ftBlob; break;
+    case QMetaType::QDateTime: info.Datatype = TFieldType::ftDateTime; break;
+    case QMetaType::Bool: info.Datatype = TFieldType::ftBoolean; break;
+    default: info.Datatype = TFieldType::ftMemo; break;
+    }
+    if (f.isAutoValue() && settings.Has(TCopyTableOption::ctCopyAutoIncAsAutoInc))
+        info.Datatype = TFieldType::ftAutoInc;
+    if (settings.Has(TCopyTableOption::ctRowIdColumnnameAsInteger) && f.name().compare(QLatin1String("ROWID"), Qt::CaseInsensitive) == 0)
+        info.Datatype = TFieldType::ftInteger;
+    return info;
+}
+
+void checkCopyOptions(const QString& target, const TCopyTableSettings& s)
+{
+    const QString prefix = QStringLiteral("TQMBDatabaseHandler.copyTableValues for \"%1\": ").arg(target);
+    if (s.Has(TCopyTableOption::ctCopyAutoIncAsInt) && s.Has(TCopyTableOption::ctCopyAutoIncAsAutoInc))
+        throw EKalvex(prefix + QStringLiteral("ctCopyAutoIncAsInt und ctCopyAutoIncAsAutoInc sind nicht gleichzeitig zulässig."));
+    if (s.Has(TCopyTableOption::ctReturnMaxIgnoreField) && s.Has(TCopyTableOption::ctReturnLastAutoInc))
+        throw EKalvex(prefix + QStringLiteral("ctReturnMaxIgnoreField und ctReturnLastAutoInc sind nicht gleichzeitig zulässig."));
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------- sums, GUIDs, row versions
+
+QString TQMBDatabaseHandler::BuildSqlSumInt(const QString& field, const QString& alias) const { return aggregate("SUM", field, alias); }
+QString TQMBDatabaseHandler::BuildSqlMinReal(const QString& field, const QString& alias) const { return aggregate("MIN", field, alias); }
+QString TQMBDatabaseHandler::BuildSqlMaxReal(const QString& field, const QString& alias) const { return aggregate("MAX", field, alias); }
+QString TQMBDatabaseHandler::BuildSqlSumReal(const QString& field, const QString& alias) const { return aggregate("SUM", field, alias); }
+
+qint64 TQMBDatabaseHandler::CalcSQL_SumInt(const QString& table, const QString& field, const QString& where)
+{
+    return CalcSQL_Int(0, withWhere(QStringLiteral("SELECT %1 FROM [%2]").arg(BuildSqlSumInt(field, QString()), table), where));
+}
+
+double TQMBDatabaseHandler::CalcSQL_SumReal(const QString& table, const QString& field, const QString& where)
+{
+    return CalcSQL_Real(0, withWhere(QStringLiteral("SELECT %1 FROM [%2]").arg(BuildSqlSumReal(field, QString()), table), where));
+}
+
+QUuid TQMBDatabaseHandler::CalcSQL_GUID(const QUuid& def, const QString& command, const TParamInfoV2Array& params)
+{
+    const QString text = CalcSQL_String(QString(), command, params);
+    const QUuid guid = QUuid::fromString(text);
+    return text.isEmpty() || guid.isNull() ? def : guid;
+}
+
+qint64 TQMBDatabaseHandler::ConvertRowVersion(const QVariant& value)
+{
+    quint64 result = 0;
+    for (const char byte : value.toByteArray())
+        result = (result << 8) + static_cast<unsigned char>(byte);
+    return static_cast<qint64>(result);
+}
+
+qint64 TQMBDatabaseHandler::GetRowVersion(const QString& sql, const TParamInfoV2Array& params)
+{
+    TQMBDataSet* ds = OpenSQL(sql, params);
+    const qint64 version = ds->Next() ? ConvertRowVersion(ds->getDataSet().value(0)) : 0;
+    ds->Close();
+    return version;
+}
+
+// ---------------------------------------------------------------- large blobs
+
+void TQMBDatabaseHandler::SetLargeBLOBFromFile(const QString& table, const QString& keyField, const QVariant& keyValue,
+                                               const QString& blobField, const QString& fileName)
+{
+    addlog(QStringLiteral("SetLargeBlobFromFile %1.%2 <- %3").arg(table, blobField, fileName), TLogLevel::llDebug);
+    ExecSQL(QStringLiteral("UPDATE %1 SET [%2]=:p1 WHERE [%3]=:p2").arg(table, blobField, keyField),
+            {P(QStringLiteral("p1"), QStringLiteral("ISABLOBVALUEFILENAME") + fileName), P(QStringLiteral("p2"), keyValue)});
+}
+
+void TQMBDatabaseHandler::GetLargeBLOBAsFile(const QString& table, const QString& keyField, const QVariant& keyValue,
+                                             const QString& blobField, const QString& fileName)
+{
+    TQMBDataSet* ds = OpenSQL(QStringLiteral("SELECT [%1] FROM [%2] WHERE [%3] =:p1").arg(blobField, table, keyField),
+                              {P(QStringLiteral("p1"), keyValue)});
+    const bool found = ds->Next();
+    const QByteArray content = found ? ds->getDataSet().value(0).toByteArray() : QByteArray();
+    ds->Close();
+    if (!found)
+        throw EKalvex(QStringLiteral("GetLargeBLOBAsFile: kein Datensatz in %1 mit %2 = %3").arg(table, keyField, keyValue.toString()));
+    QSaveFile file(fileName);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size() || !file.commit())
+        throw EKalvex(QStringLiteral("Die Datei \"%1\" konnte nicht geschrieben werden: %2").arg(fileName, file.errorString()));
+}
+
+// ---------------------------------------------------------------- sessions
+
+void TQMBDatabaseHandler::InitSession()
+{
+    if (!TableExists(kSessionTable))
+        createTable(kSessionTable, {{QStringLiteral("SessionID"), TFieldType::ftWideString, 40, {}, true},
+                                    {QStringLiteral("UserID"), TFieldType::ftWideString, 100, {}, false},
+                                    {QStringLiteral("LoginTime"), TFieldType::ftDateTime, 0, {}, false},
+                                    {QStringLiteral("LoginComputer"), TFieldType::ftWideString, 100, {}, false}});
+    FSessionID = QUuid::createUuid().toString(QUuid::WithBraces).toUpper();
+    ExecSQL(QStringLiteral("INSERT INTO [DBActiveSession] ([SessionID],[UserID],[LoginTime],[LoginComputer]) values "
+                           "(:pSessionID,:pUserID,:pLoginTime,:pLoginComputer)"),
+            {P(QStringLiteral("pSessionID"), FSessionID), P(QStringLiteral("pUserID"), UserID),
+             P(QStringLiteral("pLoginTime"), QDateTime::currentDateTime()),
+             P(QStringLiteral("pLoginComputer"), QSysInfo::machineHostName())});
+}
+
+void TQMBDatabaseHandler::SessionForceClose(const QString& sessionID)
+{
+    ExecSQL(QStringLiteral("DELETE FROM [DBActiveSession] WHERE [SessionID]=:p1"), {P(QStringLiteral("p1"), sessionID)});
+}
+
+QStringList TQMBDatabaseHandler::GetActiveSessionIDs()
+{
+    QStringList ids;
+    if (!TableExists(kSessionTable))
+        return ids;
+    TQMBDataSet* ds = OpenSQL(QStringLiteral("SELECT [SessionID] FROM [DBActiveSession] ORDER BY [LoginTime]"));
+    while (ds->Next())
+        ids << ds->getDataSet().value(0).toString();
+    ds->Close();
+    return ids;
+}
+
+TSessionInfo TQMBDatabaseHandler::GetSessionInfo(const QString& sessionID)
+{
+    TSessionInfo info;
+    if (!TableExists(kSessionTable))
+        return info;
+    TQMBDataSet* ds = OpenSQL(QStringLiteral("SELECT * FROM [DBActiveSession] WHERE [SessionID]=:p1"), {P(QStringLiteral("p1"), sessionID)});
+    if (ds->Next()) {
+        info.Valid = true;
+        info.SessionID = ds->Field(QStringLiteral("SessionID")).toString();
+        info.UserID = ds->Field(QStringLiteral("UserID")).toString();
+        info.LoginTime = dateTimeOf(ds->Field(QStringLiteral("LoginTime")));
+        info.LoginComputer = ds->Field(QStringLiteral("LoginComputer")).toString();
+    }
+    ds->Close();
+    return info;
+}
+
+bool TQMBDatabaseHandler::SessionActive()
+{
+    return !FSessionID.isEmpty() && GetSessionInfo(FSessionID).Valid;
+}
+
+// ---------------------------------------------------------------- unique numbers
+
+// The update marks the row with this call's token; when another caller
+// came between update and read, the token differs and the call tries again.
+qint64 TQMBDatabaseHandler::getUniqueID(const QString& idTableName)
+{
+    const QString table = idTableName.isEmpty() ? QStringLiteral("IDTABLE") : QStringLiteral("IDTABLE_") + idTableName;
+    if (!TableExists(table))
+        createTable(table, {{QStringLiteral("LastID"), TFieldType::ftInteger, 0, {}, false},
+                            {QStringLiteral("Locked"), TFieldType::ftWideString, 40, {}, false}});
+    const QString token = QUuid::createUuid().toString(QUuid::WithoutBraces);
+    for (int attempt = 0; attempt < kUniqueIdAttempts; ++attempt) {
+        BeginTrans();
+        try {
+            if (ExecSQL(QStringLiteral("UPDATE [%1] SET [LastID]=[LastID]+1,[Locked]=:p1").arg(table), {P(QStringLiteral("p1"), token)}) == 0) {
+                ExecSQL(QStringLiteral("INSERT INTO [%1] ([LastID]) values (1)").arg(table));
+                CommitTrans();
+                continue;
+            }
+            TQMBDataSet* ds = OpenSQL(QStringLiteral("SELECT [LastID],[Locked] FROM [%1]").arg(table));
+            qint64 lastID = 0;
+            QString locked;
+            int rows = 0;
+            for (; ds->Next(); ++rows)
+                if (ds->getDataSet().value(0).toLongLong() >= lastID) {
+                    lastID = ds->getDataSet().value(0).toLongLong();
+                    locked = ds->getDataSet().value(1).toString();
+                }
+            ds->Close();
+            if (rows > 1)
+                ExecSQL(QStringLiteral("DELETE FROM [%1] WHERE [LastID]<:p1").arg(table), {P(QStringLiteral("p1"), lastID)});
+            CommitTrans();
+            if (locked == token)
+                return lastID;
+        } catch (...) {
+            RollbackTrans();
+            throw;
+        }
+        QThread::msleep(kUniqueIdRetryMs);
+    }
+    throw EKalvex(QStringLiteral("getUniqueID: keine Nummer aus %1 erhalten").arg(table));
+}
+
+// ---------------------------------------------------------------- inserts, updates
+
+qint64 TQMBDatabaseHandler::Insert(const QString& table, const QList<QPair<QString, QVariant>>& values)
+{
+    QStringList fields, names;
+    TParamInfoV2Array params;
+    for (const auto& [field, value] : values) {
+        fields << QLatin1Char('[') + field + QLatin1Char(']');
+        names << QStringLiteral(":p%1").arg(params.size() + 1);
+        params.push_back(P(QStringLiteral("p%1").arg(params.size() + 1), value));
+    }
+    return ExecSQL(QStringLiteral("INSERT INTO [%1] (%2) values (%3)").arg(table, fields.join(QLatin1Char(',')), names.join(QLatin1Char(','))),
+                   params, true, TECommandTypes::sttInsert, TExecSQLReturnValue::erInsertedID);
+}
+
+qint64 TQMBDatabaseHandler::Update(const QString& table, const QList<QPair<QString, QVariant>>& values, const QString& idFieldName)
+{
+    QStringList sets;
+    TParamInfoV2Array params;
+    QVariant id;
+    for (const auto& [field, value] : values) {
+        if (field.compare(idFieldName, Qt::CaseInsensitive) == 0) {
+            id = value;
+            continue;
+        }
+        params.push_back(P(QStringLiteral("p%1").arg(params.size() + 1), value));
+        sets << QStringLiteral("[%1]=:p%2").arg(field).arg(params.size());
+    }
+    params.push_back(P(QStringLiteral("pID"), id));
+    return ExecSQL(QStringLiteral("UPDATE [%1] SET %2 WHERE [%3]=:pID").arg(table, sets.join(QLatin1Char(',')), idFieldName), params,
+                   true, TECommandTypes::sttUpdate);
+}
+
+// ---------------------------------------------------------------- table copies
+
+void TQMBDatabaseHandler::SetAutoIncInsert(const QString&, bool) {}
+
+QString TQMBDatabaseHandler::AutoIncFieldOf(const QString&)
+{
+    return QString();
+}
+
+qint64 TQMBDatabaseHandler::copyTableValuesV4(const QString& sourceTable, const QString& targetTable,
+                                              const TCopyTableSettings& settings)
+{
+    const QString autoIncField = AutoIncFieldOf(sourceTable);
+    TQMBDataSet* source = OpenSQL(QStringLiteral("SELECT * FROM [%1]").arg(sourceTable));
+    try {
+        const qint64 result = copyTableValuesV4(*source, targetTable, settings, autoIncField);
+        source->Close();
+        return result;
+    } catch (...) {
+        source->Close();
+        throw;
+    }
+}
+
+qint64 TQMBDatabaseHandler::copyTableValuesV4(TQMBDataSet& source, const QString& targetTable, const TCopyTableSettings& settings,
+                                              const QString& knownAutoIncField)
+{
+    checkCopyOptions(targetTable, settings);
+    const QSqlRecord record = source.getDataSet().record();
+    TFieldInfoV2List columns, created;
+    QString autoIncField = knownAutoIncField;
+    for (int i = 0; i < record.count(); ++i) {
+        QSqlField f = record.field(i);
+        if (f.name().compare(knownAutoIncField, Qt::CaseInsensitive) == 0)
+            f.setAutoValue(true);
+        const TFieldInfoV2 info = fieldInfoOf(f, settings);
+        if (f.isAutoValue())
+            autoIncField = info.Fieldname;
+        if (!settings.IgnoreFieldListForCreateTable.contains(info.Fieldname, Qt::CaseInsensitive))
+            created.push_back(info);
+        if (!settings.IgnoreFieldListForCopy.contains(info.Fieldname, Qt::CaseInsensitive))
+            columns.push_back(info);
+    }
+    const bool keepAutoInc = settings.Has(TCopyTableOption::ctCopyAutoIncAsAutoInc);
+    if (!TableExists(targetTable))
+        createTable(targetTable, created);
+    if (keepAutoInc && !autoIncField.isEmpty())
+        SetAutoIncInsert(targetTable, true);
+    qint64 result = 0;
+    int copied = 0;
+    while ((settings.MaxRecordCount < 0 || copied < settings.MaxRecordCount) && source.Next()) {
+        TParamInfoV2Array params;
+        QStringList names, marks, sets;
+        QVariant keyValue;
+        for (const TFieldInfoV2& c : columns) {
+            QVariant value = source.getDataSet().value(c.Fieldname);
+            for (const auto& [field, replacement] : settings.ReplaceFieldList)
+                if (field.compare(c.Fieldname, Qt::CaseInsensitive) == 0)
+                    value = replacement;
+            if (c.Fieldname.compare(settings.KeyExists.KeyFieldName, Qt::CaseInsensitive) == 0)
+                keyValue = value;
+            if (settings.Has(TCopyTableOption::ctReturnLastAutoInc) && c.Fieldname == autoIncField)
+                result = std::max(result, value.toLongLong());
+            const QString p = QStringLiteral("p%1").arg(params.size() + 1);
+            params.push_back(P(p, value.isNull() ? QVariant(QMetaType(QMetaType::QString)) : value));
+            names << QLatin1Char('[') + c.Fieldname + QLatin1Char(']');
+            marks << QLatin1Char(':') + p;
+            sets << QStringLiteral("[%1]=:%2").arg(c.Fieldname, p);
+        }
+        for (const QString& ignored : settings.IgnoreFieldListForCopy)
+            if (settings.Has(TCopyTableOption::ctReturnMaxIgnoreField))
+                result = std::max(result, source.getDataSet().value(ignored).toLongLong());
+        try {
+            const bool exists = settings.KeyExists.Active
+                             && CalcSQL_Int(0, QStringLiteral("SELECT COUNT(*) FROM [%1] WHERE [%2]=:k").arg(targetTable, settings.KeyExists.KeyFieldName),
+                                            {P(QStringLiteral("k"), keyValue)}) > 0;
+            if (!exists) {
+                ExecSQL(QStringLiteral("INSERT INTO [%1] (%2) values (%3)").arg(targetTable, names.join(QLatin1Char(',')), marks.join(QLatin1Char(','))),
+                        params, true, TECommandTypes::sttInsert);
+            } else if (settings.KeyExists.KeyExistsAction == TCopyTableSettingsKeyExistsAction::keUpdate) {
+                params.push_back(P(QStringLiteral("pKey"), keyValue));
+                ExecSQL(QStringLiteral("UPDATE [%1] SET %2 WHERE [%3]=:pKey").arg(targetTable, sets.join(QLatin1Char(',')), settings.KeyExists.KeyFieldName),
+                        params, true, TECommandTypes::sttUpdate);
+            }
+        } catch (const EKalvex& e) {
+            if (!settings.IgnoreExceptions)
+                throw;
+            addlog(QStringLiteral("copyTableValues %1: Zeile übersprungen: %2").arg(targetTable, e.message()), TLogLevel::llNormal, true);
+        }
+        ++copied;
+    }
+    if (keepAutoInc && !autoIncField.isEmpty())
+        SetAutoIncInsert(targetTable, false);
+    return result;
+}
+
+// ---------------------------------------------------------------- performance log
+
+TQMBDatabasePerformanceLog::TQMBDatabasePerformanceLog(TQMBDatabaseHandler& handler, bool autoCreateTable, QString tablename)
+    : AutoCreateTable(autoCreateTable), FHandler(handler), FTablename(std::move(tablename))
+{
+}
+
+void TQMBDatabasePerformanceLog::CreateTable()
+{
+    if (FHandler.TableExists(FTablename))
+        return;
+    FHandler.createTable(FTablename, {{QStringLiteral("CreatedTime"), TFieldType::ftDateTime, 0, {}, false},
+                                      {QStringLiteral("SqlCommand"), TFieldType::ftMemo, 0, {}, false},
+                                      {QStringLiteral("Duration"), TFieldType::ftFloat, 0, {}, false}});
+}
+
+void TQMBDatabasePerformanceLog::LogSqlCommand(const QString& sql, const TParamInfoV2Array& params, const QElapsedTimer& started)
+{
+    const double seconds = started.nsecsElapsed() / 1e9;
+    if (!Active || FWriting || seconds < DurationMinSeconds || !FHandler.GetConnected())
+        return;
+    const QString upper = sql.trimmed().toUpper();
+    if (sql.contains(QLatin1Char('[') + FTablename + QLatin1Char(']'), Qt::CaseInsensitive) || upper.startsWith(QLatin1String("ALTER "))
+        || upper.startsWith(QLatin1String("DROP ")))
+        return;
+    FWriting = true;   // the log's own statements are not measured
+    try {
+        if (AutoCreateTable && !FAutoCreateTableDone) {
+            CreateTable();
+            FAutoCreateTableDone = true;
+        }
+        const QString text = params.empty() ? sql : sql + QStringLiteral(" [") + RenderParamsForLog(params) + QLatin1Char(']');
+        FHandler.ExecSQL(QStringLiteral("INSERT INTO [%1] (CreatedTime,SqlCommand,Duration) VALUES (:p1,:p2,:p3)").arg(FTablename),
+                         {P(QStringLiteral("p1"), QDateTime::currentDateTime()), P(QStringLiteral("p2"), text), P(QStringLiteral("p3"), seconds)});
+    } catch (...) {
+        FWriting = false;
+        throw;
+    }
+    FWriting = false;
+}
+
+}  // namespace kalvex

@@ -1,0 +1,149 @@
+// The base-class operations of the handler, on every store.
+
+#include "StoreFixture.h"
+
+#include "config/KalvexError.h"
+
+#include <QFile>
+#include <QRandomGenerator>
+#include <QSet>
+#include <QSysInfo>
+
+using namespace kalvex;
+using namespace kalvex::testing;
+
+namespace {
+
+QString errorOf(const std::function<void()>& f)
+{
+    try {
+        f();
+    } catch (const EKalvex& e) {
+        return e.message();
+    }
+    return QString();
+}
+
+TFieldInfoV2 field(const char* name, TFieldType type, int length = 0)
+{
+    return TFieldInfoV2{name, type, length, QString(), false};
+}
+
+}  // namespace
+
+class HandlerOperations : public StoreTest {};
+
+// Two connections taking numbers in turn never get the same one.
+TEST_P(HandlerOperations, UniqueIdsAndSessions)
+{
+    auto a = OpenHandler();
+    auto b = OpenHandler();
+    QSet<qint64> seen;
+    for (int i = 0; i < 20; ++i) {
+        seen.insert(a->getUniqueID());
+        seen.insert(b->getUniqueID());
+    }
+    EXPECT_EQ(seen.size(), 40);
+    EXPECT_EQ(*std::max_element(seen.begin(), seen.end()), 41);   // the first call seeds the row with 1
+    EXPECT_EQ(a->getUniqueID("Belege"), 2);
+    EXPECT_EQ(a->CalcSQL_Int(0, "select count(*) from [IDTABLE]"), 1);
+
+    a->UserID = "anna";
+    a->InitSession();
+    b->UserID = "bernd";
+    b->InitSession();
+    EXPECT_EQ(a->GetActiveSessionIDs().size(), 2);
+    const TSessionInfo info = b->GetSessionInfo(a->SessionID());
+    ASSERT_TRUE(info.Valid);
+    EXPECT_EQ(info.UserID, "anna");
+    EXPECT_EQ(info.LoginComputer, QSysInfo::machineHostName());
+    EXPECT_LT(std::abs(info.LoginTime.secsTo(QDateTime::currentDateTime())), 120);
+    a->SessionForceClose(b->SessionID());
+    EXPECT_FALSE(b->SessionActive());
+    EXPECT_TRUE(a->SessionActive());
+    EXPECT_FALSE(a->GetSessionInfo("{nicht-da}").Valid);
+}
+
+TEST_P(HandlerOperations, CopyTablesAndLargeBlobs)
+{
+    auto h = OpenHandler();
+    h->createTable("Quelle", {field("ID", TFieldType::ftAutoInc), field("Name", TFieldType::ftWideString, 40),
+                              field("Wert", TFieldType::ftInteger)});
+    for (int i = 1; i <= 4; ++i)
+        h->Insert("Quelle", {{"Name", QString("Zeile %1").arg(i)}, {"Wert", i * 10}});
+    h->ExecSQL("update Quelle set Name = NULL where ID = 4");
+
+    TCopyTableSettings copy;
+    copy.Options = {TCopyTableOption::ctCopyAutoIncAsAutoInc, TCopyTableOption::ctReturnLastAutoInc};
+    EXPECT_EQ(h->copyTableValuesV4("Quelle", "Ziel", copy), 4);
+    EXPECT_EQ(h->CalcSQL_Int(0, "select count(*) from Ziel"), 4);
+    EXPECT_EQ(h->CalcSQL_String("", "select Name from Ziel where ID = 3"), "Zeile 3");
+    EXPECT_EQ(h->CalcSQL_Int(0, "select count(*) from Ziel where Name is null"), 1);   // NULL stays NULL
+
+    TCopyTableSettings update;
+    update.KeyExists.Active = true;
+    update.KeyExists.KeyFieldName = "ID";
+    update.KeyExists.KeyExistsAction = TCopyTableSettingsKeyExistsAction::keUpdate;
+    update.ReplaceFieldList = {{"Wert", 99}};
+    h->copyTableValuesV4("Quelle", "Ziel", update);
+    EXPECT_EQ(h->CalcSQL_Int(0, "select count(*) from Ziel"), 4);
+    EXPECT_EQ(h->CalcSQL_SumInt("Ziel", "Wert"), 4 * 99);
+    update.KeyExists.KeyExistsAction = TCopyTableSettingsKeyExistsAction::keSkip;
+    update.ReplaceFieldList = {{"Wert", 1}};
+    h->copyTableValuesV4("Quelle", "Ziel", update);
+    EXPECT_EQ(h->CalcSQL_SumInt("Ziel", "Wert"), 4 * 99);
+
+    TCopyTableSettings some;
+    some.MaxRecordCount = 2;
+    some.IgnoreFieldListForCopy = {"Wert"};
+    some.Options = {TCopyTableOption::ctReturnMaxIgnoreField};
+    EXPECT_EQ(h->copyTableValuesV4("Quelle", "Teil", some), 20);
+    EXPECT_EQ(h->CalcSQL_Int(0, "select count(*) from Teil where Wert is null"), 2);
+
+    TCopyTableSettings wrong;
+    wrong.Options = {TCopyTableOption::ctCopyAutoIncAsInt, TCopyTableOption::ctCopyAutoIncAsAutoInc};
+    EXPECT_EQ(errorOf([&] { h->copyTableValuesV4("Quelle", "X", wrong); }),
+              "TQMBDatabaseHandler.copyTableValues for \"X\": ctCopyAutoIncAsInt und ctCopyAutoIncAsAutoInc sind nicht gleichzeitig zulässig.");
+
+    h->addField("Quelle", "Daten", TFieldType::ftBlob, 0);
+    QByteArray big(3 * 1024 * 1024, Qt::Uninitialized);
+    for (char& c : big)
+        c = static_cast<char>(QRandomGenerator::global()->bounded(256));
+    QFile in(FDir.filePath("gross.bin"));
+    ASSERT_TRUE(in.open(QIODevice::WriteOnly));
+    in.write(big);
+    in.close();
+    h->SetLargeBLOBFromFile("Quelle", "ID", 2, "Daten", in.fileName());
+    h->GetLargeBLOBAsFile("Quelle", "ID", 2, "Daten", FDir.filePath("zurueck.bin"));
+    QFile out(FDir.filePath("zurueck.bin"));
+    ASSERT_TRUE(out.open(QIODevice::ReadOnly));
+    EXPECT_EQ(out.readAll(), big);
+    EXPECT_FALSE(errorOf([&] { h->GetLargeBLOBAsFile("Quelle", "ID", 77, "Daten", FDir.filePath("x.bin")); }).isEmpty());
+}
+
+TEST_P(HandlerOperations, PerformanceLogRowVersionsAndNames)
+{
+    auto h = OpenHandler();
+    TQMBDatabasePerformanceLog& log = h->PerformanceLog();
+    log.Active = true;
+    log.AutoCreateTable = true;
+    log.DurationMinSeconds = 0;   // every statement counts
+    h->createTable("Zahlen", {field("Wert", TFieldType::ftInteger)});
+    h->ExecSQL("insert into Zahlen (Wert) values (:w)", {P("w", 5)});
+    log.Active = false;
+    const qint64 rows = h->CalcSQL_Int(0, "select count(*) from [SqlPerformanceLog]");
+    EXPECT_GE(rows, 2);
+    EXPECT_EQ(h->CalcSQL_Int(0, "select count(*) from [SqlPerformanceLog] where SqlCommand like '%SqlPerformanceLog%'"), 0);
+    EXPECT_EQ(h->CalcSQL_Int(0, "select count(*) from [SqlPerformanceLog] where SqlCommand like 'insert into Zahlen%'"), 1);
+
+    EXPECT_EQ(TQMBDatabaseHandler::ConvertRowVersion(QByteArray::fromHex("00000000000007D1")), 2001);
+    EXPECT_EQ(TQMBDatabaseHandler::GetDefaultForeignKeyName("KVXAdresse", "GruppenID", "KVXGruppe", "ID"),
+              "FK_KVXAdresse_GruppenID_KVXGruppe_ID");
+    h->createTable("Arten", {field("GUID", TFieldType::ftGuid), field("Name", TFieldType::ftWideString, 20)});
+    h->Insert("Arten", {{"GUID", QUuid("{6B29FC40-CA47-1067-B31D-00DD010662DA}")}, {"Name", "Rechnung"}});
+    EXPECT_EQ(h->CalcSQL_GUID(QUuid(), "select GUID from Arten where Name = :n", {P("n", "Rechnung")}),
+              QUuid("{6B29FC40-CA47-1067-B31D-00DD010662DA}"));
+    EXPECT_TRUE(h->CalcSQL_GUID(QUuid(), "select GUID from Arten where Name = :n", {P("n", "keine")}).isNull());
+}
+
+INSTANTIATE_TEST_SUITE_P(Stores, HandlerOperations, ::testing::ValuesIn(Backends()), BackendName);
