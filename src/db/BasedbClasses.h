@@ -99,6 +99,8 @@ QString RenderParamsForLog(const TParamInfoV2Array& params);
 class TQMBDatabaseHandler;
 class TQMBDataSet;
 
+enum class TForeignKeyAction { fkaDefault, fkaCascade, fkaNoAction, fkaSetToNull, fkaSetToDefault };
+
 enum class TCopyTableOption {
     ctCopyAutoIncAsInt, ctCopyAutoIncAsAutoInc, ctCopyFieldTypeBytes, ctForceCreateTableIfEmpty, ctReturnMaxIgnoreField,
     ctReturnLastAutoInc, ctRowIdColumnnameAsInteger
@@ -331,6 +333,23 @@ public:
     qint64 copyTableValuesV4(const QString& sourceTable, const QString& targetTable, const TCopyTableSettings& settings);
     qint64 copyTableValuesV4(TQMBDataSet& source, const QString& targetTable, const TCopyTableSettings& settings,
                              const QString& autoIncField = QString());
+    // Keys, constraints and column changes; the base class speaks the ALTER
+    // TABLE of the servers, SQLite rebuilds the table instead.
+    virtual void AddPrimaryKey(const QString& table, const QString& field, const QString& name);
+    virtual void DropPrimaryKey(const QString& table, const QString& name);
+    virtual void AddForeignKey(const QString& srcTable, const QString& srcField, const QString& destTable,
+                               const QString& destField, const QString& name, TForeignKeyAction onUpdate,
+                               TForeignKeyAction onDelete);
+    virtual void DropForeignKey(const QString& table, const QString& name);
+    virtual void AddCheckConstraint(const QString& table, const QString& name, const QString& check);
+    virtual void DropCheckConstraint(const QString& table, const QString& name);
+    virtual void AlterField(const QString& table, const TFieldInfoV2& field, bool skipIfFieldTypeAndSizeOk);
+    virtual void RenameField(const QString& table, const QString& oldName, const QString& newName);
+    virtual void ShrinkDatabase() {}
+    virtual void RefreshCache() {}
+    virtual void SetTransactionIsolationLevel(TTransactionIsolationLevel) {}
+    static QString ForeignKeyActions(TForeignKeyAction onUpdate, TForeignKeyAction onDelete);
+
     // Identity inserts for stores that refuse explicit counter values.
     virtual void SetAutoIncInsert(const QString& table, bool activate);
     // The table's counter column, when the store can tell ("" otherwise).
@@ -364,6 +383,8 @@ public:
 
 protected:
     void countStatement() { ++FStatementCount; }
+    // After a change of a table's shape: statements prepared before are stale.
+    virtual void ForgetPreparedStatements() {}
     std::unique_ptr<TQMBDatabasePerformanceLog> FPerformanceLog;
     QString FSessionID;
     std::unique_ptr<TQMBDatabase> FDatabase;

@@ -366,6 +366,71 @@ qint64 TQMBDatabaseHandler::copyTableValuesV4(TQMBDataSet& source, const QString
     return result;
 }
 
+// ---------------------------------------------------------------- keys and column changes
+
+QString TQMBDatabaseHandler::ForeignKeyActions(TForeignKeyAction onUpdate, TForeignKeyAction onDelete)
+{
+    auto clause = [](const char* event, TForeignKeyAction a) -> QString {
+        static const char* const actions[] = {"", "CASCADE", "NO ACTION", "SET NULL", "SET DEFAULT"};
+        return a == TForeignKeyAction::fkaDefault ? QString()
+                                                   : QStringLiteral(" ON %1 %2").arg(QLatin1String(event), QLatin1String(actions[static_cast<int>(a)]));
+    };
+    return clause("UPDATE", onUpdate) + clause("DELETE", onDelete);
+}
+
+void TQMBDatabaseHandler::AddPrimaryKey(const QString& table, const QString& field, const QString& name)
+{
+    ExecSQL(QStringLiteral("ALTER TABLE [%1] ADD CONSTRAINT [%2] PRIMARY KEY ([%3])").arg(table, name, field), TECommandTypes::sttDDL);
+}
+
+void TQMBDatabaseHandler::DropPrimaryKey(const QString& table, const QString& name)
+{
+    ExecSQL(QStringLiteral("ALTER TABLE [%1] DROP CONSTRAINT [%2]").arg(table, name), TECommandTypes::sttDDL);
+}
+
+void TQMBDatabaseHandler::AddForeignKey(const QString& srcTable, const QString& srcField, const QString& destTable,
+                                        const QString& destField, const QString& name, TForeignKeyAction onUpdate,
+                                        TForeignKeyAction onDelete)
+{
+    ExecSQL(QStringLiteral("ALTER TABLE [%1] ADD CONSTRAINT [%2] FOREIGN KEY ([%3]) REFERENCES [%4] ([%5])")
+                    .arg(srcTable, name, srcField, destTable, destField) + ForeignKeyActions(onUpdate, onDelete),
+            TECommandTypes::sttDDL);
+}
+
+void TQMBDatabaseHandler::DropForeignKey(const QString& table, const QString& name)
+{
+    ExecSQL(QStringLiteral("ALTER TABLE [%1] DROP CONSTRAINT [%2]").arg(table, name), TECommandTypes::sttDDL);
+}
+
+void TQMBDatabaseHandler::AddCheckConstraint(const QString& table, const QString& name, const QString& check)
+{
+    ExecSQL(QStringLiteral("ALTER TABLE [%1] ADD CONSTRAINT [%2] CHECK (%3)").arg(table, name, check), TECommandTypes::sttDDL);
+}
+
+void TQMBDatabaseHandler::DropCheckConstraint(const QString& table, const QString& name)
+{
+    ExecSQL(QStringLiteral("ALTER TABLE [%1] DROP CONSTRAINT [%2]").arg(table, name), TECommandTypes::sttDDL);
+}
+
+void TQMBDatabaseHandler::AlterField(const QString& table, const TFieldInfoV2& field, bool skipIfFieldTypeAndSizeOk)
+{
+    TFieldInfoV2 current;
+    if (!FieldExists(table, field.Fieldname, &current))
+        throw EKalvex(QStringLiteral("Field %1 not exists.").arg(field.Fieldname));
+    if (skipIfFieldTypeAndSizeOk && current.Datatype == field.Datatype && current.Length == field.Length)
+        return;
+    ForgetPreparedStatements();
+    ExecSQL(QStringLiteral("ALTER TABLE [%1] ALTER COLUMN ").arg(table) + FieldTypeToString(field), TECommandTypes::sttDDL);
+    FFieldExistsCache.ForgetTable(table);
+}
+
+void TQMBDatabaseHandler::RenameField(const QString& table, const QString& oldName, const QString& newName)
+{
+    ForgetPreparedStatements();
+    ExecSQL(QStringLiteral("ALTER TABLE [%1] RENAME COLUMN [%2] TO [%3]").arg(table, oldName, newName), TECommandTypes::sttDDL);
+    FFieldExistsCache.ForgetTable(table);
+}
+
 // ---------------------------------------------------------------- performance log
 
 TQMBDatabasePerformanceLog::TQMBDatabasePerformanceLog(TQMBDatabaseHandler& handler, bool autoCreateTable, QString tablename)

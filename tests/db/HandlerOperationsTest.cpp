@@ -147,3 +147,49 @@ TEST_P(HandlerOperations, PerformanceLogRowVersionsAndNames)
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, HandlerOperations, ::testing::ValuesIn(Backends()), BackendName);
+
+// Keys and column changes: SQLite rebuilds the table, MariaDB alters it;
+// the rows and the rules come out the same.
+TEST_P(HandlerOperations, KeysAndColumnChanges)
+{
+    auto h = OpenHandler();
+    h->createTable("Gruppe", {field("ID", TFieldType::ftInteger), field("Name", TFieldType::ftWideString, 40)});
+    h->createTable("Adresse", {field("ID", TFieldType::ftInteger), field("GruppenID", TFieldType::ftInteger),
+                               field("EMail", TFieldType::ftWideString, 40)});
+    h->Insert("Gruppe", {{"ID", 1}, {"Name", "Kunden"}});
+    h->Insert("Gruppe", {{"ID", 2}, {"Name", "Lieferanten"}});
+    for (int i = 1; i <= 3; ++i)
+        h->Insert("Adresse", {{"ID", i}, {"GruppenID", i == 3 ? 2 : 1}, {"EMail", QString("a%1@example.org").arg(i)}});
+
+    h->AddPrimaryKey("Gruppe", "ID", TQMBDatabaseHandler::GetDefaultPrimaryKeyName("Gruppe", "ID"));
+    EXPECT_FALSE(errorOf([&] { h->Insert("Gruppe", {{"ID", 1}, {"Name", "doppelt"}}); }).isEmpty());
+    h->AddForeignKey("Adresse", "GruppenID", "Gruppe", "ID",
+                     TQMBDatabaseHandler::GetDefaultForeignKeyName("Adresse", "GruppenID", "Gruppe", "ID"),
+                     TForeignKeyAction::fkaDefault, TForeignKeyAction::fkaCascade);
+    EXPECT_EQ(h->CalcSQL_Int(0, "select count(*) from Adresse"), 3);   // the rebuild kept every row
+    h->ExecSQL("delete from Gruppe where ID = 1");
+    EXPECT_EQ(h->CalcSQL_Int(0, "select count(*) from Adresse"), 1);   // the cascade took the group's addresses
+
+    const QString longAddress = QString(100, 'x') + "@example.org";
+    if (!IsSQLite()) {   // SQLite does not enforce text lengths
+        EXPECT_FALSE(errorOf([&] { h->Insert("Adresse", {{"ID", 9}, {"GruppenID", 2}, {"EMail", longAddress}}); }).isEmpty());
+    }
+    h->AlterField("Adresse", field("EMail", TFieldType::ftWideString, 200), false);
+    h->Insert("Adresse", {{"ID", 10}, {"GruppenID", 2}, {"EMail", longAddress}});
+    EXPECT_EQ(h->CalcSQL_String("", "select EMail from Adresse where ID = 10"), longAddress);
+    EXPECT_TRUE(errorOf([&] { h->AlterField("Adresse", field("Fehlt", TFieldType::ftInteger), false); }).contains("Field Fehlt not exists."));
+
+    h->RenameField("Adresse", "EMail", "Mail");
+    EXPECT_TRUE(h->FieldExists("Adresse", "Mail"));
+    EXPECT_FALSE(h->FieldExists("Adresse", "EMail"));
+    EXPECT_EQ(h->CalcSQL_String("", "select Mail from Adresse where ID = 3"), "a3@example.org");
+
+    const QString fkName = TQMBDatabaseHandler::GetDefaultForeignKeyName("Adresse", "GruppenID", "Gruppe", "ID");
+    if (IsSQLite()) {
+        EXPECT_EQ(errorOf([&] { h->DropForeignKey("Adresse", fkName); }), "ALTER TABLE ADD CONSTRAINT not supported.");
+    } else {
+        h->DropForeignKey("Adresse", fkName);
+        h->ExecSQL("delete from Gruppe where ID = 2");
+        EXPECT_EQ(h->CalcSQL_Int(0, "select count(*) from Adresse"), 2);   // no cascade any more
+    }
+}

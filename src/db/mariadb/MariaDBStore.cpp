@@ -209,4 +209,27 @@ QString TQMBMariaDBDataBaseHandler::AutoIncFieldOf(const QString& table)
                           {P(QStringLiteral("t"), table)});
 }
 
+// MariaDB names the primary key PRIMARY and drops foreign keys by their own word.
+void TQMBMariaDBDataBaseHandler::DropPrimaryKey(const QString& table, const QString&)
+{
+    ExecSQL(QStringLiteral("ALTER TABLE [%1] DROP PRIMARY KEY").arg(table), TECommandTypes::sttDDL);
+}
+
+void TQMBMariaDBDataBaseHandler::DropForeignKey(const QString& table, const QString& name)
+{
+    ExecSQL(QStringLiteral("ALTER TABLE [%1] DROP FOREIGN KEY [%2]").arg(table, name), TECommandTypes::sttDDL);
+}
+
+void TQMBMariaDBDataBaseHandler::AlterField(const QString& table, const TFieldInfoV2& field, bool skipIfFieldTypeAndSizeOk)
+{
+    TFieldInfoV2 current;
+    if (!FieldExists(table, field.Fieldname, &current))
+        throw EKalvex(QStringLiteral("Field %1 not exists.").arg(field.Fieldname));
+    if (skipIfFieldTypeAndSizeOk && current.Datatype == field.Datatype && current.Length == field.Length)
+        return;
+    ForgetPreparedStatements();
+    ExecSQL(QStringLiteral("ALTER TABLE [%1] MODIFY COLUMN ").arg(table) + FieldTypeToString(field), TECommandTypes::sttDDL);
+    FFieldExistsCache.ForgetTable(table);
+}
+
 }  // namespace kalvex

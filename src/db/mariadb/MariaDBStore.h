@@ -40,6 +40,9 @@ public:
     qint64 getDatabaseSize() override;
     QString getSystemTimeCommand(bool includeDate, bool includeTime) const override;
     QString AutoIncFieldOf(const QString& table) override;
+    void DropPrimaryKey(const QString& table, const QString& name) override;
+    void DropForeignKey(const QString& table, const QString& name) override;
+    void AlterField(const QString& table, const TFieldInfoV2& field, bool skipIfFieldTypeAndSizeOk) override;
 
 protected:
     QString InsertedIdSQL() const override { return QStringLiteral("SELECT LAST_INSERT_ID()"); }

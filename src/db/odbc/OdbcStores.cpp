@@ -338,6 +338,18 @@ void TQMBOdbcDataBaseHandler::SetAutoIncInsert(const QString& table, bool activa
     ExecSQL(SetAutoIncInsertSQL(table, activate), TECommandTypes::sttExecute);
 }
 
+// SQL Server renames columns through its procedure; the others speak ALTER TABLE.
+void TQMBOdbcDataBaseHandler::RenameField(const QString& table, const QString& oldName, const QString& newName)
+{
+    if (!FDialect.sqlServer) {
+        TQMBQtSqlDatabaseHandler::RenameField(table, oldName, newName);
+        return;
+    }
+    ForgetPreparedStatements();
+    ExecSQL(QStringLiteral("EXEC sp_rename '%1.%2', '%3', 'COLUMN'").arg(table, oldName, newName), TECommandTypes::sttDDL);
+    FFieldExistsCache.ForgetTable(table);
+}
+
 // ---------------------------------------------------------------- registration
 
 namespace {

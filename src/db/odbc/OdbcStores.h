@@ -81,6 +81,7 @@ public:
     QString GetRowVersionMaxDBSQL() const { return QStringLiteral("SELECT @@DBTS"); }
     static QString SetAutoIncInsertSQL(const QString& table, bool activate);
     void SetAutoIncInsert(const QString& table, bool activate) override;
+    void RenameField(const QString& table, const QString& oldName, const QString& newName) override;
 
 protected:
     QString InsertedIdSQL() const override { return FDialect.insertedIdSql; }

@@ -88,7 +88,7 @@ protected:
     virtual QVariant StoredValue(const QVariant& value) const;
     virtual QString TableOptions() const { return QString(); }
     virtual QString CreateIndexSQL(bool unique) const;
-    void ForgetPreparedStatements();
+    void ForgetPreparedStatements() override;
     [[noreturn]] void Fail(const QString& command, const TParamInfoV2Array& params, const QString& error);
 
     std::unique_ptr<TQMBQtSqlDataSetList> FDatasets;

@@ -147,29 +147,109 @@ void TQMBSQLiteDatabaseHandler::RecreateTable(const QString& table,
     ExecSQL(QStringLiteral("DROP TABLE [%1]").arg(backup), TECommandTypes::sttDDL);
 }
 
+namespace {
+
+// Where a column's definition stands in a CREATE statement: from the comma
+// (or opening parenthesis) before it up to the next comma or the end.
+QRegularExpressionMatch columnDefinition(const QString& sql, const QString& field)
+{
+    const QRegularExpression column(QStringLiteral("[,(]\\s*[\\[\"]%1[\\]\"][^,()]*(\\([^)]*\\))?[^,)]*")
+                                        .arg(QRegularExpression::escape(field)),
+                                    QRegularExpression::CaseInsensitiveOption);
+    const QRegularExpressionMatch m = column.match(sql);
+    if (!m.hasMatch())
+        throw EKalvex(QStringLiteral("Column not found in create statement."));
+    return m;
+}
+
+QString withClause(const QString& sql, const QString& clause)
+{
+    const qsizetype end = sql.lastIndexOf(QLatin1Char(')'));
+    if (end < 0)
+        throw EKalvex(QStringLiteral("Column (end) not found in create statement."));
+    return sql.left(end) + QStringLiteral(", ") + clause + sql.mid(end);
+}
+
+}  // namespace
+
+void TQMBSQLiteDatabaseHandler::recreateWith(const QString& operation, const QString& names, int expectedFieldCount,
+                                             const std::function<QString(const QString&)>& changeStatement)
+{
+    try {
+        RecreateTable(names.section(QLatin1Char('"'), 1, 1), changeStatement, expectedFieldCount);
+    } catch (const EKalvex& e) {
+        throw EKalvex(QStringLiteral("TQMBSQLiteDatabaseHandler.%1(%2): ").arg(operation, names) + e.message());
+    }
+}
+
 void TQMBSQLiteDatabaseHandler::deleteField(const QString& table, const QString& field)
 {
-    const QString prefix = QStringLiteral("TQMBSQLiteDatabaseHandler.DeleteField(\"%1\", \"%2\"): ").arg(table, field);
-    try {
-        const int expected = static_cast<int>(columnNames(table).size()) - 1;
-        RecreateTable(table, [&](const QString& sql) {
-            const QRegularExpression column(QStringLiteral("[,(]\\s*[\\[\"]%1[\\]\"][^,()]*(\\([^)]*\\))?[^,)]*")
-                                                .arg(QRegularExpression::escape(field)),
-                                            QRegularExpression::CaseInsensitiveOption);
-            const QRegularExpressionMatch m = column.match(sql);
-            if (!m.hasMatch())
-                throw EKalvex(QStringLiteral("Column not found in create statement."));
-            QString out = sql;
-            const bool first = out.at(m.capturedStart()) == QLatin1Char('(');
-            out.remove(m.capturedStart() + (first ? 1 : 0), m.capturedLength() - (first ? 1 : 0));
-            if (first)
-                out.replace(QRegularExpression(QStringLiteral("\\(\\s*,")), QStringLiteral("("));
-            return out;
-        }, expected);
-        FFieldExistsCache.ForgetTable(table);
-    } catch (const EKalvex& e) {
-        throw EKalvex(prefix + e.message());
-    }
+    const int expected = static_cast<int>(columnNames(table).size()) - 1;
+    recreateWith(QStringLiteral("DeleteField"), QStringLiteral("\"%1\", \"%2\"").arg(table, field), expected, [&](const QString& sql) {
+        const QRegularExpressionMatch m = columnDefinition(sql, field);
+        QString out = sql;
+        const bool first = out.at(m.capturedStart()) == QLatin1Char('(');
+        out.remove(m.capturedStart() + (first ? 1 : 0), m.capturedLength() - (first ? 1 : 0));
+        if (first)
+            out.replace(QRegularExpression(QStringLiteral("\\(\\s*,")), QStringLiteral("("));
+        return out;
+    });
+    FFieldExistsCache.ForgetTable(table);
+}
+
+void TQMBSQLiteDatabaseHandler::AlterField(const QString& table, const TFieldInfoV2& field, bool skipIfFieldTypeAndSizeOk)
+{
+    const QString names = QStringLiteral("\"%1\", \"%2\"").arg(table, field.Fieldname);
+    const QString definition = FieldTypeToString(field);
+    for (const char* special : {"PRIMARY", "FOREIGN", "CONSTRAINT"})
+        if (definition.contains(QLatin1String(special), Qt::CaseInsensitive))
+            throw EKalvex(QStringLiteral("TQMBSQLiteDatabaseHandler.AlterField(%1): Fieldcode contains special statement: \"%2\"").arg(names, definition));
+    TFieldInfoV2 current;
+    if (!FieldExists(table, field.Fieldname, &current))
+        throw EKalvex(QStringLiteral("TQMBSQLiteDatabaseHandler.AlterField(%1): Field %2 not exists.").arg(names, field.Fieldname));
+    if (skipIfFieldTypeAndSizeOk && current.Datatype == field.Datatype && current.Length == field.Length)
+        return;
+    const int expected = static_cast<int>(columnNames(table).size());
+    recreateWith(QStringLiteral("AlterField"), names, expected, [&](const QString& sql) {
+        const QRegularExpressionMatch m = columnDefinition(sql, field.Fieldname);
+        QString out = sql;
+        out.replace(m.capturedStart() + 1, m.capturedLength() - 1, QLatin1Char(' ') + definition);
+        return out;
+    });
+    FFieldExistsCache.ForgetTable(table);
+}
+
+void TQMBSQLiteDatabaseHandler::AddPrimaryKey(const QString& table, const QString& field, const QString& name)
+{
+    const int expected = static_cast<int>(columnNames(table).size());
+    recreateWith(QStringLiteral("AddPrimaryKey"), QStringLiteral("\"%1\", \"%2\", \"%3\"").arg(table, field, name), expected,
+                 [&](const QString& sql) { return withClause(sql, QStringLiteral("CONSTRAINT [%1] PRIMARY KEY (%2)").arg(name, field)); });
+}
+
+void TQMBSQLiteDatabaseHandler::AddForeignKey(const QString& srcTable, const QString& srcField, const QString& destTable,
+                                              const QString& destField, const QString& name, TForeignKeyAction onUpdate,
+                                              TForeignKeyAction onDelete)
+{
+    const int expected = static_cast<int>(columnNames(srcTable).size());
+    const QString clause = QStringLiteral("CONSTRAINT \"%1\" FOREIGN KEY(\"%2\") REFERENCES \"%3\"(\"%4\")")
+                               .arg(name, srcField, destTable, destField) + ForeignKeyActions(onUpdate, onDelete);
+    recreateWith(QStringLiteral("AddForeignKey"), QStringLiteral("\"%1\", \"%2\", \"%3\"").arg(srcTable, srcField, name), expected,
+                 [&](const QString& sql) { return withClause(sql, clause); });
+}
+
+void TQMBSQLiteDatabaseHandler::DropForeignKey(const QString&, const QString&)
+{
+    throw EKalvex(QStringLiteral("ALTER TABLE ADD CONSTRAINT not supported."));
+}
+
+void TQMBSQLiteDatabaseHandler::AddCheckConstraint(const QString&, const QString&, const QString&)
+{
+    throw EKalvex(QStringLiteral("ALTER TABLE ADD CONSTRAINT not supported."));
+}
+
+void TQMBSQLiteDatabaseHandler::DropCheckConstraint(const QString&, const QString&)
+{
+    throw EKalvex(QStringLiteral("ALTER TABLE ADD CONSTRAINT not supported."));
 }
 
 // The one column declared INTEGER PRIMARY KEY AUTOINCREMENT.

@@ -29,6 +29,14 @@ public:
     qint64 getDatabaseSize() override;
     QString getSystemTimeCommand(bool includeDate, bool includeTime) const override;
     QString AutoIncFieldOf(const QString& table) override;
+    void AddPrimaryKey(const QString& table, const QString& field, const QString& name) override;
+    void AddForeignKey(const QString& srcTable, const QString& srcField, const QString& destTable, const QString& destField,
+                       const QString& name, TForeignKeyAction onUpdate, TForeignKeyAction onDelete) override;
+    void DropForeignKey(const QString& table, const QString& name) override;
+    void AddCheckConstraint(const QString& table, const QString& name, const QString& check) override;
+    void DropCheckConstraint(const QString& table, const QString& name) override;
+    void AlterField(const QString& table, const TFieldInfoV2& field, bool skipIfFieldTypeAndSizeOk) override;
+    void ShrinkDatabase() override { ExecSQL(QStringLiteral("VACUUM")); }
 
     // Rebuilds a table from its changed CREATE statement (SQLite cannot
     // drop or change columns in place). Keeps the backup when rows are lost.
@@ -40,6 +48,8 @@ protected:
 
 private:
     QStringList columnNames(const QString& table);
+    void recreateWith(const QString& operation, const QString& names, int expectedFieldCount,
+                      const std::function<QString(const QString&)>& changeStatement);
     QString createStatementOf(const QString& table);
 };
 
