@@ -1,28 +1,27 @@
 #include "entry/WindowWiring.h"
 
+#include "compose/rtf/RtfReader.h"
+#include "config/LanguageUnit.h"
 #include "config/uConfig.h"
 #include "db/uDatenModul.h"
 #include "send/EMailVersand.h"
 #include "send/Genhelp.h"
 #include "send/MailingRun.h"
-#include "ui/ProgressDialog.h"
-#include "ui/fSetup.h"
 #include "ui/MessageBoxes.h"
+#include "ui/ProgressDialog.h"
 #include "ui/WindowRunner.h"
-#include "ui/fEmpfWaehlen.h"
-#include "ui/fVorlagen.h"
 #include "ui/fDarstellung.h"
-#include "config/LanguageUnit.h"
+#include "ui/fEmpfWaehlen.h"
+#include "ui/fMainForm.h"
+#include "ui/fSetup.h"
+#include "ui/fVorlagen.h"
 
 #include <QApplication>
-#include <QTimer>
-#include "compose/rtf/RtfReader.h"
-
 #include <QTextCursor>
 #include <QTextDocument>
 #include <QTextDocumentFragment>
 #include <QTextEdit>
-#include "ui/fMainForm.h"
+#include <QTimer>
 
 namespace kalvex {
 
@@ -167,22 +166,34 @@ void scriptWindow(TMainForm& window)
 
 }  // namespace
 
+TDistributionSession::TDistributionSession(const TDistributionWindowSetup& setup)
+    : FSetup(setup),
+      FMessages(std::make_unique<TMessageBoxes>()),
+      FWindow(std::make_unique<TMainForm>(*FMessages, TMainFormServices{}, setup.startText, setup.emptyMode)),
+      FProgress(std::make_unique<TProgressDialog>(FWindow.get())),
+      FRun(std::make_unique<TMailingRun>(FWindow->Model(), *FMessages, TConfig::Ensure(), makeRunDeps(*FMessages, *FProgress)))
+{
+    FWindow->SetServices(makeServices(*FRun, *FMessages, *FProgress, setup.adr, setup.lang));
+    fillWindow(*FWindow, setup);
+}
+
+TDistributionSession::~TDistributionSession() = default;
+
+TDistributionWindowResult TDistributionSession::Run()
+{
+    scriptWindow(*FWindow);
+    RunModal(*FWindow);
+    TDistributionWindowResult result;
+    result.exitCode = FWindow->FExitCode;
+    result.selectedVorlage = FWindow->FSelectedVorlageGUID;
+    if (result.selectedVorlage.isNull())
+        result.selectedVorlage = FSetup.vorlage;
+    return result;
+}
+
 TDistributionWindowResult RunDistributionWindow(const TDistributionWindowSetup& setup)
 {
-    TMessageBoxes messages;
-    TMainForm window(messages, {}, setup.startText, setup.emptyMode);
-    TProgressDialog progress(&window);
-    TMailingRun run(window.Model(), messages, TConfig::Ensure(), makeRunDeps(messages, progress));
-    window.SetServices(makeServices(run, messages, progress, setup.adr, setup.lang));
-    fillWindow(window, setup);
-    scriptWindow(window);
-    RunModal(window);
-    TDistributionWindowResult result;
-    result.exitCode = window.FExitCode;
-    result.selectedVorlage = window.FSelectedVorlageGUID;
-    if (result.selectedVorlage.isNull())
-        result.selectedVorlage = setup.vorlage;
-    return result;
+    return TDistributionSession(setup).Run();
 }
 
 void RunAddressManagement(TAdressDB* adr)

@@ -10,6 +10,7 @@
 #include <QString>
 #include <QStringList>
 #include <QUuid>
+#include <memory>
 
 namespace kalvex {
 
@@ -32,6 +33,28 @@ struct TDistributionWindowSetup {
 struct TDistributionWindowResult {
     int32_t exitCode = 0;
     QUuid selectedVorlage;
+};
+
+class IUserMessages;
+class TMailingRun;
+class TMainForm;
+class TProgressDialog;
+
+// The distribution window with the mailing run, the transports, the store
+// and the companion windows wired to it; for one use. Owns all of them.
+class TDistributionSession {
+public:
+    explicit TDistributionSession(const TDistributionWindowSetup& setup);
+    ~TDistributionSession();
+    TMainForm& Window() { return *FWindow; }
+    TDistributionWindowResult Run();   // modal
+
+private:
+    TDistributionWindowSetup FSetup;
+    std::unique_ptr<IUserMessages> FMessages;
+    std::unique_ptr<TMainForm> FWindow;
+    std::unique_ptr<TProgressDialog> FProgress;
+    std::unique_ptr<TMailingRun> FRun;
 };
 
 TDistributionWindowResult RunDistributionWindow(const TDistributionWindowSetup& setup);

@@ -19,6 +19,8 @@ inline QString SourceDir()
 
 inline QCoreApplication& App()
 {
+    if (QCoreApplication* running = QCoreApplication::instance())
+        return *running;   // a widget test's application
     static int argc = 1;
     static char name[] = "test_smtp";
     static char* argv[] = {name, nullptr};
