@@ -10,7 +10,9 @@
 #include "config/uConfig.h"
 #include "db/uDatenModul.h"
 
+#include <QElapsedTimer>
 #include <QFile>
+#include <QProcess>
 #include <benchmark/benchmark.h>
 
 using namespace kalvex;
@@ -46,6 +48,14 @@ public:
         TConfig::Free();
     }
     TDatenModul& Module() { return *FModule; }
+    void WriteAttachment(int bytes)
+    {
+        QFile attachment(FDir.filePath("anhang.pdf"));
+        attachment.open(QIODevice::WriteOnly);
+        attachment.write(QByteArray(bytes, 'a'));
+    }
+    QString StoreFile() const { return FDir.filePath("common/Common04/kalvex.db"); }
+    QString Path(const QString& name) const { return FDir.filePath(name); }
     TEMail Mail(int i) const
     {
         TEMail mail;
@@ -117,6 +127,67 @@ void CachedQueryById(benchmark::State& state)
     state.SetItemsProcessed(state.iterations());
 }
 
+// Resident memory of this process in KB.
+long residentKB()
+{
+    QFile status("/proc/self/status");
+    status.open(QIODevice::ReadOnly);
+    for (const QByteArray& line : status.readAll().split('\n'))
+        if (line.startsWith("VmRSS:"))
+            return line.mid(6).trimmed().split(' ').first().toLong();
+    return 0;
+}
+
+// The sqlite3 tool reading the same three tables (no blob column) as the
+// mail list load does.
+double sqlite3CliSeconds(const Installation& site)
+{
+    QFile script(site.Path("read.sql"));
+    script.open(QIODevice::WriteOnly);
+    script.write(".output /dev/null\nselect * from KVXGesendeteMails;\nselect * from KVXEmpfaenger;\n"
+                 "select ID, MailID, Pfad, Dateigroesse from KVXAnhang;\n");
+    script.close();
+    QElapsedTimer timer;
+    timer.start();
+    QProcess::execute("sqlite3", {site.StoreFile(), ".read " + script.fileName()});
+    return timer.nsecsElapsed() / 1e9;
+}
+
+// 2,000 mails with 3 recipients and a 200 KB attachment each (400 MB of
+// blobs), then 8,000 without attachments; the list of all 10,000 is loaded.
+void Save2000ThenLoad10000(benchmark::State& state)
+{
+    Installation site(0);
+    site.WriteAttachment(200 * 1024);
+    const bool withAttachments = state.range(0) == 1;
+    QElapsedTimer saving;
+    saving.start();
+    for (int i = 0; i < 2000; ++i) {
+        TEMail mail = site.Mail(i);
+        if (!withAttachments)
+            mail.FAnhaenge.clear();
+        site.Module().SaveEMail(mail, TMailStatus::stGesendet);
+    }
+    const double saveSeconds = saving.nsecsElapsed() / 1e9;
+    site.Module().Handler().BeginTrans();
+    for (int i = 2000; i < 10000; ++i) {
+        TEMail mail = site.Mail(i);
+        mail.FAnhaenge.clear();
+        site.Module().SaveEMail(mail, TMailStatus::stGesendet);
+    }
+    site.Module().Handler().CommitTrans();
+    const long before = residentKB();
+    long grown = 0;
+    for (auto _ : state) {
+        site.Module().LoadEMailListeFromDB(false);
+        grown = std::max(grown, residentKB() - before);
+        benchmark::DoNotOptimize(site.Module().FEMailListe.Count());
+    }
+    state.counters["save_2000_s"] = saveSeconds;
+    state.counters["sqlite3_cli_s"] = sqlite3CliSeconds(site);
+    state.counters["rss_growth_MB"] = grown / 1024.0;
+}
+
 void backends(benchmark::internal::Benchmark* b)
 {
     b->ArgName("mariadb")->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
@@ -124,6 +195,7 @@ void backends(benchmark::internal::Benchmark* b)
 
 }  // namespace
 
+BENCHMARK(Save2000ThenLoad10000)->ArgName("attachments")->Arg(0)->Arg(1)->Iterations(20)->Unit(benchmark::kMillisecond);
 BENCHMARK(SaveEMail)->Apply(backends);
 BENCHMARK(LoadEMailListe1000)->Apply(backends);
 BENCHMARK(Insert1000RowsInOneTransaction)->Apply(backends);

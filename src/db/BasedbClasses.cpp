@@ -165,14 +165,28 @@ void TQMBDataSet::Close()
     FOpen = false;
 }
 
+void TQMBDataSet::MarkOpen()
+{
+    FOpen = true;
+    FColumns.clear();
+    const QSqlRecord record = FDataSet.record();
+    for (int i = record.count() - 1; i >= 0; --i) {   // the first of equal names wins
+        FColumns.insert(record.fieldName(i), i);
+        FColumns.insert(record.fieldName(i).toLower(), i);
+    }
+}
+
 QVariant TQMBDataSet::Field(const QString& name) const
 {
-    return FDataSet.value(name);
+    auto it = FColumns.constFind(name);
+    if (it == FColumns.constEnd())
+        it = FColumns.constFind(name.toLower());
+    return it == FColumns.constEnd() ? QVariant() : FDataSet.value(*it);
 }
 
 bool TQMBDataSet::HasField(const QString& name) const
 {
-    return FDataSet.record().indexOf(name) >= 0;
+    return FColumns.contains(name) || FColumns.contains(name.toLower());
 }
 
 TQMBDataSetList::TQMBDataSetList(TQMBDatabaseHandler* handler, int datasetCount)

@@ -168,7 +168,7 @@ public:
     void setAccessed() { FLastAccess = FSequence++; }
     quint64 getLastAccess() const { return FLastAccess; }
     bool IsOpen() const { return FOpen; }
-    void MarkOpen() { FOpen = true; }
+    void MarkOpen();   // also learns the column positions of the result
     void Close();   // makes the data set reusable
 
     // Row access while open.
@@ -183,6 +183,7 @@ private:
     TQMBDatabaseHandler* FDatabaseHandler;
     QString FCommandText;
     bool FOpen = false;
+    QHash<QString, int> FColumns;   // exact and lower-case names: no record per value read
     static inline quint64 FSequence = 1;
 };
 

@@ -17,7 +17,7 @@
 #include <QFileInfo>
 #include <QSaveFile>
 #include <QUrl>
-#include <map>
+#include <QHash>
 
 namespace kalvex {
 
@@ -188,7 +188,7 @@ void TDatenModul::openStore(const QString& databaseFolder)
 void TDatenModul::LoadEMailListeFromDB(bool withAttachmentContent)
 {
     TEMailListe mails;
-    std::map<int32_t, TEMail*> byId;
+    QHash<int32_t, TEMail*> byId;
     TQMBDataSet* ds = FDBHandler->OpenSQL(QStringLiteral("select * from KVXGesendeteMails"));
     while (ds->Next()) {
         TEMail& mail = mails.Add();
@@ -209,16 +209,16 @@ void TDatenModul::LoadEMailListeFromDB(bool withAttachmentContent)
     FEMailListe = std::move(mails);
 }
 
-void TDatenModul::loadRecipients(std::map<int32_t, TEMail*>& byId)
+void TDatenModul::loadRecipients(QHash<int32_t, TEMail*>& byId)
 {
     TQMBDataSet* ds = FDBHandler->OpenSQL(QStringLiteral("select * from KVXEmpfaenger"));
     while (ds->Next()) {
-        const auto it = byId.find(ds->Field("MailID").toInt());
-        if (it == byId.end())
+        const auto it = byId.constFind(ds->Field("MailID").toInt());
+        if (it == byId.constEnd())
             continue;
-        TEMailEmpfaenger& r = it->second->FLEmpfaenger.Add();
+        TEMailEmpfaenger& r = (*it)->FLEmpfaenger.Add();
         r.FID = ds->Field("ID").toInt();
-        r.FMailID = it->first;
+        r.FMailID = it.key();
         r.FAdresse = ds->Field("Adresse").toString();
         r.FGanzerName = ds->Field("GanzerName").toString();
         r.FFirma = ds->Field("Firma").toString();
@@ -227,27 +227,27 @@ void TDatenModul::loadRecipients(std::map<int32_t, TEMail*>& byId)
         r.FEmpfType = type >= 0 && type <= 2 ? static_cast<TEmpfaengerTyp>(type) : TEmpfaengerTyp::elAn;
     }
     ds->Close();
-    for (auto& [id, mail] : byId)
+    for (TEMail* mail : std::as_const(byId))
         mail->Convert();
 }
 
-void TDatenModul::loadAttachments(std::map<int32_t, TEMail*>& byId, bool withContent)
+void TDatenModul::loadAttachments(QHash<int32_t, TEMail*>& byId, bool withContent)
 {
     const QString sql = withContent ? QStringLiteral("select * from KVXAnhang")
                                     : QStringLiteral("select ID, MailID, Pfad, Dateigroesse from KVXAnhang");
     TQMBDataSet* ds = FDBHandler->OpenSQL(sql);
     while (ds->Next()) {
-        const auto it = byId.find(ds->Field("MailID").toInt());
-        if (it == byId.end())
+        const auto it = byId.constFind(ds->Field("MailID").toInt());
+        if (it == byId.constEnd())
             continue;
-        TAnhang& a = it->second->FLAnhaengeBlob.Add();
+        TAnhang& a = (*it)->FLAnhaengeBlob.Add();
         a.FID = ds->Field("ID").toInt();
-        a.FMailID = it->first;
+        a.FMailID = it.key();
         a.FPfad = ds->Field("Pfad").toString();
         a.FDateigroesse = ds->Field("Dateigroesse").toDouble();
         if (withContent)
             a.FObjekt = ds->Field("Objekt").toByteArray();
-        it->second->FAnhaenge << a.FPfad;
+        (*it)->FAnhaenge << a.FPfad;
     }
     ds->Close();
 }

@@ -79,8 +79,8 @@ private:
     static QString converterProgram();
     void convertOldAccessStore();
     TQMBDatabaseConfig readConfig(const QString& databaseFolder) const;
-    void loadRecipients(std::map<int32_t, TEMail*>& byId);
-    void loadAttachments(std::map<int32_t, TEMail*>& byId, bool withContent);
+    void loadRecipients(QHash<int32_t, TEMail*>& byId);
+    void loadAttachments(QHash<int32_t, TEMail*>& byId, bool withContent);
     void saveProgIDs(const TProgrammVorlageArt& kind);
 
     TQMBDatabaseConfig FConfig;
