@@ -40,6 +40,7 @@
 #include <QToolButton>
 #include <QTreeWidget>
 #include <QUrl>
+#include <QMenu>
 #include <QVBoxLayout>
 #include "ui/fDarstellung.h"
 
@@ -112,6 +113,29 @@ TMainForm::TMainForm(IUserMessages& messages, TMainFormServices services, const 
         ApplyDisplaySettings(LoadDisplaySettings(*config));
     }
     assignShortcuts();
+    buildPopupMenus();
+}
+
+// Right-click menus offer the commands that act on what was clicked.
+void TMainForm::buildPopupMenus()
+{
+    const std::pair<QWidget*, QList<QAction*>> menus[] = {
+        {gridEmpf, {barbtSelectContacts, barbtAddContactManually, barbtDeleteContact, barbtDeleteAllContacts}},
+        {gridAnhang, {barbtAddAttachment, barbtDeleteAttachment, barbtAllAttachmentDelete}},
+        {gridGesendet, {barbtZeigeGesendeteMail, barbtNachtrag, barbtLoeschen}},
+        {gridEntwuerfe, {barbtEntwurfBearbeiten, barbtEntwurfEntfernen}},
+    };
+    for (const auto& [widget, actions] : menus) {
+        widget->setContextMenuPolicy(Qt::ActionsContextMenu);
+        widget->addActions(actions);
+    }
+    edBody->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(edBody, &QWidget::customContextMenuRequested, this, [this](const QPoint& at) {
+        std::unique_ptr<QMenu> menu(edBody->createStandardContextMenu(at));
+        menu->addSeparator();
+        menu->addActions({barbtTextbausteinEinfuegen, btBildEinfuegen, btTabelleEinfuegen, btTabelle100});
+        menu->exec(edBody->viewport()->mapToGlobal(at));
+    });
 }
 
 TMainForm::~TMainForm() = default;

@@ -125,6 +125,7 @@ private:
     QWidget* buildAttachmentArea();
     void addGroup(QWidget* tab, const QString& caption, const QList<QAction*>& actions);
     QWidget* buildSearchPanel();
+    void buildPopupMenus();
     void assignShortcuts();
     void editDisplaySettings();
     QAction* makeAction(const QString& objectName, const QString& text, std::function<void()> handler);

@@ -201,3 +201,4 @@ TEST(MainForm, SearchShortcutsDisplayAndNotice)
     TConfig::Free();
     qunsetenv("KALVEX_REGISTRY");
 }
+
