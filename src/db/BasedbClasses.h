@@ -308,9 +308,19 @@ public:
     virtual QString BuildSqlMaxReal(const QString& field, const QString& alias) const;
     virtual QString BuildSqlSumReal(const QString& field, const QString& alias) const;
 
+    // Expressions the callers put into their SQL; stores add their dialect.
+    virtual QString BuildSqlIfNull(const QString& field, const QString& def) const;
+    virtual QString BuildSqlDataLength(const QString& field, bool returnByteCount, const QString& alias) const;
+    virtual QString BuildSqlMinDateTime(const QString& field, const QString& alias) const;
+    virtual QString BuildSqlMaxDateTime(const QString& field, const QString& alias) const;
+    virtual qint64 getTableSize(const QString& table, bool includeDataSize, bool includeIndexSize);
+    virtual qint64 getDatabaseSizeUnused();
+
     // Row versions: bytes read big-endian into a number.
     static qint64 ConvertRowVersion(const QVariant& value);
     qint64 GetRowVersion(const QString& sql, const TParamInfoV2Array& params = {});
+    qint64 GetRowVersionMax(const QString& table, const QString& field);
+    qint64 GetRowVersionMaxDB();   // SQL Server's @@DBTS; other stores refuse it
 
     // Blobs between a row and a file, without holding them in a string.
     void SetLargeBLOBFromFile(const QString& table, const QString& keyField, const QVariant& keyValue,

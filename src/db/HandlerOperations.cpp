@@ -97,6 +97,41 @@ QUuid TQMBDatabaseHandler::CalcSQL_GUID(const QUuid& def, const QString& command
     return text.isEmpty() || guid.isNull() ? def : guid;
 }
 
+QString TQMBDatabaseHandler::BuildSqlIfNull(const QString& field, const QString& def) const
+{
+    return QStringLiteral("COALESCE(%1, %2)").arg(field, def);
+}
+
+QString TQMBDatabaseHandler::BuildSqlDataLength(const QString& field, bool, const QString& alias) const
+{
+    return QStringLiteral("LENGTH(%1) AS [%2]").arg(field, alias);
+}
+
+QString TQMBDatabaseHandler::BuildSqlMinDateTime(const QString& field, const QString& alias) const { return aggregate("MIN", field, alias); }
+QString TQMBDatabaseHandler::BuildSqlMaxDateTime(const QString& field, const QString& alias) const { return aggregate("MAX", field, alias); }
+
+qint64 TQMBDatabaseHandler::getTableSize(const QString&, bool, bool)
+{
+    throw EKalvex(QStringLiteral("Noch nicht implementiert."));
+}
+
+qint64 TQMBDatabaseHandler::getDatabaseSizeUnused()
+{
+    throw EKalvex(QStringLiteral("Noch nicht implementiert."));
+}
+
+qint64 TQMBDatabaseHandler::GetRowVersionMax(const QString& table, const QString& field)
+{
+    addlog(QStringLiteral("GetRowVersionMax %1.%2").arg(table, field), TLogLevel::llDebug);
+    return GetRowVersion(QStringLiteral("SELECT Max(%1) FROM [%2]").arg(field, table));
+}
+
+qint64 TQMBDatabaseHandler::GetRowVersionMaxDB()
+{
+    addlog(QStringLiteral("GetRowVersionMaxDB"), TLogLevel::llDebug);
+    return GetRowVersion(QStringLiteral("SELECT @@DBTS"));
+}
+
 qint64 TQMBDatabaseHandler::ConvertRowVersion(const QVariant& value)
 {
     quint64 result = 0;

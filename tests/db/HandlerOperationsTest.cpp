@@ -144,6 +144,12 @@ TEST_P(HandlerOperations, PerformanceLogRowVersionsAndNames)
     EXPECT_EQ(h->CalcSQL_GUID(QUuid(), "select GUID from Arten where Name = :n", {P("n", "Rechnung")}),
               QUuid("{6B29FC40-CA47-1067-B31D-00DD010662DA}"));
     EXPECT_TRUE(h->CalcSQL_GUID(QUuid(), "select GUID from Arten where Name = :n", {P("n", "keine")}).isNull());
+
+    h->Insert("Arten", {{"GUID", QUuid::createUuid()}, {"Name", "Grüße"}});
+    const QString where = " from Arten where Name like 'Gr%'";
+    EXPECT_EQ(h->CalcSQL_Int(0, "select " + h->BuildSqlDataLength("Name", true, "n") + where), 7);    // UTF-8 bytes
+    EXPECT_EQ(h->CalcSQL_Int(0, "select " + h->BuildSqlDataLength("Name", false, "n") + where), 5);   // characters
+    EXPECT_EQ(h->CalcSQL_String("", "select " + h->BuildSqlIfNull("NULL", "'leer'") + where), "leer");
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, HandlerOperations, ::testing::ValuesIn(Backends()), BackendName);

@@ -232,4 +232,11 @@ void TQMBMariaDBDataBaseHandler::AlterField(const QString& table, const TFieldIn
     FFieldExistsCache.ForgetTable(table);
 }
 
+// LENGTH counts bytes here, CHAR_LENGTH characters.
+QString TQMBMariaDBDataBaseHandler::BuildSqlDataLength(const QString& field, bool returnByteCount, const QString& alias) const
+{
+    return (returnByteCount ? QStringLiteral("LENGTH(%1)") : QStringLiteral("CHAR_LENGTH(%1)")).arg(field)
+         + QStringLiteral(" AS [%1]").arg(alias);
+}
+
 }  // namespace kalvex

@@ -41,6 +41,7 @@ public:
     QString getSystemTimeCommand(bool includeDate, bool includeTime) const override;
     QString AutoIncFieldOf(const QString& table) override;
     void DropPrimaryKey(const QString& table, const QString& name) override;
+    QString BuildSqlDataLength(const QString& field, bool returnByteCount, const QString& alias) const override;
     void DropForeignKey(const QString& table, const QString& name) override;
     void AlterField(const QString& table, const TFieldInfoV2& field, bool skipIfFieldTypeAndSizeOk) override;
 

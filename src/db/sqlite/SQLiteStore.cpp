@@ -262,4 +262,26 @@ QString TQMBSQLiteDatabaseHandler::AutoIncFieldOf(const QString& table)
     return column.match(sql).captured(1);
 }
 
+QString TQMBSQLiteDatabaseHandler::BuildSqlIfNull(const QString& field, const QString& def) const
+{
+    return QStringLiteral("IFNULL(%1, %2)").arg(field, def);
+}
+
+QString TQMBSQLiteDatabaseHandler::BuildSqlDataLength(const QString& field, bool returnByteCount, const QString& alias) const
+{
+    return (returnByteCount ? QStringLiteral("LENGTH(CAST(%1 AS BLOB))") : QStringLiteral("LENGTH(%1)")).arg(field)
+         + QStringLiteral(" AS [%1]").arg(alias);
+}
+
+// The alias carries a type hint so that the result column is typed.
+QString TQMBSQLiteDatabaseHandler::BuildSqlMinDateTime(const QString& field, const QString& alias) const
+{
+    return QStringLiteral("MIN(%1) AS \"%2::DATETIME\"").arg(field, alias);
+}
+
+QString TQMBSQLiteDatabaseHandler::BuildSqlMaxDateTime(const QString& field, const QString& alias) const
+{
+    return QStringLiteral("MAX(%1) AS \"%2::DATETIME\"").arg(field, alias);
+}
+
 }  // namespace kalvex

@@ -37,6 +37,10 @@ public:
     void DropCheckConstraint(const QString& table, const QString& name) override;
     void AlterField(const QString& table, const TFieldInfoV2& field, bool skipIfFieldTypeAndSizeOk) override;
     void ShrinkDatabase() override { ExecSQL(QStringLiteral("VACUUM")); }
+    QString BuildSqlIfNull(const QString& field, const QString& def) const override;
+    QString BuildSqlDataLength(const QString& field, bool returnByteCount, const QString& alias) const override;
+    QString BuildSqlMinDateTime(const QString& field, const QString& alias) const override;
+    QString BuildSqlMaxDateTime(const QString& field, const QString& alias) const override;
 
     // Rebuilds a table from its changed CREATE statement (SQLite cannot
     // drop or change columns in place). Keeps the backup when rows are lost.
