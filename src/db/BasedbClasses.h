@@ -394,6 +394,8 @@ public:
 
 protected:
     void countStatement() { ++FStatementCount; }
+    // How ALTER TABLE names a column change ("ALTER COLUMN" on SQL Server).
+    virtual QString AlterColumnKeyword() const { return QStringLiteral("ALTER COLUMN"); }
     // After a change of a table's shape: statements prepared before are stale.
     virtual void ForgetPreparedStatements() {}
     std::unique_ptr<TQMBDatabasePerformanceLog> FPerformanceLog;

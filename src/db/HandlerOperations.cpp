@@ -455,7 +455,7 @@ void TQMBDatabaseHandler::AlterField(const QString& table, const TFieldInfoV2& f
     if (skipIfFieldTypeAndSizeOk && current.Datatype == field.Datatype && current.Length == field.Length)
         return;
     ForgetPreparedStatements();
-    ExecSQL(QStringLiteral("ALTER TABLE [%1] ALTER COLUMN ").arg(table) + FieldTypeToString(field), TECommandTypes::sttDDL);
+    ExecSQL(QStringLiteral("ALTER TABLE [%1] %2 ").arg(table, AlterColumnKeyword()) + FieldTypeToString(field), TECommandTypes::sttDDL);
     FFieldExistsCache.ForgetTable(table);
 }
 

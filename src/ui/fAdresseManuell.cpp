@@ -38,15 +38,20 @@ TComposeRecipient TFormAdresseManuell::Recipient() const
                              TEmpfaengerTyp::elAn};
 }
 
+bool CheckAddressField(QLineEdit* field, QLabel* hint)
+{
+    const QString address = field->text().trimmed();
+    if (IsValidEMailAddress(address))
+        return true;
+    hint->setText(Tx(1995, "Die Adresse %1 scheint fehlerhaft zu sein.").arg(address));
+    field->setFocus();
+    return false;
+}
+
 void TFormAdresseManuell::accept()
 {
-    const QString address = edEMail->text().trimmed();
-    if (!IsValidEMailAddress(address)) {
-        lbHinweis->setText(Tx(1995, "Die Adresse %1 scheint fehlerhaft zu sein.").arg(address));
-        edEMail->setFocus();
-        return;
-    }
-    QDialog::accept();
+    if (CheckAddressField(edEMail, lbHinweis))
+        QDialog::accept();
 }
 
 }  // namespace kalvex

@@ -11,6 +11,9 @@ class QPushButton;
 
 namespace kalvex {
 
+// Shows the hint and focuses the field when its address is invalid.
+bool CheckAddressField(QLineEdit* field, QLabel* hint);
+
 class TFormAdresseManuell : public QDialog {
     Q_OBJECT
 

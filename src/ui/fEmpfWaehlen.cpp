@@ -6,6 +6,7 @@
 #include "config/UserMessages.h"
 #include "mailinterface/MailAddress.h"
 #include "ui/WindowGeometry.h"
+#include "ui/fAdresseManuell.h"
 #include "ui/WindowRunner.h"
 
 #include <QDialogButtonBox>
@@ -528,13 +529,8 @@ TKontakt TFormKontakt::Kontakt() const
 
 void TFormKontakt::accept()
 {
-    const QString address = edEMail->text().trimmed();
-    if (!IsValidEMailAddress(address)) {
-        lbHinweis->setText(Tx(1995, "Die Adresse %1 scheint fehlerhaft zu sein.").arg(address));
-        edEMail->setFocus();
-        return;
-    }
-    QDialog::accept();
+    if (CheckAddressField(edEMail, lbHinweis))
+        QDialog::accept();
 }
 
 }  // namespace kalvex

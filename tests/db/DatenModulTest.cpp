@@ -14,15 +14,6 @@ using namespace kalvex::testing;
 
 namespace {
 
-QString errorOf(const std::function<void()>& f)
-{
-    try {
-        f();
-    } catch (const EKalvex& e) {
-        return e.message();
-    }
-    return QString();
-}
 
 // An installation in a temporary folder: registry file, common folder.
 class DatenModulTest : public StoreTest {
@@ -66,7 +57,7 @@ TEST_P(DatenModulTest, HostTemplateOperations)
     const QUuid kind("{11111111-2222-3333-4444-555555555555}");
     {
         TDatenModul dm;
-        EXPECT_EQ(errorOf([&] { dm.EnsureGeneralKind(); }), "OrvanProgID nicht initialisiert (InitInterface)");
+        EXPECT_EQ(ErrorOf([&] { dm.EnsureGeneralKind(); }), "OrvanProgID nicht initialisiert (InitInterface)");
         dm.FOrvanProgID = 3;
         dm.EnsureGeneralKind();
         ASSERT_TRUE(dm.FProgrammVorlageArtListe.ProgrammVorlageArtVorhanden(GeneralKindGUID()));
@@ -124,7 +115,7 @@ TEST_P(DatenModulTest, MailLogIsAllOrNothing)
     broken.FBetreff = "Kaputt";
     broken.FLEmpfaenger.Add().FAdresse = "b@example.org";
     broken.FAnhaenge << FDir.filePath("fehlt.pdf");
-    EXPECT_TRUE(errorOf([&] { dm.SaveEMail(broken, TMailStatus::stGesendet); }).contains("fehlt.pdf"));
+    EXPECT_TRUE(ErrorOf([&] { dm.SaveEMail(broken, TMailStatus::stGesendet); }).contains("fehlt.pdf"));
 
     dm.LoadEMailListeFromDB(true);
     ASSERT_EQ(dm.FEMailListe.Count(), 1);   // nothing of the broken mail stayed
@@ -153,7 +144,7 @@ TEST_P(DatenModulTest, BrokenStoreFileIsReportedAndUntouched)
     const QByteArray bytes(8192, 'j');
     junk.write(bytes);
     junk.close();
-    const QString msg = errorOf([] { TDatenModul dm; });
+    const QString msg = ErrorOf([] { TDatenModul dm; });
     EXPECT_TRUE(msg.startsWith("Es ist ein Fehler beim Verbinden zur Datenbank aufgetreten!\r\nDataBaseName: ")) << msg.toStdString();
     QFile again(storeFile());
     again.open(QIODevice::ReadOnly);

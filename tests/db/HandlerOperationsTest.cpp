@@ -14,15 +14,6 @@ using namespace kalvex::testing;
 
 namespace {
 
-QString errorOf(const std::function<void()>& f)
-{
-    try {
-        f();
-    } catch (const EKalvex& e) {
-        return e.message();
-    }
-    return QString();
-}
 
 TFieldInfoV2 field(const char* name, TFieldType type, int length = 0)
 {
@@ -102,7 +93,7 @@ TEST_P(HandlerOperations, CopyTablesAndLargeBlobs)
 
     TCopyTableSettings wrong;
     wrong.Options = {TCopyTableOption::ctCopyAutoIncAsInt, TCopyTableOption::ctCopyAutoIncAsAutoInc};
-    EXPECT_EQ(errorOf([&] { h->copyTableValuesV4("Quelle", "X", wrong); }),
+    EXPECT_EQ(ErrorOf([&] { h->copyTableValuesV4("Quelle", "X", wrong); }),
               "TQMBDatabaseHandler.copyTableValues for \"X\": ctCopyAutoIncAsInt und ctCopyAutoIncAsAutoInc sind nicht gleichzeitig zulässig.");
 
     h->addField("Quelle", "Daten", TFieldType::ftBlob, 0);
@@ -118,7 +109,7 @@ TEST_P(HandlerOperations, CopyTablesAndLargeBlobs)
     QFile out(FDir.filePath("zurueck.bin"));
     ASSERT_TRUE(out.open(QIODevice::ReadOnly));
     EXPECT_EQ(out.readAll(), big);
-    EXPECT_FALSE(errorOf([&] { h->GetLargeBLOBAsFile("Quelle", "ID", 77, "Daten", FDir.filePath("x.bin")); }).isEmpty());
+    EXPECT_FALSE(ErrorOf([&] { h->GetLargeBLOBAsFile("Quelle", "ID", 77, "Daten", FDir.filePath("x.bin")); }).isEmpty());
 }
 
 TEST_P(HandlerOperations, PerformanceLogRowVersionsAndNames)
@@ -168,7 +159,7 @@ TEST_P(HandlerOperations, KeysAndColumnChanges)
         h->Insert("Adresse", {{"ID", i}, {"GruppenID", i == 3 ? 2 : 1}, {"EMail", QString("a%1@example.org").arg(i)}});
 
     h->AddPrimaryKey("Gruppe", "ID", TQMBDatabaseHandler::GetDefaultPrimaryKeyName("Gruppe", "ID"));
-    EXPECT_FALSE(errorOf([&] { h->Insert("Gruppe", {{"ID", 1}, {"Name", "doppelt"}}); }).isEmpty());
+    EXPECT_FALSE(ErrorOf([&] { h->Insert("Gruppe", {{"ID", 1}, {"Name", "doppelt"}}); }).isEmpty());
     h->AddForeignKey("Adresse", "GruppenID", "Gruppe", "ID",
                      TQMBDatabaseHandler::GetDefaultForeignKeyName("Adresse", "GruppenID", "Gruppe", "ID"),
                      TForeignKeyAction::fkaDefault, TForeignKeyAction::fkaCascade);
@@ -178,12 +169,12 @@ TEST_P(HandlerOperations, KeysAndColumnChanges)
 
     const QString longAddress = QString(100, 'x') + "@example.org";
     if (!IsSQLite()) {   // SQLite does not enforce text lengths
-        EXPECT_FALSE(errorOf([&] { h->Insert("Adresse", {{"ID", 9}, {"GruppenID", 2}, {"EMail", longAddress}}); }).isEmpty());
+        EXPECT_FALSE(ErrorOf([&] { h->Insert("Adresse", {{"ID", 9}, {"GruppenID", 2}, {"EMail", longAddress}}); }).isEmpty());
     }
     h->AlterField("Adresse", field("EMail", TFieldType::ftWideString, 200), false);
     h->Insert("Adresse", {{"ID", 10}, {"GruppenID", 2}, {"EMail", longAddress}});
     EXPECT_EQ(h->CalcSQL_String("", "select EMail from Adresse where ID = 10"), longAddress);
-    EXPECT_TRUE(errorOf([&] { h->AlterField("Adresse", field("Fehlt", TFieldType::ftInteger), false); }).contains("Field Fehlt not exists."));
+    EXPECT_TRUE(ErrorOf([&] { h->AlterField("Adresse", field("Fehlt", TFieldType::ftInteger), false); }).contains("Field Fehlt not exists."));
 
     h->RenameField("Adresse", "EMail", "Mail");
     EXPECT_TRUE(h->FieldExists("Adresse", "Mail"));
@@ -192,7 +183,7 @@ TEST_P(HandlerOperations, KeysAndColumnChanges)
 
     const QString fkName = TQMBDatabaseHandler::GetDefaultForeignKeyName("Adresse", "GruppenID", "Gruppe", "ID");
     if (IsSQLite()) {
-        EXPECT_EQ(errorOf([&] { h->DropForeignKey("Adresse", fkName); }), "ALTER TABLE ADD CONSTRAINT not supported.");
+        EXPECT_EQ(ErrorOf([&] { h->DropForeignKey("Adresse", fkName); }), "ALTER TABLE ADD CONSTRAINT not supported.");
     } else {
         h->DropForeignKey("Adresse", fkName);
         h->ExecSQL("delete from Gruppe where ID = 2");

@@ -9,15 +9,6 @@ using namespace kalvex::testing;
 
 namespace {
 
-QString errorOf(const std::function<void()>& f)
-{
-    try {
-        f();
-    } catch (const EKalvex& e) {
-        return e.message();
-    }
-    return QString();
-}
 
 TFieldInfoV2 field(const QString& name, TFieldType type, int length = 0)
 {
@@ -92,9 +83,9 @@ TEST_P(HandlerTest, ParametersAndMessages)
 {
     auto h = OpenHandler();
     createNumbers(*h);
-    EXPECT_EQ(errorOf([&] { h->ExecSQL("update Zahlen set Wert = :w where ID = :id", {P("w", 1)}); }),
+    EXPECT_EQ(ErrorOf([&] { h->ExecSQL("update Zahlen set Wert = :w where ID = :id", {P("w", 1)}); }),
               "Fehlender Parameter \"id\"");
-    EXPECT_EQ(errorOf([&] { h->ExecSQL("select :p1, :p2", QVariantList{1, QVariant()}); }),
+    EXPECT_EQ(ErrorOf([&] { h->ExecSQL("select :p1, :p2", QVariantList{1, QVariant()}); }),
               "Parameter (index=1) in Parameterliste darf nicht Null sein");
     // A colon inside quotes or a "::" cast is no parameter.
     EXPECT_EQ(h->CalcSQL_String("", "select 'a:b' as t where :x = 'c'", {P("x", "c")}), "a:b");
@@ -102,15 +93,15 @@ TEST_P(HandlerTest, ParametersAndMessages)
                                  TECommandTypes::sttInsert, TExecSQLReturnValue::erInsertedID);
     EXPECT_EQ(id, 6);
     EXPECT_EQ(h->CalcSQL_MaxInt("Zahlen", "Wert"), 9);
-    EXPECT_FALSE(errorOf([&] { h->ExecSQL("select * from Nirgends"); }).isEmpty());
-    EXPECT_TRUE(errorOf([&] { h->FieldTypeToString(field("Gross", TFieldType::ftUnknown)); }).contains("Unbekannter Feldtyp"));
+    EXPECT_FALSE(ErrorOf([&] { h->ExecSQL("select * from Nirgends"); }).isEmpty());
+    EXPECT_TRUE(ErrorOf([&] { h->FieldTypeToString(field("Gross", TFieldType::ftUnknown)); }).contains("Unbekannter Feldtyp"));
 
     TQMBDatabaseConfig config;
     config.DatabaseType = TQMBDatabaseConfigType::dbtOracle;
-    EXPECT_EQ(errorOf([&] { TQMBDatabaseFactory::CreateDbHandler(config, "", -1); }),
+    EXPECT_EQ(ErrorOf([&] { TQMBDatabaseFactory::CreateDbHandler(config, "", -1); }),
               "TQMBDatabaseHandlerClass nicht zugewiesen (TQMBOracleDataBaseHandler)");
     config.DatabaseType = TQMBDatabaseConfigType::dbtMySQL;
-    EXPECT_EQ(errorOf([&] { TQMBDatabaseFactory::CreateDbHandler(config, "", -1); }),
+    EXPECT_EQ(ErrorOf([&] { TQMBDatabaseFactory::CreateDbHandler(config, "", -1); }),
               "TQMBDatabaseFactory.CreateDbHandler: DatabaseType nicht unterstützt 7");
 }
 
@@ -142,7 +133,7 @@ TEST_P(HandlerTest, TableRecreationKeepsRowsOrItsBackup)
     auto* sqlite = dynamic_cast<TQMBSQLiteDatabaseHandler*>(h.get());
     if (!sqlite)
         return;
-    const QString msg = errorOf([&] {
+    const QString msg = ErrorOf([&] {
         sqlite->RecreateTable("Zahlen", [](QString sql) {
             return sql.replace("[Wert] INTEGER", "[Wert] INTEGER UNIQUE ON CONFLICT IGNORE");
         }, 2);

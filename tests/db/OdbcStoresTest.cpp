@@ -3,6 +3,7 @@
 // real against the private MariaDB server through MariaDB's ODBC driver.
 
 #include "MariaDBServer.h"
+#include "StoreFixture.h"
 
 #include "config/KalvexError.h"
 #include "db/mariadb/MariaDBStore.h"
@@ -15,15 +16,6 @@ using namespace kalvex::testing;
 
 namespace {
 
-QString errorOf(const std::function<void()>& f)
-{
-    try {
-        f();
-    } catch (const EKalvex& e) {
-        return e.message();
-    }
-    return QString();
-}
 
 TQMBDatabaseConfig serverConfig()
 {
@@ -122,13 +114,13 @@ TEST(OdbcStores, ColumnTypesAndTheSqlTheySend)
             EXPECT_EQ(jet->FieldTypeToString(f), r.access);
             EXPECT_EQ(ace->FieldTypeToString(f), r.access);
         } else {
-            EXPECT_EQ(errorOf([&] { jet->FieldTypeToString(f); }).section(" Datatype", 0, 0),
+            EXPECT_EQ(ErrorOf([&] { jet->FieldTypeToString(f); }).section(" Datatype", 0, 0),
                       "TQMBADODataBaseHandler\nUnbekannter Feldtyp für \"F\"");
         }
         if (r.oledb)
             EXPECT_EQ(ole->FieldTypeToString(f), r.oledb);
         else
-            EXPECT_TRUE(errorOf([&] { ole->FieldTypeToString(f); }).startsWith("TQMBMSSQLDataBaseHandler\nUnbekannter"));
+            EXPECT_TRUE(ErrorOf([&] { ole->FieldTypeToString(f); }).startsWith("TQMBMSSQLDataBaseHandler\nUnbekannter"));
         EXPECT_EQ(fire->FieldTypeToString(f), r.native);
     }
     EXPECT_EQ(ole->FieldTypeToString(field(T::ftInteger, 0, true)), "[F] [int] NOT NULL");
@@ -184,6 +176,6 @@ TEST(OdbcStores, OdbcPathEndToEnd)
     EXPECT_TRUE(h.FieldExists("Post", "Nr"));
     h.deleteField("Post", "Nr");
     EXPECT_FALSE(h.FieldExists("Post", "Nr"));
-    EXPECT_EQ(errorOf([&] { h.ExecSQL("update [Post] set [Betreff] = :b where [ID] = :id", {P("b", "x")}); }),
+    EXPECT_EQ(ErrorOf([&] { h.ExecSQL("update [Post] set [Betreff] = :b where [ID] = :id", {P("b", "x")}); }),
               "Fehlender Parameter \"id\"");
 }

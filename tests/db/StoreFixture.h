@@ -3,6 +3,7 @@
 // parameter. SQLite is always here; further backends add a row.
 
 #include "MariaDBServer.h"
+#include "config/KalvexError.h"
 #include "db/BasedbClasses.h"
 
 #include <QTemporaryDir>
@@ -15,6 +16,17 @@ struct Backend {
     const char* name;
     TQMBDatabaseConfigType type;
 };
+
+// The message of the EKalvex that f raises; empty when it raises none.
+inline QString ErrorOf(const std::function<void()>& f)
+{
+    try {
+        f();
+    } catch (const EKalvex& e) {
+        return e.message();
+    }
+    return QString();
+}
 
 inline std::vector<Backend> Backends()
 {

@@ -6,6 +6,7 @@
 #include "db/DBUpdater.h"
 #include "ui/fEmpfWaehlen.h"
 
+#include "SeededStore.h"
 #include "TestApp.h"
 
 #include <QLabel>
@@ -22,20 +23,7 @@ namespace {
 
 class AddressWindow : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        // QtSql's connection list must outlive the application object,
-        // whose end runs QtSql's clean-up: make it first.
-        QSqlDatabase::connectionNames();
-        kalvex::testing::WidgetApp();
-        RegisterBuiltInStores();
-        TQMBDatabaseConfig config;
-        config.HostName = FDir.path();
-        config.DatabaseName = "kalvex.db";
-        FHandler = TQMBDatabaseFactory::CreateDbHandler(config, QString(), -1);
-        FHandler->SetConnected(true);
-        TDBUpdater(*FHandler).CheckTables();
-    }
+    void SetUp() override { FHandler = kalvex::testing::SeededStore(FDir); }
     TKontakt person(const QString& vorname, const QString& email)
     {
         TKontakt k;

@@ -5,6 +5,7 @@
 #include "db/DBUpdater.h"
 #include "ui/fVorlagen.h"
 
+#include "SeededStore.h"
 #include "TestApp.h"
 
 #include <QComboBox>
@@ -21,18 +22,7 @@ namespace {
 
 class TemplateWindows : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        QSqlDatabase::connectionNames();   // QtSql's statics before the application object
-        kalvex::testing::WidgetApp();
-        RegisterBuiltInStores();
-        TQMBDatabaseConfig config;
-        config.HostName = FDir.path();
-        config.DatabaseName = "kalvex.db";
-        FHandler = TQMBDatabaseFactory::CreateDbHandler(config, QString(), -1);
-        FHandler->SetConnected(true);
-        TDBUpdater(*FHandler).CheckTables();
-    }
+    void SetUp() override { FHandler = kalvex::testing::SeededStore(FDir); }
     int countEntries(const QTreeWidget& tree)
     {
         int n = 0;

@@ -220,18 +220,6 @@ void TQMBMariaDBDataBaseHandler::DropForeignKey(const QString& table, const QStr
     ExecSQL(QStringLiteral("ALTER TABLE [%1] DROP FOREIGN KEY [%2]").arg(table, name), TECommandTypes::sttDDL);
 }
 
-void TQMBMariaDBDataBaseHandler::AlterField(const QString& table, const TFieldInfoV2& field, bool skipIfFieldTypeAndSizeOk)
-{
-    TFieldInfoV2 current;
-    if (!FieldExists(table, field.Fieldname, &current))
-        throw EKalvex(QStringLiteral("Field %1 not exists.").arg(field.Fieldname));
-    if (skipIfFieldTypeAndSizeOk && current.Datatype == field.Datatype && current.Length == field.Length)
-        return;
-    ForgetPreparedStatements();
-    ExecSQL(QStringLiteral("ALTER TABLE [%1] MODIFY COLUMN ").arg(table) + FieldTypeToString(field), TECommandTypes::sttDDL);
-    FFieldExistsCache.ForgetTable(table);
-}
-
 // LENGTH counts bytes here, CHAR_LENGTH characters.
 QString TQMBMariaDBDataBaseHandler::BuildSqlDataLength(const QString& field, bool returnByteCount, const QString& alias) const
 {

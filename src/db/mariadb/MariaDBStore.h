@@ -43,10 +43,10 @@ public:
     void DropPrimaryKey(const QString& table, const QString& name) override;
     QString BuildSqlDataLength(const QString& field, bool returnByteCount, const QString& alias) const override;
     void DropForeignKey(const QString& table, const QString& name) override;
-    void AlterField(const QString& table, const TFieldInfoV2& field, bool skipIfFieldTypeAndSizeOk) override;
 
 protected:
     QString InsertedIdSQL() const override { return QStringLiteral("SELECT LAST_INSERT_ID()"); }
+    QString AlterColumnKeyword() const override { return QStringLiteral("MODIFY COLUMN"); }
     QString TableOptions() const override { return QStringLiteral(" ENGINE=InnoDB DEFAULT CHARSET=utf8mb4"); }
 };
 
