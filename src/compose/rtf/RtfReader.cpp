@@ -122,6 +122,12 @@ void TRtfReader::ensureTableCell()
         previous = x;
     }
     tf.setColumnWidthConstraints(widths);
+    // A table splits the block it is inserted into; the empty block that the
+    // preceding \par opened would stay in front of it and grow by one on
+    // every write and read.
+    const QTextBlock before = FCursor.block().previous();
+    if (FCursor.block().length() <= 1 && before.isValid() && !QTextCursor(before).currentTable())
+        FCursor.deletePreviousChar();
     FTable = FCursor.insertTable(1, columns, tf);
     FRow = FCol = 0;
     FRowPending = false;
@@ -291,10 +297,13 @@ bool TRtfReader::paragraphWord(const QString& w, int arg)
     if (w == QLatin1String("par")) {
         if (st().dest != TDest::Text)
             return true;
-        if (!FPara.inTable)
+        if (!FPara.inTable) {
             leaveTable();
-        else if (FTable)
-            FCursor.insertBlock();   // a paragraph inside a cell
+        } else {   // a paragraph inside a cell, also the cell's first one
+            ensureTableCell();
+            startPendingRow();
+            FCursor.insertBlock();
+        }
         if (!FPara.inTable)
             endParagraph();
     } else if (w == QLatin1String("pard")) FPara = TPara{};
@@ -314,6 +323,7 @@ bool TRtfReader::paragraphWord(const QString& w, int arg)
 bool TRtfReader::tableWord(const QString& w, int arg)
 {
     if (w == QLatin1String("trowd")) {
+        FPara.inTable = true;   // text of a row defined here belongs to its cells, \intbl or not
         FRowCellX.clear();
         FRowMerge.clear();
         FNextMerge = 0;

@@ -65,6 +65,17 @@ QString escapeChar(QChar ch)
     return QStringLiteral("\\u%1?").arg(static_cast<int16_t>(c));
 }
 
+// A font name ends at ';' in the font table: it may hold no ';' and no
+// control characters, and its braces and backslashes are escaped.
+QString fontName(const QString& family)
+{
+    QString out;
+    for (const QChar ch : family)
+        if (ch != QLatin1Char(';') && ch.unicode() >= 0x20)
+            out += escapeChar(ch);
+    return out;
+}
+
 }  // namespace
 
 int TRtfWriter::fontIndex(const QString& family)
@@ -246,7 +257,7 @@ QString TRtfWriter::Write()
     writeFrame(FDoc.rootFrame(), false);
     QString head = QStringLiteral("{\\rtf1\\ansi\\ansicpg1252\\deff0\\uc1{\\fonttbl");
     for (int i = 0; i < FFonts.size(); ++i)
-        head += QStringLiteral("{\\f%1\\fnil %2;}").arg(i).arg(FFonts[i]);
+        head += QStringLiteral("{\\f%1\\fnil %2;}").arg(i).arg(fontName(FFonts[i]));
     head += QStringLiteral("}{\\colortbl ;");
     for (const QColor& c : FColors)
         head += QStringLiteral("\\red%1\\green%2\\blue%3;").arg(c.red()).arg(c.green()).arg(c.blue());
