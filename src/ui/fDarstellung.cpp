@@ -95,7 +95,7 @@ TFormTastenkombinationen::TFormTastenkombinationen(const QList<QAction*>& action
             continue;
         const int row = gridTasten->rowCount();
         gridTasten->insertRow(row);
-        gridTasten->setItem(row, 0, new QTableWidgetItem(action->text().remove(QLatin1Char('&'))));
+        gridTasten->setItem(row, 0, new QTableWidgetItem(action->toolTip().remove(QLatin1Char('&'))));
         gridTasten->setItem(row, 1, new QTableWidgetItem(action->shortcut().toString(QKeySequence::NativeText)));
     }
     auto* close = new QDialogButtonBox(QDialogButtonBox::Close, this);

@@ -186,6 +186,8 @@ void TMainForm::assignShortcuts()
         {btRedo, QKeySequence::Redo},                {rbbtSearch, QKeySequence::Find},
         {barbtHelp, QKeySequence::HelpContents},     {btTastenkombinationen, QKeySequence(Qt::CTRL | Qt::Key_F1)},
     };
+    // The ribbon's short captions need their group outside the ribbon.
+    barbtAddAttachment->setToolTip(Tx(2292, "Anhang hinzufügen"));
     for (const auto& [action, key] : keys) {
         action->setShortcut(key);
         action->setShortcutContext(Qt::WindowShortcut);
