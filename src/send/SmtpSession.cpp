@@ -9,6 +9,8 @@
 #include <QFileInfo>
 #include <QSslConfiguration>
 
+#include <cstring>
+
 namespace kalvex {
 
 namespace {
@@ -16,19 +18,51 @@ namespace {
 constexpr qint64 kHighWater = 1 << 20;      // bytes queued in the socket before we wait
 constexpr qint64 kChunkBytes = 57 * 4096;   // raw bytes per base64 chunk: whole 76-character lines
 
+// Base64 in lines of 76 characters (57 raw bytes) with CR LF, written in
+// one pass into a buffer of the final size: attachments are large.
 QByteArray base64Lines(const QByteArray& raw)
 {
-    const QByteArray encoded = raw.toBase64();
-    QByteArray out;
-    out.reserve(encoded.size() + encoded.size() / 38 + 2);
-    for (qsizetype i = 0; i < encoded.size(); i += 76)
-        out += encoded.mid(i, 76) + "\r\n";
+    static constexpr char table[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    const auto* in = reinterpret_cast<const unsigned char*>(raw.constData());
+    const qsizetype size = raw.size();
+    const qsizetype lines = (size + 56) / 57;
+    QByteArray out(((size + 2) / 3) * 4 + 2 * lines, Qt::Uninitialized);
+    char* to = out.data();
+    for (qsizetype line = 0; line < size; line += 57) {
+        const qsizetype end = std::min<qsizetype>(line + 57, size);
+        qsizetype i = line;
+        for (; i + 3 <= end; i += 3) {
+            const uint32_t v = (uint32_t(in[i]) << 16) | (uint32_t(in[i + 1]) << 8) | in[i + 2];
+            *to++ = table[v >> 18];
+            *to++ = table[(v >> 12) & 63];
+            *to++ = table[(v >> 6) & 63];
+            *to++ = table[v & 63];
+        }
+        if (i < end) {   // one or two bytes left: the last line only
+            const uint32_t v = (uint32_t(in[i]) << 16) | (i + 1 < end ? uint32_t(in[i + 1]) << 8 : 0);
+            *to++ = table[v >> 18];
+            *to++ = table[(v >> 12) & 63];
+            *to++ = i + 1 < end ? table[(v >> 6) & 63] : '=';
+            *to++ = '=';
+        }
+        *to++ = '\r';
+        *to++ = '\n';
+    }
     return out;
 }
 
 // Doubles a "." at the start of any line, so no line ends the data early.
+// Most chunks (all of base64) hold no line starting with ".": they pass as
+// they are.
 QByteArray dotStuff(const QByteArray& bytes, bool& atLineStart)
 {
+    if (bytes.isEmpty())
+        return bytes;
+    const bool clean = !(atLineStart && bytes.front() == '.') && !bytes.contains("\n.");
+    if (clean) {
+        atLineStart = bytes.back() == '\n';
+        return bytes;
+    }
     QByteArray out;
     out.reserve(bytes.size() + 16);
     for (char c : bytes) {
@@ -397,6 +431,7 @@ QByteArray TSmtpSession::nextBodyChunk()
 {
     while (FSegment < FMessage.size()) {
         const TMimeSegment& s = FMessage[FSegment];
+        FChunkEncoded = !s.base64File.isEmpty();
         if (s.base64File.isEmpty()) {
             ++FSegment;
             if (!s.bytes.isEmpty())
@@ -427,7 +462,9 @@ void TSmtpSession::pumpBody()
                 step(Tx(1015, "Der SMTP-Server bestätigt die E-Mail ..."));
                 return;
             }
-            FSocket->write(dotStuff(chunk, FAtLineStart));
+            if (FChunkEncoded)
+                FAtLineStart = true;   // base64 lines end with CR LF and never begin with "."
+            FSocket->write(FChunkEncoded ? chunk : dotStuff(chunk, FAtLineStart));
             FBodySent += chunk.size();
             FTimer.start(FSettings.replyTimeoutMs);   // progress counts as a sign of life
             step(Tx(1013, "E-Mail wird gesendet ..."));

@@ -157,6 +157,7 @@ private:
     qint64 FSegmentOffset = 0;
     std::unique_ptr<QFile> FFile;
     bool FAtLineStart = true;
+    bool FChunkEncoded = false;   // the last chunk was base64 lines: no "." can start one
     qint64 FBodySent = 0;
     qint64 FBodyTotal = 0;
 };

@@ -83,7 +83,7 @@ TEST_F(SmtpTest, MessageArrivesIntactAndNothingIsInjected)
     QFile file(dir.filePath(kDifficultName));
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     QByteArray content;
-    for (int i = 0; i < 300000; ++i)
+    for (int i = 0; i < 300001; ++i)   // one byte past whole groups of three: base64 padding
         content += static_cast<char>((static_cast<unsigned>(i) * 7919u) % 256u);
     file.write(content);
     file.close();
@@ -124,6 +124,19 @@ TEST_F(SmtpTest, MessageArrivesIntactAndNothingIsInjected)
     EXPECT_EQ(parts[5].toObject()["size"].toInt(), content.size());
     EXPECT_EQ(parts[5].toObject()["sha1"].toString(),
               QString::fromLatin1(QCryptographicHash::hash(content, QCryptographicHash::Sha1).toHex()));
+
+    // Two bytes past whole groups, and a file of one line's bytes exactly.
+    for (const int size : {57 * 4096 + 2, 57}) {
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(content.left(size));
+        file.close();
+        TEMail again = simpleMail();
+        again.FAnhaenge = {file.fileName()};
+        ASSERT_TRUE(sendTo(server, again, false).ok);
+        const QJsonArray p = server.Parsed(server.MailCount())["parts"].toArray();
+        EXPECT_EQ(p.last().toObject()["sha1"].toString(),
+                  QString::fromLatin1(QCryptographicHash::hash(content.left(size), QCryptographicHash::Sha1).toHex())) << size;
+    }
 }
 
 TEST_F(SmtpTest, StartTlsOnPort587WithTheMechanismOfFirstPreference)
