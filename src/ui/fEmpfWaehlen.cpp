@@ -485,8 +485,9 @@ void TFormEmpfWaehlen::askMoveContact()
     bool ok = false;
     const QString target = QInputDialog::getItem(this, Tx(2228, "In andere Gruppe verschieben …"), Tx(2238, "Zielgruppe:"),
                                                  names, 0, false, &ok);
-    if (ok)
-        KontaktVerschieben(kontakt, ids[names.indexOf(target)]);
+    const qsizetype index = names.indexOf(target);
+    if (ok && index >= 0)
+        KontaktVerschieben(kontakt, ids[index]);
 }
 
 void TFormEmpfWaehlen::askDeleteContact()
