@@ -279,6 +279,10 @@ bool TFormVorlagen::Speichern()
         FMessages.ShowInformation(Tx(2264, "Bitte geben Sie einen Namen ein."));
         return false;
     }
+    if (cbKategorie->currentIndex() < 0) {   // an entry outside every category would not be listed again
+        FMessages.ShowInformation(Tx(2293, "Bitte legen Sie zuerst eine Kategorie an."));
+        return false;
+    }
     FEditing.Name = edName->text().trimmed();
     FEditing.KategorieID = cbKategorie->currentData().toInt();
     FEditing.Betreff = edBetreff->text();
