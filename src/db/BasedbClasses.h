@@ -341,6 +341,13 @@ public:
     qint64 getUniqueID(const QString& idTableName = QString());
 
     // Copies rows between tables, creating the target when it is missing.
+    // The older forms fill the settings that V4 takes.
+    qint64 copyTableValues(const QString& sourceTable, const QString& targetTable, const QList<TCopyTableOption>& options);
+    qint64 copyTableValuesV2(const QString& sourceTable, const QString& targetTable, const QList<TCopyTableOption>& options,
+                             const QStringList& ignoreFields);
+    qint64 copyTableValuesV3(const QString& sourceTable, const QString& targetTable, const QList<TCopyTableOption>& options,
+                             const QStringList& ignoreFields, const QList<QPair<QString, QVariant>>& replaceFields,
+                             int maxRecordCount = -1);
     qint64 copyTableValuesV4(const QString& sourceTable, const QString& targetTable, const TCopyTableSettings& settings);
     qint64 copyTableValuesV4(TQMBDataSet& source, const QString& targetTable, const TCopyTableSettings& settings,
                              const QString& autoIncField = QString());

@@ -314,6 +314,30 @@ QString TQMBDatabaseHandler::AutoIncFieldOf(const QString&)
     return QString();
 }
 
+qint64 TQMBDatabaseHandler::copyTableValues(const QString& sourceTable, const QString& targetTable,
+                                            const QList<TCopyTableOption>& options)
+{
+    return copyTableValuesV3(sourceTable, targetTable, options, {}, {});
+}
+
+qint64 TQMBDatabaseHandler::copyTableValuesV2(const QString& sourceTable, const QString& targetTable,
+                                              const QList<TCopyTableOption>& options, const QStringList& ignoreFields)
+{
+    return copyTableValuesV3(sourceTable, targetTable, options, ignoreFields, {});
+}
+
+qint64 TQMBDatabaseHandler::copyTableValuesV3(const QString& sourceTable, const QString& targetTable,
+                                              const QList<TCopyTableOption>& options, const QStringList& ignoreFields,
+                                              const QList<QPair<QString, QVariant>>& replaceFields, int maxRecordCount)
+{
+    TCopyTableSettings settings;
+    settings.Options = options;
+    settings.IgnoreFieldListForCopy = ignoreFields;
+    settings.ReplaceFieldList = replaceFields;
+    settings.MaxRecordCount = maxRecordCount;
+    return copyTableValuesV4(sourceTable, targetTable, settings);
+}
+
 qint64 TQMBDatabaseHandler::copyTableValuesV4(const QString& sourceTable, const QString& targetTable,
                                               const TCopyTableSettings& settings)
 {

@@ -84,11 +84,7 @@ TEST_P(HandlerOperations, CopyTablesAndLargeBlobs)
     h->copyTableValuesV4("Quelle", "Ziel", update);
     EXPECT_EQ(h->CalcSQL_SumInt("Ziel", "Wert"), 4 * 99);
 
-    TCopyTableSettings some;
-    some.MaxRecordCount = 2;
-    some.IgnoreFieldListForCopy = {"Wert"};
-    some.Options = {TCopyTableOption::ctReturnMaxIgnoreField};
-    EXPECT_EQ(h->copyTableValuesV4("Quelle", "Teil", some), 20);
+    EXPECT_EQ(h->copyTableValuesV3("Quelle", "Teil", {TCopyTableOption::ctReturnMaxIgnoreField}, {"Wert"}, {}, 2), 20);
     EXPECT_EQ(h->CalcSQL_Int(0, "select count(*) from Teil where Wert is null"), 2);
 
     TCopyTableSettings wrong;
