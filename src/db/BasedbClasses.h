@@ -316,6 +316,12 @@ public:
     virtual qint64 getTableSize(const QString& table, bool includeDataSize, bool includeIndexSize);
     virtual qint64 getDatabaseSizeUnused();
 
+    // Date-times of the records (days since 1899-12-30) as this store keeps
+    // them: Julian day numbers in the own stores, the server's own type in
+    // the ODBC stores; and back from what a query returns.
+    virtual QVariant DateTimeValue(double days) const;
+    static double DaysOf(const QVariant& stored);
+
     // Row versions: bytes read big-endian into a number.
     static qint64 ConvertRowVersion(const QVariant& value);
     qint64 GetRowVersion(const QString& sql, const TParamInfoV2Array& params = {});

@@ -7,6 +7,7 @@
 
 #include "config/KalvexError.h"
 #include "db/qtsql/QtSqlStore.h"
+#include "mailinterface/EMail.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -21,6 +22,7 @@ namespace kalvex {
 namespace {
 
 constexpr int kUniqueIdAttempts = 500;
+constexpr double kJulianDayOf18991230 = 2415018.5;
 constexpr int kUniqueIdRetryMs = 10;
 const QString kSessionTable = QStringLiteral("DBActiveSession");
 
@@ -130,6 +132,18 @@ qint64 TQMBDatabaseHandler::GetRowVersionMaxDB()
 {
     addlog(QStringLiteral("GetRowVersionMaxDB"), TLogLevel::llDebug);
     return GetRowVersion(QStringLiteral("SELECT @@DBTS"));
+}
+
+QVariant TQMBDatabaseHandler::DateTimeValue(double days) const
+{
+    return days + kJulianDayOf18991230;
+}
+
+double TQMBDatabaseHandler::DaysOf(const QVariant& stored)
+{
+    if (stored.typeId() == QMetaType::QDateTime)
+        return DateTimeToDays(stored.toDateTime());
+    return stored.toDouble() - kJulianDayOf18991230;
 }
 
 qint64 TQMBDatabaseHandler::ConvertRowVersion(const QVariant& value)

@@ -40,7 +40,6 @@ std::unique_ptr<TDatenModul>& globalModule()
     return holder.module;
 }
 
-constexpr double kJulianOffset = 2415018.5;
 const QString kSection = QStringLiteral("Kalvex");
 
 QString guidText(const QUuid& guid)
@@ -194,7 +193,7 @@ void TDatenModul::LoadEMailListeFromDB(bool withAttachmentContent)
         TEMail& mail = mails.Add();
         mail.FID = ds->Field("ID").toInt();
         mail.FBetreff = ds->Field("Betreff").toString();
-        mail.FDatum = ds->Field("Datum").toDouble() - kJulianOffset;
+        mail.FDatum = TQMBDatabaseHandler::DaysOf(ds->Field("Datum"));
         mail.SetStatus(statusOf(ds->Field("MailStatus"), ds->Field("Status").toString()));
         mail.FGesendetDurch = ds->Field("GesendetDurch").toString();
         mail.FSender = senderOf(mail.FGesendetDurch);
@@ -259,7 +258,7 @@ void TDatenModul::SaveEMail(TEMail& mail, TMailStatus status)
     try {
         const qint64 id = FDBHandler->ExecSQL(
             QStringLiteral("insert into KVXGesendeteMails (Betreff, Datum, InhaltRTF, Inhalt, MailStatus, Status, GesendetDurch, SeperatSenden) Values (:Betreff, :Datum, :InhaltRTF, :Inhalt, :MailStatus, :Status, :MailSender, :SeperatSenden);"),
-            {P("Betreff", mail.FBetreff), P("Datum", mail.FDatum + kJulianOffset), P("InhaltRTF", mail.FBodyRTF),
+            {P("Betreff", mail.FBetreff), P("Datum", FDBHandler->DateTimeValue(mail.FDatum)), P("InhaltRTF", mail.FBodyRTF),
              P("Inhalt", mail.FBodyPlain), P("MailStatus", static_cast<int>(status)), P("Status", MailStatusText(status)),
              P("MailSender", MailSenderText(mail.FSender)), P("SeperatSenden", mail.FSeperatSenden)},
             true, TECommandTypes::sttInsert, TExecSQLReturnValue::erInsertedID);

@@ -2,6 +2,7 @@
 
 #include "config/KalvexError.h"
 #include "db/mariadb/MariaDBStore.h"
+#include "mailinterface/EMail.h"
 #include "mailinterface/StreamIO.h"
 
 #include <QFileInfo>
@@ -336,6 +337,12 @@ QString TQMBOdbcDataBaseHandler::SetAutoIncInsertSQL(const QString& table, bool 
 void TQMBOdbcDataBaseHandler::SetAutoIncInsert(const QString& table, bool activate)
 {
     ExecSQL(SetAutoIncInsertSQL(table, activate), TECommandTypes::sttExecute);
+}
+
+// [datetime] columns take the server's own type.
+QVariant TQMBOdbcDataBaseHandler::DateTimeValue(double days) const
+{
+    return DaysToDateTime(days);
 }
 
 // SQL Server renames columns through its procedure; the others speak ALTER TABLE.

@@ -82,6 +82,7 @@ public:
     static QString SetAutoIncInsertSQL(const QString& table, bool activate);
     void SetAutoIncInsert(const QString& table, bool activate) override;
     void RenameField(const QString& table, const QString& oldName, const QString& newName) override;
+    QVariant DateTimeValue(double days) const override;
 
 protected:
     QString InsertedIdSQL() const override { return FDialect.insertedIdSql; }
