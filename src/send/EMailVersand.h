@@ -24,7 +24,7 @@ public:
     TKeinAbsenderException();
 };
 
-// The protocol's events as message boxes (the spec's own texts).
+// The protocol's events as message boxes, in the module's own wording.
 class TSmtpEventMessages : public ISmtpEvents {
 public:
     explicit TSmtpEventMessages(IUserMessages& messages) : FMessages(messages) {}
