@@ -13,6 +13,7 @@
 #include <QFile>
 #include <QSaveFile>
 #include <QSqlField>
+#include <QSqlQuery>
 #include <QSqlRecord>
 #include <QSysInfo>
 #include <QThread>
@@ -72,6 +73,134 @@ void checkCopyOptions(const QString& target, const TCopyTableSettings& s)
     if (s.Has(TCopyTableOption::ctReturnMaxIgnoreField) && s.Has(TCopyTableOption::ctReturnLastAutoInc))
         throw EKalvex(prefix + QStringLiteral("ctReturnMaxIgnoreField und ctReturnLastAutoInc sind nicht gleichzeitig zulässig."));
 }
+
+// One table copy: which columns go where, and each row's statement.
+class TTableCopy {
+public:
+    TTableCopy(TQMBDatabaseHandler& handler, QString target, const TCopyTableSettings& settings)
+        : FHandler(handler), FTarget(std::move(target)), FSettings(settings)
+    {
+    }
+
+    void PlanColumns(const QSqlRecord& record, const QString& knownAutoIncField)
+    {
+        FAutoIncField = knownAutoIncField;
+        for (int i = 0; i < record.count(); ++i) {
+            QSqlField f = record.field(i);
+            if (f.name().compare(knownAutoIncField, Qt::CaseInsensitive) == 0)
+                f.setAutoValue(true);
+            const TFieldInfoV2 info = fieldInfoOf(f, FSettings);
+            if (f.isAutoValue())
+                FAutoIncField = info.Fieldname;
+            if (!FSettings.IgnoreFieldListForCreateTable.contains(info.Fieldname, Qt::CaseInsensitive))
+                FCreated.push_back(info);
+            if (!FSettings.IgnoreFieldListForCopy.contains(info.Fieldname, Qt::CaseInsensitive))
+                FColumns.push_back(info);
+        }
+    }
+
+    void PrepareTarget()
+    {
+        if (!FHandler.TableExists(FTarget))
+            FHandler.createTable(FTarget, FCreated);
+        setIdentityInsert(true);
+    }
+
+    void CopyRow(const QSqlQuery& row)
+    {
+        Statement st = statementOf(row);
+        trackResult(row);
+        try {
+            write(st);
+        } catch (const EKalvex& e) {
+            if (!FSettings.IgnoreExceptions)
+                throw;
+            FHandler.addlog(QStringLiteral("copyTableValues %1: Zeile übersprungen: %2").arg(FTarget, e.message()), TLogLevel::llNormal, true);
+        }
+    }
+
+    qint64 Finish()
+    {
+        setIdentityInsert(false);
+        return FResult;
+    }
+
+private:
+    struct Statement {
+        TParamInfoV2Array params;
+        QStringList names, marks, sets;
+        QVariant key;
+    };
+
+    void setIdentityInsert(bool on)
+    {
+        if (FSettings.Has(TCopyTableOption::ctCopyAutoIncAsAutoInc) && !FAutoIncField.isEmpty())
+            FHandler.SetAutoIncInsert(FTarget, on);
+    }
+
+    QVariant valueOf(const QSqlQuery& row, const QString& column) const
+    {
+        QVariant value = row.value(column);
+        for (const auto& [field, replacement] : FSettings.ReplaceFieldList)
+            if (field.compare(column, Qt::CaseInsensitive) == 0)
+                value = replacement;
+        return value.isNull() ? QVariant(QMetaType(QMetaType::QString)) : value;
+    }
+
+    Statement statementOf(const QSqlQuery& row) const
+    {
+        Statement st;
+        for (const TFieldInfoV2& c : FColumns) {
+            const QVariant value = valueOf(row, c.Fieldname);
+            if (c.Fieldname.compare(FSettings.KeyExists.KeyFieldName, Qt::CaseInsensitive) == 0)
+                st.key = value;
+            const QString p = QStringLiteral("p%1").arg(st.params.size() + 1);
+            st.params.push_back(P(p, value));
+            st.names << QLatin1Char('[') + c.Fieldname + QLatin1Char(']');
+            st.marks << QLatin1Char(':') + p;
+            st.sets << QStringLiteral("[%1]=:%2").arg(c.Fieldname, p);
+        }
+        return st;
+    }
+
+    void trackResult(const QSqlQuery& row)
+    {
+        if (FSettings.Has(TCopyTableOption::ctReturnLastAutoInc) && !FAutoIncField.isEmpty())
+            FResult = std::max(FResult, row.value(FAutoIncField).toLongLong());
+        if (FSettings.Has(TCopyTableOption::ctReturnMaxIgnoreField))
+            for (const QString& ignored : FSettings.IgnoreFieldListForCopy)
+                FResult = std::max(FResult, row.value(ignored).toLongLong());
+    }
+
+    bool keyExists(const QVariant& key) const
+    {
+        const auto& check = FSettings.KeyExists;
+        return check.Active
+            && FHandler.CalcSQL_Int(0, QStringLiteral("SELECT COUNT(*) FROM [%1] WHERE [%2]=:k").arg(FTarget, check.KeyFieldName),
+                                    {P(QStringLiteral("k"), key)}) > 0;
+    }
+
+    void write(Statement& st)
+    {
+        if (!keyExists(st.key)) {
+            FHandler.ExecSQL(QStringLiteral("INSERT INTO [%1] (%2) values (%3)")
+                                 .arg(FTarget, st.names.join(QLatin1Char(',')), st.marks.join(QLatin1Char(','))),
+                             st.params, true, TECommandTypes::sttInsert);
+        } else if (FSettings.KeyExists.KeyExistsAction == TCopyTableSettingsKeyExistsAction::keUpdate) {
+            st.params.push_back(P(QStringLiteral("pKey"), st.key));
+            FHandler.ExecSQL(QStringLiteral("UPDATE [%1] SET %2 WHERE [%3]=:pKey")
+                                 .arg(FTarget, st.sets.join(QLatin1Char(',')), FSettings.KeyExists.KeyFieldName),
+                             st.params, true, TECommandTypes::sttUpdate);
+        }
+    }
+
+    TQMBDatabaseHandler& FHandler;
+    QString FTarget;
+    const TCopyTableSettings& FSettings;
+    TFieldInfoV2List FColumns, FCreated;
+    QString FAutoIncField;
+    qint64 FResult = 0;
+};
 
 }  // namespace
 
@@ -371,72 +500,12 @@ qint64 TQMBDatabaseHandler::copyTableValuesV4(TQMBDataSet& source, const QString
                                               const QString& knownAutoIncField)
 {
     checkCopyOptions(targetTable, settings);
-    const QSqlRecord record = source.getDataSet().record();
-    TFieldInfoV2List columns, created;
-    QString autoIncField = knownAutoIncField;
-    for (int i = 0; i < record.count(); ++i) {
-        QSqlField f = record.field(i);
-        if (f.name().compare(knownAutoIncField, Qt::CaseInsensitive) == 0)
-            f.setAutoValue(true);
-        const TFieldInfoV2 info = fieldInfoOf(f, settings);
-        if (f.isAutoValue())
-            autoIncField = info.Fieldname;
-        if (!settings.IgnoreFieldListForCreateTable.contains(info.Fieldname, Qt::CaseInsensitive))
-            created.push_back(info);
-        if (!settings.IgnoreFieldListForCopy.contains(info.Fieldname, Qt::CaseInsensitive))
-            columns.push_back(info);
-    }
-    const bool keepAutoInc = settings.Has(TCopyTableOption::ctCopyAutoIncAsAutoInc);
-    if (!TableExists(targetTable))
-        createTable(targetTable, created);
-    if (keepAutoInc && !autoIncField.isEmpty())
-        SetAutoIncInsert(targetTable, true);
-    qint64 result = 0;
-    int copied = 0;
-    while ((settings.MaxRecordCount < 0 || copied < settings.MaxRecordCount) && source.Next()) {
-        TParamInfoV2Array params;
-        QStringList names, marks, sets;
-        QVariant keyValue;
-        for (const TFieldInfoV2& c : columns) {
-            QVariant value = source.getDataSet().value(c.Fieldname);
-            for (const auto& [field, replacement] : settings.ReplaceFieldList)
-                if (field.compare(c.Fieldname, Qt::CaseInsensitive) == 0)
-                    value = replacement;
-            if (c.Fieldname.compare(settings.KeyExists.KeyFieldName, Qt::CaseInsensitive) == 0)
-                keyValue = value;
-            if (settings.Has(TCopyTableOption::ctReturnLastAutoInc) && c.Fieldname == autoIncField)
-                result = std::max(result, value.toLongLong());
-            const QString p = QStringLiteral("p%1").arg(params.size() + 1);
-            params.push_back(P(p, value.isNull() ? QVariant(QMetaType(QMetaType::QString)) : value));
-            names << QLatin1Char('[') + c.Fieldname + QLatin1Char(']');
-            marks << QLatin1Char(':') + p;
-            sets << QStringLiteral("[%1]=:%2").arg(c.Fieldname, p);
-        }
-        for (const QString& ignored : settings.IgnoreFieldListForCopy)
-            if (settings.Has(TCopyTableOption::ctReturnMaxIgnoreField))
-                result = std::max(result, source.getDataSet().value(ignored).toLongLong());
-        try {
-            const bool exists = settings.KeyExists.Active
-                             && CalcSQL_Int(0, QStringLiteral("SELECT COUNT(*) FROM [%1] WHERE [%2]=:k").arg(targetTable, settings.KeyExists.KeyFieldName),
-                                            {P(QStringLiteral("k"), keyValue)}) > 0;
-            if (!exists) {
-                ExecSQL(QStringLiteral("INSERT INTO [%1] (%2) values (%3)").arg(targetTable, names.join(QLatin1Char(',')), marks.join(QLatin1Char(','))),
-                        params, true, TECommandTypes::sttInsert);
-            } else if (settings.KeyExists.KeyExistsAction == TCopyTableSettingsKeyExistsAction::keUpdate) {
-                params.push_back(P(QStringLiteral("pKey"), keyValue));
-                ExecSQL(QStringLiteral("UPDATE [%1] SET %2 WHERE [%3]=:pKey").arg(targetTable, sets.join(QLatin1Char(',')), settings.KeyExists.KeyFieldName),
-                        params, true, TECommandTypes::sttUpdate);
-            }
-        } catch (const EKalvex& e) {
-            if (!settings.IgnoreExceptions)
-                throw;
-            addlog(QStringLiteral("copyTableValues %1: Zeile übersprungen: %2").arg(targetTable, e.message()), TLogLevel::llNormal, true);
-        }
-        ++copied;
-    }
-    if (keepAutoInc && !autoIncField.isEmpty())
-        SetAutoIncInsert(targetTable, false);
-    return result;
+    TTableCopy copy(*this, targetTable, settings);
+    copy.PlanColumns(source.getDataSet().record(), knownAutoIncField);
+    copy.PrepareTarget();
+    for (int copied = 0; (settings.MaxRecordCount < 0 || copied < settings.MaxRecordCount) && source.Next(); ++copied)
+        copy.CopyRow(source.getDataSet());
+    return copy.Finish();
 }
 
 // ---------------------------------------------------------------- keys and column changes
