@@ -17,6 +17,7 @@
 #include <QSqlRecord>
 #include <QSysInfo>
 #include <QThread>
+#include <optional>
 
 namespace kalvex {
 
@@ -374,6 +375,43 @@ bool TQMBDatabaseHandler::SessionActive()
 
 // ---------------------------------------------------------------- unique numbers
 
+namespace {
+
+struct TIdRow {
+    qint64 lastID = 0;
+    QString locked;
+    int rows = 0;
+};
+
+TIdRow readIdRow(TQMBDatabaseHandler& h, const QString& table)
+{
+    TIdRow row;
+    TQMBDataSet* ds = h.OpenSQL(QStringLiteral("SELECT [LastID],[Locked] FROM [%1]").arg(table));
+    for (; ds->Next(); ++row.rows)
+        if (ds->getDataSet().value(0).toLongLong() >= row.lastID) {
+            row.lastID = ds->getDataSet().value(0).toLongLong();
+            row.locked = ds->getDataSet().value(1).toString();
+        }
+    ds->Close();
+    return row;
+}
+
+// One round inside its own transaction; the number when this call's token
+// is the one that came back.
+std::optional<qint64> takeId(TQMBDatabaseHandler& h, const QString& table, const QString& token)
+{
+    if (h.ExecSQL(QStringLiteral("UPDATE [%1] SET [LastID]=[LastID]+1,[Locked]=:p1").arg(table), {P(QStringLiteral("p1"), token)}) == 0) {
+        h.ExecSQL(QStringLiteral("INSERT INTO [%1] ([LastID]) values (1)").arg(table));   // an empty table is seeded
+        return std::nullopt;
+    }
+    const TIdRow row = readIdRow(h, table);
+    if (row.rows > 1)
+        h.ExecSQL(QStringLiteral("DELETE FROM [%1] WHERE [LastID]<:p1").arg(table), {P(QStringLiteral("p1"), row.lastID)});
+    return row.locked == token ? std::optional<qint64>(row.lastID) : std::nullopt;
+}
+
+}  // namespace
+
 // The update marks the row with this call's token; when another caller
 // came between update and read, the token differs and the call tries again.
 qint64 TQMBDatabaseHandler::getUniqueID(const QString& idTableName)
@@ -385,31 +423,16 @@ qint64 TQMBDatabaseHandler::getUniqueID(const QString& idTableName)
     const QString token = QUuid::createUuid().toString(QUuid::WithoutBraces);
     for (int attempt = 0; attempt < kUniqueIdAttempts; ++attempt) {
         BeginTrans();
+        std::optional<qint64> id;
         try {
-            if (ExecSQL(QStringLiteral("UPDATE [%1] SET [LastID]=[LastID]+1,[Locked]=:p1").arg(table), {P(QStringLiteral("p1"), token)}) == 0) {
-                ExecSQL(QStringLiteral("INSERT INTO [%1] ([LastID]) values (1)").arg(table));
-                CommitTrans();
-                continue;
-            }
-            TQMBDataSet* ds = OpenSQL(QStringLiteral("SELECT [LastID],[Locked] FROM [%1]").arg(table));
-            qint64 lastID = 0;
-            QString locked;
-            int rows = 0;
-            for (; ds->Next(); ++rows)
-                if (ds->getDataSet().value(0).toLongLong() >= lastID) {
-                    lastID = ds->getDataSet().value(0).toLongLong();
-                    locked = ds->getDataSet().value(1).toString();
-                }
-            ds->Close();
-            if (rows > 1)
-                ExecSQL(QStringLiteral("DELETE FROM [%1] WHERE [LastID]<:p1").arg(table), {P(QStringLiteral("p1"), lastID)});
+            id = takeId(*this, table, token);
             CommitTrans();
-            if (locked == token)
-                return lastID;
         } catch (...) {
             RollbackTrans();
             throw;
         }
+        if (id)
+            return *id;
         QThread::msleep(kUniqueIdRetryMs);
     }
     throw EKalvex(QStringLiteral("getUniqueID: keine Nummer aus %1 erhalten").arg(table));
