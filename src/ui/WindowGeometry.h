@@ -11,5 +11,8 @@ namespace kalvex {
 
 void LoadWindowGeometry(QWidget* window, const QString& section);
 void SaveWindowGeometry(const QWidget* window, const QString& section);
+// The width of a window's left panel (key pnTopLeft).
+int LoadPanelWidth(const QString& section, int designWidth);
+void SavePanelWidth(const QString& section, int width);
 
 }  // namespace kalvex

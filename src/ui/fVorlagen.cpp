@@ -90,6 +90,9 @@ void TFormVorlagen::build(const TProgrammVorlageListe* programTemplates, int32_t
     split->addWidget(left);
     split->addWidget(buildEditor());
     split->setStretchFactor(1, 2);
+    FSplitter = split;
+    const int panel = LoadPanelWidth(geometrySection(FArt), 350);
+    split->setSizes({panel, std::max(200, width() - panel)});
     if (programTemplates && FArt == TEMailVorlageArt::vaVorlage) {
         auto* tabs = new QTabWidget(this);
         tabs->addTab(split, Tx(2255, "Eigene Vorlagen"));
@@ -144,6 +147,8 @@ QWidget* TFormVorlagen::buildProgramTemplates(const TProgrammVorlageListe& list,
 void TFormVorlagen::done(int result)
 {
     SaveWindowGeometry(this, geometrySection(FArt));
+    if (FSplitter)
+        SavePanelWidth(geometrySection(FArt), FSplitter->sizes().value(0));
     QDialog::done(result);
 }
 

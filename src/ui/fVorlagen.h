@@ -11,6 +11,7 @@
 #include <QDialog>
 
 class QComboBox;
+class QSplitter;
 class QLineEdit;
 class QTextEdit;
 class QTreeWidget;
@@ -52,6 +53,7 @@ protected:
     void done(int result) override;
     void build(const TProgrammVorlageListe* programTemplates, int32_t lang);
     QWidget* FButtonRow = nullptr;
+    QSplitter* FSplitter = nullptr;
 
 private:
     QWidget* buildEditor();

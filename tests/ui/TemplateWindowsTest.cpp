@@ -140,3 +140,31 @@ TEST(TemplateChoice, MergedOnceAtChoiceInBothLanguages)
         EXPECT_TRUE(messages.Entries().empty());
     }
 }
+
+#include "config/IniPlus.h"
+
+#include <QSplitter>
+
+// The template window comes back in the size the user left it, under the
+// keys the settings file has always used.
+TEST(TemplateChoice, WindowSizeAndPanelWidthPersist)
+{
+    QSqlDatabase::connectionNames();
+    kalvex::testing::WidgetApp();
+    kalvex::testing::DemoInstallation site;
+    TRecordingMessages messages;
+    {
+        TFormVorlagen w(site.Module->Handler(), messages, nullptr, 1031);
+        w.show();
+        w.resize(760, 480);
+        w.findChild<QSplitter*>()->setSizes({300, 460});
+        w.reject();   // what "Schließen" does
+    }
+    const TIniFile ini(TConfig::Ensure().ConfigIniFileName());
+    EXPECT_EQ(ini.ReadInteger("FormVorlagen", "Breite", 0), 760);
+    EXPECT_EQ(ini.ReadInteger("FormVorlagen", "Hoehe", 0), 480);
+    EXPECT_GT(ini.ReadInteger("FormVorlagen", "pnTopLeft", 0), 200);
+    TFormVorlagen again(site.Module->Handler(), messages, nullptr, 1031);
+    EXPECT_EQ(again.width(), 760);
+    EXPECT_EQ(again.height(), 480);
+}
