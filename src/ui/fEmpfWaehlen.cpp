@@ -9,6 +9,8 @@
 #include "ui/fAdresseManuell.h"
 #include "ui/WindowRunner.h"
 
+#include <QAction>
+#include <QComboBox>
 #include <QDialogButtonBox>
 #include <QFormLayout>
 #include <QHBoxLayout>
@@ -74,6 +76,50 @@ QPushButton* button(QWidget* parent, const QString& text, const std::function<vo
     return b;
 }
 
+// A contact that cannot be taken over is shown dimmed, and says why.
+void markWithoutAddress(QTreeWidgetItem* item, const QPalette& palette)
+{
+    const QBrush dimmed(palette.color(QPalette::Disabled, QPalette::Text));
+    for (int column = 0; column < item->columnCount(); ++column) {
+        item->setForeground(column, dimmed);
+        item->setToolTip(column, Tx(2100, "Keine gültige E-Mail-Adresse: wird nicht als Empfänger übernommen."));
+    }
+}
+
+// The input windows run like the module's other modal windows (on top of
+// the host, closed at once when unattended) and with German buttons.
+void prepareInput(QInputDialog& dialog, const QString& title, const QString& label)
+{
+    dialog.setWindowTitle(title);
+    dialog.setLabelText(label);
+    dialog.setCancelButtonText(Tx(1855, "Abbrechen"));
+}
+
+bool askText(QWidget* parent, const QString& title, const QString& label, QString& value)
+{
+    QInputDialog dialog(parent);
+    prepareInput(dialog, title, label);
+    dialog.setTextValue(value);
+    if (RunModal(dialog) != QDialog::Accepted)
+        return false;
+    value = dialog.textValue().trimmed();
+    return !value.isEmpty();
+}
+
+// The index of the item chosen, or -1.
+qsizetype askItem(QWidget* parent, const QString& title, const QString& label, const QStringList& items)
+{
+    QInputDialog dialog(parent);
+    prepareInput(dialog, title, label);
+    dialog.setComboBoxItems(items);
+    dialog.setComboBoxEditable(false);
+    if (RunModal(dialog) != QDialog::Accepted)
+        return -1;
+    // By position: two groups may carry the same name.
+    const auto* combo = dialog.findChild<QComboBox*>();
+    return combo ? combo->currentIndex() : items.indexOf(dialog.textValue());
+}
+
 // The contact fields the form shows, with their captions.
 struct KontaktField {
     int id;
@@ -94,6 +140,10 @@ TFormEmpfWaehlen::TFormEmpfWaehlen(TQMBDatabaseHandler& handler, TAdressDB* adr,
 {
     setWindowTitle(mode == TEmpfWaehlenMode::emAuswahl ? Tx(2210, "Empfänger auswählen") : Tx(2211, "Adressverwaltung"));
     resize(860, 540);
+    if (mode == TEmpfWaehlenMode::emAuswahl)
+        createSelectionCommands();
+    else
+        createManagementCommands();
     auto* layout = new QHBoxLayout(this);
     tabs = new QTabWidget(this);
     auto* book = new QWidget(tabs);
@@ -108,9 +158,73 @@ TFormEmpfWaehlen::TFormEmpfWaehlen(TQMBDatabaseHandler& handler, TAdressDB* adr,
     layout->addWidget(mode == TEmpfWaehlenMode::emAuswahl ? buildSelectionButtons() : buildManagementButtons(), 2);
     LoadWindowGeometry(this, kGeometrySection);
     reload();
+    updateCommands();
 }
 
-TFormEmpfWaehlen::~TFormEmpfWaehlen() = default;
+// The tree outlives this part of the window while QWidget deletes its
+// children: it must not call back into a window already half gone.
+TFormEmpfWaehlen::~TFormEmpfWaehlen()
+{
+    tvAdressen->disconnect(this);
+}
+
+QList<QAction*> TFormEmpfWaehlen::Commands() const
+{
+    QList<QAction*> out;
+    for (const TCommand& c : FCommands)
+        out << c.action;
+    return out;
+}
+
+QAction* TFormEmpfWaehlen::addCommand(const QString& text, TNeeds needs, const std::function<void()>& run)
+{
+    auto* action = new QAction(text, this);
+    connect(action, &QAction::triggered, this, run);
+    FCommands << TCommand{action, needs};
+    return action;
+}
+
+QPushButton* TFormEmpfWaehlen::commandButton(QAction* action, QWidget* parent) const
+{
+    auto* b = new QPushButton(action->text(), parent);
+    b->setEnabled(action->isEnabled());
+    connect(b, &QPushButton::clicked, action, &QAction::trigger);
+    connect(action, &QAction::enabledChanged, b, &QPushButton::setEnabled);
+    return b;
+}
+
+void TFormEmpfWaehlen::createSelectionCommands()
+{
+    addCommand(Tx(2200, "An") + QStringLiteral(" →"), TNeeds::nNothing, [this] { AddSelectedAs(TEmpfaengerTyp::elAn); });
+    addCommand(QStringLiteral("Cc →"), TNeeds::nNothing, [this] { AddSelectedAs(TEmpfaengerTyp::elCc); });
+    addCommand(QStringLiteral("Bcc →"), TNeeds::nNothing, [this] { AddSelectedAs(TEmpfaengerTyp::elBcc); });
+}
+
+// Group commands first, then contact commands: the buttons are laid out in this order.
+void TFormEmpfWaehlen::createManagementCommands()
+{
+    addCommand(Tx(2222, "Neue Gruppe …"), TNeeds::nNothing, [this] { askNewGroup(); });
+    addCommand(Tx(2223, "Gruppe umbenennen …"), TNeeds::nGroupRow, [this] { askRenameGroup(); });
+    addCommand(Tx(2224, "Gruppe löschen"), TNeeds::nGroupRow, [this] { askDeleteGroup(); });
+    addCommand(Tx(2226, "Neuer Kontakt …"), TNeeds::nAnyRow, [this] { editContact(true); });
+    addCommand(Tx(2227, "Kontakt bearbeiten …"), TNeeds::nContactRow, [this] { editContact(false); });
+    addCommand(Tx(2228, "In andere Gruppe verschieben …"), TNeeds::nContactRow, [this] { askMoveContact(); });
+    addCommand(Tx(2229, "Kontakt löschen"), TNeeds::nContactRow, [this] { askDeleteContact(); });
+}
+
+void TFormEmpfWaehlen::updateCommands()
+{
+    const QTreeWidgetItem* item = tvAdressen->currentItem();
+    const bool contactRow = item && item->data(0, kContactRole).toInt() > 0;
+    for (const TCommand& c : FCommands) {
+        switch (c.needs) {
+        case TNeeds::nNothing: c.action->setEnabled(true); break;
+        case TNeeds::nAnyRow: c.action->setEnabled(item != nullptr); break;
+        case TNeeds::nGroupRow: c.action->setEnabled(item && !contactRow); break;
+        case TNeeds::nContactRow: c.action->setEnabled(contactRow); break;
+        }
+    }
+}
 
 void TFormEmpfWaehlen::done(int result)
 {
@@ -129,6 +243,10 @@ void TFormEmpfWaehlen::buildAddressBook(QWidget* page)
     tvAdressen->setHeaderLabels({Tx(2215, "Gruppe / Name"), Tx(2216, "E-Mail"), Tx(2203, "Firma")});
     tvAdressen->setSelectionMode(QAbstractItemView::ExtendedSelection);
     tvAdressen->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    tvAdressen->header()->setSectionResizeMode(2, QHeaderView::Stretch);   // no needless horizontal scroll bar
+    tvAdressen->setContextMenuPolicy(Qt::ActionsContextMenu);
+    tvAdressen->addActions(Commands());
+    connect(tvAdressen, &QTreeWidget::currentItemChanged, this, &TFormEmpfWaehlen::updateCommands);
     if (FMode == TEmpfWaehlenMode::emAuswahl)
         connect(tvAdressen, &QTreeWidget::itemDoubleClicked, this, [this] { AddSelectedAs(TEmpfaengerTyp::elAn); });
     else
@@ -166,9 +284,8 @@ QWidget* TFormEmpfWaehlen::buildSelectionButtons()
     auto* side = new QWidget(this);
     auto* v = new QVBoxLayout(side);
     auto* kinds = new QHBoxLayout;
-    kinds->addWidget(button(side, Tx(2200, "An") + QStringLiteral(" →"), [this] { AddSelectedAs(TEmpfaengerTyp::elAn); }));
-    kinds->addWidget(button(side, QStringLiteral("Cc →"), [this] { AddSelectedAs(TEmpfaengerTyp::elCc); }));
-    kinds->addWidget(button(side, QStringLiteral("Bcc →"), [this] { AddSelectedAs(TEmpfaengerTyp::elBcc); }));
+    for (QAction* kind : Commands())
+        kinds->addWidget(commandButton(kind, side));
     v->addLayout(kinds);
     gridAuswahl = new QTableWidget(0, 3, side);
     gridAuswahl->setHorizontalHeaderLabels({Tx(2219, "Art"), Tx(2217, "Name"), Tx(2216, "E-Mail")});
@@ -196,16 +313,18 @@ QWidget* TFormEmpfWaehlen::buildManagementButtons()
 {
     auto* side = new QWidget(this);
     auto* v = new QVBoxLayout(side);
+    constexpr int kGroupCommands = 3;
+    const QList<QAction*> commands = Commands();
     v->addWidget(new QLabel(Tx(2221, "Gruppen"), side));
-    v->addWidget(button(side, Tx(2222, "Neue Gruppe …"), [this] { askNewGroup(); }));
-    v->addWidget(button(side, Tx(2223, "Gruppe umbenennen …"), [this] { askRenameGroup(); }));
-    v->addWidget(button(side, Tx(2224, "Gruppe löschen"), [this] { askDeleteGroup(); }));
+    for (int i = 0; i < kGroupCommands; ++i)
+        v->addWidget(commandButton(commands[i], side));
     v->addSpacing(12);
     v->addWidget(new QLabel(Tx(2225, "Kontakte"), side));
-    v->addWidget(button(side, Tx(2226, "Neuer Kontakt …"), [this] { editContact(true); }));
-    v->addWidget(button(side, Tx(2227, "Kontakt bearbeiten …"), [this] { editContact(false); }));
-    v->addWidget(button(side, Tx(2228, "In andere Gruppe verschieben …"), [this] { askMoveContact(); }));
-    v->addWidget(button(side, Tx(2229, "Kontakt löschen"), [this] { askDeleteContact(); }));
+    for (int i = kGroupCommands; i < commands.size(); ++i)
+        v->addWidget(commandButton(commands[i], side));
+    auto* separator = new QAction(this);
+    separator->setSeparator(true);
+    tvAdressen->insertAction(commands[kGroupCommands], separator);
     v->addStretch();
     v->addWidget(button(side, Tx(2230, "Schließen"), [this] { accept(); }));
     return side;
@@ -234,6 +353,8 @@ void TFormEmpfWaehlen::fillTree()
             auto* item = new QTreeWidgetItem(group, {displayName(*k), k->EMail, k->Firma});
             item->setData(0, kGroupRole, id);
             item->setData(0, kContactRole, kid);
+            if (!IsValidEMailAddress(k->EMail.trimmed()))
+                markWithoutAddress(item, tvAdressen->palette());
         }
         group->setHidden(!filter.isEmpty() && group->childCount() == 0
                          && !gruppe->Gruppenname.contains(filter, Qt::CaseInsensitive));
@@ -399,7 +520,7 @@ void TFormEmpfWaehlen::GruppeLoeschen(int32_t gruppe)
     if (!FMessages.AskYesNo(question))
         return;
     if (!kalvex::GruppeLoeschen(FHandler, gruppe))
-        FMessages.ShowError(Tx(2233, "Die Gruppe konnte nicht gelöscht werden. Einzelheiten stehen in der Protokolldatei."));
+        FMessages.ShowError(Tx(2233, "Die zu löschende Gruppe konnte nicht aus der Datenbank gelöscht werden."));
     reload();
 }
 
@@ -430,10 +551,8 @@ void TFormEmpfWaehlen::KontaktLoeschen(int32_t kontakt)
 
 void TFormEmpfWaehlen::askNewGroup()
 {
-    bool ok = false;
-    const QString name = QInputDialog::getText(this, Tx(2222, "Neue Gruppe …"), Tx(2236, "Name der Gruppe:"), QLineEdit::Normal,
-                                               QString(), &ok);
-    if (ok && !name.trimmed().isEmpty())
+    QString name;
+    if (askText(this, Tx(2222, "Neue Gruppe …"), Tx(2236, "Name der Gruppe:"), name))
         NeueGruppe(name);
 }
 
@@ -442,10 +561,8 @@ void TFormEmpfWaehlen::askRenameGroup()
     const auto it = FGruppen.find(currentGroupId());
     if (it == FGruppen.end())
         return;
-    bool ok = false;
-    const QString name = QInputDialog::getText(this, Tx(2223, "Gruppe umbenennen …"), Tx(2236, "Name der Gruppe:"),
-                                               QLineEdit::Normal, it->second->Gruppenname, &ok);
-    if (ok && !name.trimmed().isEmpty())
+    QString name = it->second->Gruppenname;
+    if (askText(this, Tx(2223, "Gruppe umbenennen …"), Tx(2236, "Name der Gruppe:"), name))
         GruppeUmbenennen(it->first, name);
 }
 
@@ -479,14 +596,17 @@ void TFormEmpfWaehlen::askMoveContact()
     QStringList names;
     QList<int32_t> ids;
     for (const auto& [id, g] : FGruppen) {
+        if (id == item->data(0, kGroupRole).toInt())
+            continue;   // where it is already
         names << g->Gruppenname;
         ids << id;
     }
-    bool ok = false;
-    const QString target = QInputDialog::getItem(this, Tx(2228, "In andere Gruppe verschieben …"), Tx(2238, "Zielgruppe:"),
-                                                 names, 0, false, &ok);
-    const qsizetype index = names.indexOf(target);
-    if (ok && index >= 0)
+    if (ids.isEmpty()) {
+        FMessages.ShowInformation(Tx(2101, "Es gibt keine andere Gruppe. Bitte legen Sie zuerst eine neue Gruppe an."));
+        return;
+    }
+    const qsizetype index = askItem(this, Tx(2228, "In andere Gruppe verschieben …"), Tx(2238, "Zielgruppe:"), names);
+    if (index >= 0)
         KontaktVerschieben(kontakt, ids[index]);
 }
 

@@ -9,7 +9,9 @@
 #include "send/ComposeModel.h"
 
 #include <QDialog>
+#include <functional>
 
+class QAction;
 class QLabel;
 class QLineEdit;
 class QPushButton;
@@ -51,6 +53,8 @@ public:
     void SelectItem(int32_t gruppe, int32_t kontakt = 0);
     void SetFilter(const QString& text);
     const TGruppenListe& Gruppen() const { return FGruppen; }
+    // The window's commands, as its buttons and the tree's context menu show them.
+    QList<QAction*> Commands() const;
 
     QTreeWidget* tvAdressen;
     QTableWidget* gridHost;
@@ -62,6 +66,18 @@ protected:
     void done(int result) override;
 
 private:
+    // What a command needs to be current in the tree.
+    enum class TNeeds { nNothing, nGroupRow, nAnyRow, nContactRow };
+    struct TCommand {
+        QAction* action;
+        TNeeds needs;
+    };
+
+    QAction* addCommand(const QString& text, TNeeds needs, const std::function<void()>& run);
+    QPushButton* commandButton(QAction* action, QWidget* parent) const;
+    void createSelectionCommands();
+    void createManagementCommands();
+    void updateCommands();
     void buildAddressBook(QWidget* page);
     void buildHostPage(QWidget* page);
     QWidget* buildSelectionButtons();
@@ -88,6 +104,7 @@ private:
     IUserMessages& FMessages;
     TGruppenListe FGruppen;
     QList<TComposeRecipient> FResult;
+    QList<TCommand> FCommands;
 };
 
 // One contact's fields; refuses an invalid e-mail address.

@@ -2,11 +2,16 @@
 // One application object for a widget test program.
 
 #include <QApplication>
+#include <QInputDevice>
 
 namespace kalvex::testing {
 
 inline QApplication& WidgetApp()
 {
+    // Qt's list of input devices must outlive the application object, whose
+    // end removes its devices from it (a modal window's first run makes one
+    // for the mouse): make it first.
+    QInputDevice::devices();
     static int argc = 1;
     static char name[] = "test_ui";
     static char* argv[] = {name, nullptr};
