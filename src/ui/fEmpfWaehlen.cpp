@@ -131,6 +131,24 @@ const KontaktField kKontaktFields[] = {
     {2204, "E-Mail-Adresse*", &TKontakt::EMail}, {2205, "Telefon", &TKontakt::Telefon}, {2206, "Straße", &TKontakt::Strasse},
     {2207, "Hausnummer", &TKontakt::HausNr}, {2208, "PLZ", &TKontakt::PLZ},          {2209, "Ort", &TKontakt::Ort},
 };
+// The form's rows by field index: street and house number, postcode and
+// city share a row as on a letter.
+const QList<QList<int>> kKontaktRows = {{0}, {1}, {2}, {3}, {4}, {5, 6}, {7, 8}};
+constexpr int kShortFieldWidth = 80;   // house number, postcode
+
+QString rowCaption(const QList<int>& row)
+{
+    QStringList captions;
+    for (int field : row)
+        captions << Tx(kKontaktFields[field].id, kKontaktFields[field].german);
+    return captions.join(QStringLiteral(" / "));
+}
+
+bool isShortField(int field)
+{
+    const auto member = kKontaktFields[field].member;
+    return member == &TKontakt::HausNr || member == &TKontakt::PLZ;
+}
 
 }  // namespace
 
@@ -622,14 +640,10 @@ void TFormEmpfWaehlen::askDeleteContact()
 TFormKontakt::TFormKontakt(const TKontakt& kontakt, QWidget* parent) : QDialog(parent), FKontakt(kontakt)
 {
     setWindowTitle(kontakt.ID < 1 ? Tx(2240, "Neuer Kontakt") : Tx(2239, "Kontakt bearbeiten"));
+    setMinimumWidth(460);
     auto* form = new QFormLayout(this);
-    for (const KontaktField& f : kKontaktFields) {
-        auto* edit = new QLineEdit(kontakt.*(f.member), this);
-        form->addRow(Tx(f.id, f.german), edit);
-        FFields << edit;
-        if (f.member == &TKontakt::EMail)
-            edEMail = edit;
-    }
+    for (const QList<int>& row : kKontaktRows)
+        form->addRow(rowCaption(row), fieldRow(row));
     lbHinweis = new QLabel(this);
     lbHinweis->setStyleSheet(QStringLiteral("color: #b00020"));
     form->addRow(lbHinweis);
@@ -638,6 +652,21 @@ TFormKontakt::TFormKontakt(const TKontakt& kontakt, QWidget* parent) : QDialog(p
     connect(buttons, &QDialogButtonBox::accepted, this, &TFormKontakt::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     form->addRow(buttons);
+}
+
+QHBoxLayout* TFormKontakt::fieldRow(const QList<int>& row)
+{
+    auto* h = new QHBoxLayout;
+    for (int field : row) {
+        auto* edit = new QLineEdit(FKontakt.*(kKontaktFields[field].member), this);
+        if (isShortField(field))
+            edit->setFixedWidth(kShortFieldWidth);
+        if (kKontaktFields[field].member == &TKontakt::EMail)
+            edEMail = edit;
+        FFields << edit;   // rows run in field order
+        h->addWidget(edit);
+    }
+    return h;
 }
 
 TKontakt TFormKontakt::Kontakt() const

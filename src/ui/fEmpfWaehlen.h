@@ -12,6 +12,7 @@
 #include <functional>
 
 class QAction;
+class QHBoxLayout;
 class QLabel;
 class QLineEdit;
 class QPushButton;
@@ -118,6 +119,8 @@ public:
     QList<QLineEdit*> Fields() const { return FFields; }
 
 private:
+    QHBoxLayout* fieldRow(const QList<int>& row);
+
     TKontakt FKontakt;
     QList<QLineEdit*> FFields;   // in the order of kontaktFields()
     QLineEdit* edEMail = nullptr;

@@ -286,6 +286,8 @@ TEST(AddressWindowSession, UserManagesTheBookAndChoosesRecipients)
         });
         command(w, "Kontakt bearbeiten")->trigger();
         EXPECT_EQ(storedContact(store, lieferanten, "anna@example.org")->Telefon, "0221 12345");
+        TFormKontakt shown(*storedContact(store, lieferanten, "anna@example.org"), &w);
+        saveShot(shown, "/tmp/kalvex-contact-form.png");
         saveShot(w, "/tmp/kalvex-address-management.png");
 
         w.SelectItem(lieferanten, annaId);
