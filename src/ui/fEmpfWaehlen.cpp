@@ -76,14 +76,47 @@ QPushButton* button(QWidget* parent, const QString& text, const std::function<vo
     return b;
 }
 
-// A contact that cannot be taken over is shown dimmed, and says why.
-void markWithoutAddress(QTreeWidgetItem* item, const QPalette& palette)
+// An address that cannot be taken over is shown dimmed, and says why.
+QString withoutAddressHint()
 {
-    const QBrush dimmed(palette.color(QPalette::Disabled, QPalette::Text));
+    return Tx(2100, "Keine gültige E-Mail-Adresse: wird nicht als Empfänger übernommen.");
+}
+
+QBrush dimmed(const QWidget* view)
+{
+    return view->palette().color(QPalette::Disabled, QPalette::Text);
+}
+
+void markWithoutAddress(QTreeWidgetItem* item)
+{
     for (int column = 0; column < item->columnCount(); ++column) {
-        item->setForeground(column, dimmed);
-        item->setToolTip(column, Tx(2100, "Keine gültige E-Mail-Adresse: wird nicht als Empfänger übernommen."));
+        item->setForeground(column, dimmed(item->treeWidget()));
+        item->setToolTip(column, withoutAddressHint());
     }
+}
+
+void markWithoutAddress(QTableWidget* grid, int row)
+{
+    for (int column = 0; column < grid->columnCount(); ++column) {
+        grid->item(row, column)->setForeground(dimmed(grid));
+        grid->item(row, column)->setToolTip(withoutAddressHint());
+    }
+}
+
+// A read-only list of whole rows, its columns as wide as their texts, its
+// rows as high as the tree's.
+QTableWidget* makeGrid(QWidget* parent, const QStringList& headers)
+{
+    auto* grid = new QTableWidget(0, static_cast<int>(headers.size()), parent);
+    grid->setHorizontalHeaderLabels(headers);
+    grid->setSelectionBehavior(QAbstractItemView::SelectRows);
+    grid->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    grid->setWordWrap(false);
+    grid->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    grid->horizontalHeader()->setStretchLastSection(true);
+    grid->verticalHeader()->setDefaultSectionSize(grid->fontMetrics().height() + 6);
+    grid->verticalHeader()->hide();
+    return grid;
 }
 
 // The input windows run like the module's other modal windows (on top of
@@ -281,15 +314,16 @@ void TFormEmpfWaehlen::buildHostPage(QWidget* page)
     auto* v = new QVBoxLayout(page);
     auto* search = new QLineEdit(page);
     search->setPlaceholderText(Tx(2214, "Suchen nach Name, Firma oder E-Mail"));
-    gridHost = new QTableWidget(0, 3, page);
-    gridHost->setHorizontalHeaderLabels({Tx(2217, "Name"), Tx(2216, "E-Mail"), Tx(2203, "Firma")});
-    gridHost->setSelectionBehavior(QAbstractItemView::SelectRows);
-    gridHost->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    gridHost->horizontalHeader()->setStretchLastSection(true);
-    gridHost->verticalHeader()->hide();
+    gridHost = makeGrid(page, {Tx(2217, "Name"), Tx(2216, "E-Mail"), Tx(2203, "Firma")});
     connect(search, &QLineEdit::textChanged, this, [this, search] {
         gridHost->setProperty("filter", search->text());
         searchHost();
+    });
+    connect(gridHost, &QTableWidget::cellDoubleClicked, this, [this] { AddSelectedAs(TEmpfaengerTyp::elAn); });
+    // The host's list is read when the page is first looked at, not for every window.
+    connect(tabs, &QTabWidget::currentChanged, this, [this, page](int index) {
+        if (tabs->widget(index) == page && gridHost->rowCount() == 0)
+            searchHost();
     });
     v->addWidget(search);
     v->addWidget(gridHost);
@@ -305,13 +339,7 @@ QWidget* TFormEmpfWaehlen::buildSelectionButtons()
     for (QAction* kind : Commands())
         kinds->addWidget(commandButton(kind, side));
     v->addLayout(kinds);
-    gridAuswahl = new QTableWidget(0, 3, side);
-    gridAuswahl->setHorizontalHeaderLabels({Tx(2219, "Art"), Tx(2217, "Name"), Tx(2216, "E-Mail")});
-    gridAuswahl->setSelectionBehavior(QAbstractItemView::SelectRows);
-    gridAuswahl->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    gridAuswahl->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
-    gridAuswahl->horizontalHeader()->setStretchLastSection(true);
-    gridAuswahl->verticalHeader()->hide();
+    gridAuswahl = makeGrid(side, {Tx(2219, "Art"), Tx(2217, "Name"), Tx(2216, "E-Mail")});
     v->addWidget(gridAuswahl);
     v->addWidget(button(side, Tx(2220, "Aus Auswahl entfernen"), [this] {
         const int row = gridAuswahl->currentRow();
@@ -372,7 +400,7 @@ void TFormEmpfWaehlen::fillTree()
             item->setData(0, kGroupRole, id);
             item->setData(0, kContactRole, kid);
             if (!IsValidEMailAddress(k->EMail.trimmed()))
-                markWithoutAddress(item, tvAdressen->palette());
+                markWithoutAddress(item);
         }
         group->setHidden(!filter.isEmpty() && group->childCount() == 0
                          && !gruppe->Gruppenname.contains(filter, Qt::CaseInsensitive));
@@ -408,10 +436,11 @@ void TFormEmpfWaehlen::searchHost()
     gridHost->setRowCount(static_cast<int>(rows.size()));
     for (int i = 0; i < rows.size(); ++i) {
         const TAdrFieldValueList& r = rows[i];
-        const QString name = (r.Field(QStringLiteral("Vorname")) + QLatin1Char(' ') + r.Field(QStringLiteral("Name"))).trimmed();
-        gridHost->setItem(i, 0, new QTableWidgetItem(name));
+        gridHost->setItem(i, 0, new QTableWidgetItem(AdrFullName(r)));
         gridHost->setItem(i, 1, new QTableWidgetItem(r.Field(QStringLiteral("EMAIL"))));
-        gridHost->setItem(i, 2, new QTableWidgetItem(r.Field(QStringLiteral("Firma"))));
+        gridHost->setItem(i, 2, new QTableWidgetItem(AdrCompany(r)));
+        if (!IsValidEMailAddress(r.Field(QStringLiteral("EMAIL")).trimmed()))
+            markWithoutAddress(gridHost, i);
     }
 }
 

@@ -1,6 +1,7 @@
 // The recipient window on a real SQLite store: address management writes
 // through at once; selection takes valid addresses once each, with a kind.
 
+#include "address/AdressDB.h"
 #include "config/UserMessages.h"
 #include "db/BasedbClasses.h"
 #include "db/DBUpdater.h"
@@ -15,9 +16,12 @@
 #include <QAction>
 #include <QApplication>
 #include <QDialogButtonBox>
+#include <QDir>
+#include <QFileInfo>
 #include <QInputDialog>
 #include <QLabel>
 #include <QPushButton>
+#include <QSqlQuery>
 #include <QTimer>
 #include <QSqlDatabase>
 #include <QLineEdit>
@@ -201,6 +205,24 @@ TKontakt contact(const QString& vorname, const QString& nachname, const QString&
     return k;
 }
 
+// The host's address database as the host writes it.
+void createHostDatabase(const QString& file)
+{
+    QDir().mkpath(QFileInfo(file).absolutePath());
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "host-setup");
+        db.setDatabaseName(file);
+        ASSERT_TRUE(db.open());
+        QSqlQuery q(db);
+        ASSERT_TRUE(q.exec("CREATE TABLE Persdat (GUID TEXT, EMAIL TEXT, Vorname TEXT, Name TEXT, Firma TEXT, Firma2 TEXT)"));
+        ASSERT_TRUE(q.exec("INSERT INTO Persdat VALUES ('{00000000-0000-0000-0000-000000000001}', 'b.albers@example.org', "
+                           "'Bernd', 'Albers', 'Albers', 'Hochbau')"));
+        ASSERT_TRUE(q.exec("INSERT INTO Persdat VALUES ('{00000000-0000-0000-0000-000000000002}', '', "
+                           "'Otto', 'Ohneadresse', '', '')"));
+    }
+    QSqlDatabase::removeDatabase("host-setup");
+}
+
 void saveShot(QWidget& w, const QString& file)
 {
     w.show();
@@ -353,6 +375,25 @@ TEST(AddressWindowSession, UserManagesTheBookAndChoosesRecipients)
     EXPECT_EQ(result[1].company, "Bau GmbH");
     EXPECT_EQ(w.gridAuswahl->rowCount(), 2);
     EXPECT_EQ(w.gridAuswahl->item(1, 0)->text(), "Bcc");
+
+    // ---- the host's addresses, read when their page is looked at
+    createHostDatabase(site.Path("pkz/AdressDB/AdressDB.db"));
+    TAdressDB adr(site.Path("pkz") + "/");
+    adr.Load(QString(), "AdressDB", 2026);
+    ASSERT_TRUE(adr.IsOpen());
+    TFormEmpfWaehlen host(store, &adr, TEmpfWaehlenMode::emAuswahl, messages);
+    EXPECT_EQ(host.gridHost->rowCount(), 0);
+    host.tabs->setCurrentIndex(1);
+    ASSERT_EQ(host.gridHost->rowCount(), 2);
+    host.gridHost->selectAll();
+    buttonOf(host, "Cc →")->click();
+    ASSERT_EQ(host.Result().size(), 1);   // the one without an address is refused
+    EXPECT_EQ(host.Result()[0].email, "b.albers@example.org");
+    EXPECT_EQ(host.Result()[0].name, "Bernd Albers");
+    EXPECT_EQ(host.Result()[0].company, "Albers Hochbau");
+    EXPECT_EQ(host.Result()[0].kind, TEmpfaengerTyp::elCc);
+    EXPECT_TRUE(messages.Texts(TRecordingMessages::Kind::Information).last().contains("Otto Ohneadresse"));
+    saveShot(host, "/tmp/kalvex-host-addresses.png");
 
     // ---- the module opens the management mode on the data module's store
     TEmpfWaehlenMode opened = TEmpfWaehlenMode::emAuswahl;
