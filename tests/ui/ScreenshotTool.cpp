@@ -17,6 +17,7 @@
 #include <QDir>
 #include <QSqlDatabase>
 #include <QTabWidget>
+#include <QApplication>
 #include <cstdio>
 
 using namespace kalvex;
@@ -28,6 +29,7 @@ QString gOut;
 void save(QWidget& w, const QString& name, int32_t lang)
 {
     w.show();
+    QApplication::processEvents();   // views settle their scroll bars after the first layout
     const QString file = QStringLiteral("%1/%2-%3.png").arg(gOut, name, lang == 1031 ? "de" : "en");
     w.grab().save(file);
     std::printf("%s\n", qPrintable(file));
