@@ -23,6 +23,7 @@
 #include <QTableWidget>
 #include <QTreeWidget>
 #include <QVBoxLayout>
+#include <algorithm>
 
 namespace kalvex {
 
@@ -341,12 +342,13 @@ QWidget* TFormEmpfWaehlen::buildSelectionButtons()
     v->addLayout(kinds);
     gridAuswahl = makeGrid(side, {Tx(2219, "Art"), Tx(2217, "Name"), Tx(2216, "E-Mail")});
     v->addWidget(gridAuswahl);
-    v->addWidget(button(side, Tx(2220, "Aus Auswahl entfernen"), [this] {
-        const int row = gridAuswahl->currentRow();
-        if (row >= 0 && row < FResult.size())
-            FResult.removeAt(row);
-        fillSelectionGrid();
-    }));
+    auto* remove = new QAction(Tx(2220, "Aus Auswahl entfernen"), gridAuswahl);
+    remove->setShortcut(QKeySequence::Delete);
+    remove->setShortcutContext(Qt::WidgetShortcut);
+    connect(remove, &QAction::triggered, this, &TFormEmpfWaehlen::RemoveChosen);
+    gridAuswahl->addAction(remove);
+    gridAuswahl->setContextMenuPolicy(Qt::ActionsContextMenu);
+    v->addWidget(commandButton(remove, side));
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, side);
     buttons->button(QDialogButtonBox::Cancel)->setText(Tx(1855, "Abbrechen"));
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
@@ -488,6 +490,17 @@ void TFormEmpfWaehlen::AddSelectedAs(TEmpfaengerTyp kind)
     fillSelectionGrid();
     if (!refused.isEmpty())
         FMessages.ShowInformation(Tx(2231, "Ohne gültige E-Mail-Adresse nicht übernommen:\n%1").arg(refused.join(QLatin1Char('\n'))));
+}
+
+void TFormEmpfWaehlen::RemoveChosen()
+{
+    QList<int> rows;
+    for (const QModelIndex& index : gridAuswahl->selectionModel()->selectedRows())
+        rows << index.row();
+    std::sort(rows.rbegin(), rows.rend());   // from the end, so the rows left keep their numbers
+    for (int row : rows)
+        FResult.removeAt(row);
+    fillSelectionGrid();
 }
 
 void TFormEmpfWaehlen::addRecipient(const TComposeRecipient& r)

@@ -45,6 +45,7 @@ public:
 
     // The commands, callable without their input dialogs.
     void AddSelectedAs(TEmpfaengerTyp kind);
+    void RemoveChosen();   // the rows selected in the list of chosen recipients
     int32_t NeueGruppe(const QString& name);
     void GruppeUmbenennen(int32_t gruppe, const QString& name);
     void GruppeLoeschen(int32_t gruppe);          // asks first

@@ -375,6 +375,10 @@ TEST(AddressWindowSession, UserManagesTheBookAndChoosesRecipients)
     EXPECT_EQ(result[1].company, "Bau GmbH");
     EXPECT_EQ(w.gridAuswahl->rowCount(), 2);
     EXPECT_EQ(w.gridAuswahl->item(1, 0)->text(), "Bcc");
+    w.gridAuswahl->selectRow(0);
+    buttonOf(w, "Aus Auswahl entfernen")->click();
+    ASSERT_EQ(w.Result().size(), 1);
+    EXPECT_EQ(w.Result()[0].email, "carl@example.org");
 
     // ---- the host's addresses, read when their page is looked at
     createHostDatabase(site.Path("pkz/AdressDB/AdressDB.db"));
