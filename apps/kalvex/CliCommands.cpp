@@ -293,9 +293,10 @@ int runCompose(const QStringList& args, const TGlobalOptions& options, bool send
         return ExitOk;
     }
     run.SendClick();
-    const bool handedOver = messages.ErrorCount() == 0 && SendModeOf(TConfig::Instance()->FSendDirekt) != 0
-                         && (model.SeparateFlag ? run.FSentFlag : run.FResultCode == 0);
-    return handedOver ? ExitOk : ExitFailed;
+    const TRunTally& tally = run.Tally();
+    if (tally.sent == 0 || tally.failed + tally.notSent > 0)
+        return ExitFailed;
+    return tally.notLogged > 0 ? ExitSentNotLogged : ExitOk;
 }
 
 int runSend(const QStringList& args, const TGlobalOptions& options)

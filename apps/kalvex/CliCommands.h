@@ -13,6 +13,7 @@ enum ExitCode : int {
     ExitFailed = 1,      // the work ran but failed (a mail not handed over, the test failed)
     ExitUsage = 2,       // wrong arguments
     ExitEnvironment = 3, // settings, store or installation could not be used
+    ExitSentNotLogged = 4, // every mail went out, but the sent-mail log could not be written: do not send again
 };
 
 struct TGlobalOptions {

@@ -181,12 +181,15 @@ typedef struct iEMailV6Vtbl {
     void (*VorlageArtUmbenennen)(iEMailV6* self, const KGUID* Art, KText Name, int32_t Lang);
     void (*VorlageArtErweitern)(iEMailV6* self, const KGUID* Art, uint8_t OrvanProgID);
     int32_t (*VorlageArtFelderVersion)(iEMailV6* self, const KGUID* Art);
+    /* *SelectedVorlage receives the template chosen in the window when it
+       closed, the all-zero GUID when none was chosen. */
     void (*ShowVerteilerFormVersion2)(iEMailV6* self, uintptr_t AppHandle, int32_t Lang, KText Betreff, KText Body,
                                       IStream* Empfaenger, IStream* Datenfelder, KText Anhaenge, KText VorlageArtGUID,
                                       KText VorlageGUID, KGUID* SelectedVorlage);
     void (*ShowMailAdrVerwaltungVersion2)(iEMailV6* self, uintptr_t AppHandle, int32_t Lang);
 
-    /* iEMailV6 */
+    /* iEMailV6. Returns one of the KALVEX_EXIT_* codes below, or -1 when
+       the window could not be opened (KalvexLastError says why). */
     int32_t (*ShowVerteilerFormVersion3)(iEMailV6* self, uintptr_t AppHandle, int32_t Lang, KText Betreff,
                                          KText Body, IStream* Empfaenger, IStream* Datenfelder, KText Anhaenge,
                                          KText VorlageArtGUID, KText VorlageGUID);
@@ -195,6 +198,13 @@ typedef struct iEMailV6Vtbl {
 struct iEMailV6 {
     const iEMailV6Vtbl* lpVtbl;
 };
+
+/* What ShowVerteilerFormVersion3 returns, counted over every send of the
+   window's session (a separate run counts each of its mails). */
+#define KALVEX_EXIT_CLOSED 0               /* nothing was sent: closed, or drafts only */
+#define KALVEX_EXIT_SENT 1                 /* every mail the user sent went out */
+#define KALVEX_EXIT_SENT_WITH_FAILURES 2   /* some mails went out, others failed or were cancelled */
+#define KALVEX_EXIT_NOT_SENT 3             /* sending was tried, nothing went out */
 
 /* Every level is the same object; these names say which level a host means. */
 typedef iEMailV6 iEMail;

@@ -14,6 +14,12 @@ public:
     virtual void Step(const QString& text, qint64 value) = 0;
     virtual bool Cancelled() const = 0;
     virtual void End() = 0;
+    // A run of several mails: the display stays up from BeginRun to EndRun,
+    // shows the run's own line above the steps of each mail, and a cancel
+    // holds for the whole run.
+    virtual void BeginRun() {}
+    virtual void RunStatus(const QString& /*text*/) {}
+    virtual void EndRun() {}
 };
 
 }  // namespace kalvex

@@ -494,6 +494,8 @@ int32_t TDatenModul::VorlageArtFelderVersion(const QUuid& art)
 
 void TDatenModul::VorlageArtErweitern(const QUuid& art, int progId)
 {
+    if (FOrvanProgID < 0)
+        throwNotInitialised();
     TProgrammVorlageArt* kind = FProgrammVorlageArtListe.GetProgrammVorlageArt(art);
     if (!kind)
         return;
@@ -520,6 +522,8 @@ int32_t TDatenModul::VorlageVorhanden(const QUuid& vorlage)
 void TDatenModul::VorlageAnlegen(const QUuid& art, const QUuid& vorlage, const QString& nameDE, const QString& nameEN,
                                  const QString& betreff, const QString& body, const QString& pfad, bool isDefault)
 {
+    if (FOrvanProgID < 0)
+        throwNotInitialised();
     auto t = std::make_unique<TProgrammVorlage>();
     t->FGUID = vorlage;
     t->FArt = art;

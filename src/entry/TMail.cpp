@@ -43,6 +43,19 @@ private:
     std::function<void()> FCleanup;
 };
 
+// Creating kinds and templates needs the host program that InitInterface names.
+[[noreturn]] void throwNoProgID()
+{
+    throw EKalvex(QStringLiteral("OrvanProgID nicht initialisiert (InitInterface)"));
+}
+
+// A record stream of another version leaves what the module holds untouched.
+bool isVersion1Record(const QByteArray& bytes)
+{
+    TStreamReader reader(bytes);
+    return bytes.size() >= 4 && reader.ReadInteger() == 1;
+}
+
 [[noreturn]] void throwNotInitialised()
 {
     throw EKalvex(Tx(1814, "Das E-Mail-Modul ist nicht initialisiert: InitInterface wurde nicht aufgerufen "
@@ -198,38 +211,50 @@ void TMail::ShowMailAdrVerwaltung(uintptr_t appHandle, const QString& serverDBIn
 // window has closed, and no earlier handle is remembered.
 void TMail::ShowMailAdrVerwaltungVersion2(uintptr_t appHandle, int32_t lang)
 {
+    requireDatenModul();
     setLanguage(lang);
-    FAdressDBWrapper = std::make_unique<TAdressDB>(TConfig::Ensure().FPKZPath);
+    openAdressDB();
     RunAddressManagement(FAdressDBWrapper.get());
     SetApplicationHandle(appHandle);
     FAdressDBWrapper.reset();
     TLang::Free();
 }
 
+namespace {
+
+TEmpfaengerListe readRecipients(IStream* stream)
+{
+    TEmpfaengerListe recipients;
+    if (stream) {
+        const QByteArray bytes = ReadAllFromStream(stream);
+        TStreamReader reader(bytes);
+        recipients.LoadFromStream(reader);
+    }
+    return recipients;
+}
+
+}  // namespace
+
+// The host's input is checked before anything is opened; the window needs
+// the store of InitInterface, or its drafts and sent mails would be lost.
 int32_t TMail::ShowVerteilerFormTemplate(uintptr_t appHandle, int32_t lang, const QString& betreff,
                                          const QString& body, IStream* empfaenger, IStream* datenfelder,
                                          const QString& anhaenge, const QString& artGuid,
                                          const QString& vorlageGuid, QUuid* selected)
 {
+    TDistributionWindowSetup setup;
+    setup.art = ParseGuidText(artGuid);
+    setup.vorlage = ParseGuidText(vorlageGuid);
+    const TEmpfaengerListe recipients = readRecipients(empfaenger);
+    TDatenModul& module = requireDatenModul();
     FSavedAppHandle = ApplicationHandle();
     const TCleanupGuard guard([this] { cleanup(); });
     SetApplicationHandle(appHandle);
     setLanguage(lang);
     openAdressDB();
-    const QUuid art = ParseGuidText(artGuid);
-    const QUuid vorlage = ParseGuidText(vorlageGuid);
     SetDatenfelder(datenfelder);
-    TEmpfaengerListe recipients;
-    if (empfaenger) {
-        const QByteArray bytes = ReadAllFromStream(empfaenger);
-        TStreamReader reader(bytes);
-        recipients.LoadFromStream(reader);
-    }
-    TDistributionWindowSetup setup;
     setup.subject = betreff;
     setup.body = body;
-    setup.art = art;
-    setup.vorlage = vorlage;
     setup.felder = &FFelder;
     setup.lang = FLanguageCode;
     setup.adr = FAdressDBWrapper.get();
@@ -237,6 +262,7 @@ int32_t TMail::ShowVerteilerFormTemplate(uintptr_t appHandle, int32_t lang, cons
         const TRecipientRow row = ResolveRecipient(*FAdressDBWrapper, *recipient);
         setup.recipients << TComposeRecipient{row.email, row.fullName, row.company, 0, 0, 0,
                                               static_cast<TEmpfaengerTyp>(row.typ)};
+        module.InsertTempEmpf(row.email, row.fullName, row.company, 0);
     }
     setup.attachments = SplitAttachmentsText(anhaenge);
     const TDistributionWindowResult result = RunDistributionWindow(setup);
@@ -290,7 +316,12 @@ void TMail::SetDatenfelder(IStream* stream)
 {
     if (!stream)
         return;
-    TFelder felder = readFelder(stream);
+    const QByteArray bytes = ReadAllFromStream(stream);
+    if (!isVersion1Record(bytes))
+        return;
+    TStreamReader reader(bytes);
+    TFelder felder;
+    felder.LoadFromStream(reader);
     FFelder = std::move(felder);
     if (TDatenModul* module = TDatenModul::Instance())
         module->FFelder.LoadFromBytes(FFelder.SaveToBytes());
@@ -331,8 +362,10 @@ void TMail::VorlageArtAnlegen(const QUuid& art, const QString& nameDE, const QSt
                               const QString& beschreibungEN, const QString& beschreibungDE, IStream* felder,
                               int32_t felderVersion)
 {
-    TDatenModul& module = requireDatenModul();
-    module.VorlageArtAnlegen(art, nameDE, nameEN, beschreibungEN, beschreibungDE, readFelder(felder), felderVersion);
+    TDatenModul* module = TDatenModul::Instance();
+    if (!module)
+        throwNoProgID();
+    module->VorlageArtAnlegen(art, nameDE, nameEN, beschreibungEN, beschreibungDE, readFelder(felder), felderVersion);
 }
 
 void TMail::VorlageArtFelderAktualisieren(const QUuid& art, IStream* felder, int32_t felderVersion)
@@ -348,6 +381,8 @@ int32_t TMail::VorlageArtFelderVersion(const QUuid& art)
 
 void TMail::VorlageArtErweitern(const QUuid& art, uint8_t orvanProgID)
 {
+    if (!TDatenModul::Instance())
+        throwNoProgID();
     requireDatenModul().VorlageArtErweitern(art, orvanProgID);
 }
 
@@ -364,6 +399,8 @@ int32_t TMail::VorlageVorhanden(const QUuid& vorlage)
 void TMail::VorlageAnlegen(const QUuid& art, const QUuid& vorlage, const QString& nameDE, const QString& nameEN,
                            const QString& betreff, const QString& body, const QString& pfad, bool isDefault)
 {
+    if (!TDatenModul::Instance())
+        throwNoProgID();
     requireDatenModul().VorlageAnlegen(art, vorlage, nameDE, nameEN, betreff, body, pfad, isDefault);
 }
 

@@ -42,6 +42,7 @@ TMailingRunDeps makeRunDeps(IUserMessages& messages, IProgressDisplay& progress)
             module->LoadEMailListeFromDB();
         }
     };
+    deps.progress = &progress;
     return deps;
 }
 
@@ -68,7 +69,7 @@ QList<TComposeRecipient> pickRecipients(QWidget* parent, TAdressDB* adr, IUserMe
         return {};
     TFormEmpfWaehlen window(module->Handler(), adr, TEmpfWaehlenMode::emAuswahl, messages, parent);
     if (hostFirst)
-        window.ShowHostAddresses();
+        window.ShowHostAddresses(true);
     return RunModal(window) == QDialog::Accepted ? window.Result() : QList<TComposeRecipient>();
 }
 
@@ -119,6 +120,8 @@ TMainFormServices makeServices(TMailingRun& run, IUserMessages& messages, IProgr
         run.SendClick();
     };
     services.storeDraft = [&run](TComposeModel&) { run.SaveDraft(); };
+    services.sentFlag = [&run] { return run.FSentFlag; };
+    services.newMail = [&run] { run.NewMail(); };
     services.mails = []() -> const TEMailListe* {
         TDatenModul* module = TDatenModul::Instance();
         return module ? &module->FEMailListe : nullptr;
@@ -183,11 +186,10 @@ TDistributionWindowResult TDistributionSession::Run()
 {
     scriptWindow(*FWindow);
     RunModal(*FWindow);
+    FWindow->FExitCode = WindowExitCode(FRun->Tally());
     TDistributionWindowResult result;
     result.exitCode = FWindow->FExitCode;
-    result.selectedVorlage = FWindow->FSelectedVorlageGUID;
-    if (result.selectedVorlage.isNull())
-        result.selectedVorlage = FSetup.vorlage;
+    result.selectedVorlage = FWindow->SelectedVorlage();
     return result;
 }
 

@@ -9,6 +9,7 @@
 #include "mailinterface/EMail.h"
 
 #include <QDateTime>
+#include <QElapsedTimer>
 #include <QTextDocument>
 
 namespace kalvex {
@@ -20,14 +21,40 @@ int mailClientClass(TEmpfaengerTyp kind)
     return static_cast<int>(kind) + 1;
 }
 
+// "noch etwa 40 s" once a run has lasted long enough to estimate.
+QString timeLeftText(qint64 elapsedMs, size_t done, size_t total)
+{
+    if (done == 0)
+        return QString();
+    const qint64 leftMs = elapsedMs * static_cast<qint64>(total - done) / static_cast<qint64>(done);
+    if (elapsedMs + leftMs < 5000)
+        return QString();
+    if (leftMs < 90000)
+        return Tx(2302, "noch etwa %1 s").arg((leftMs + 999) / 1000);
+    return Tx(2303, "noch etwa %1 min").arg((leftMs + 59999) / 60000);
+}
+
+QString mailSummary(const TEMail& mail)
+{
+    return QStringLiteral("\"%1\" an %2").arg(mail.FBetreff, (mail.FAn + mail.FCc + mail.FBcc).join(QStringLiteral(", ")));
+}
+
 }  // namespace
 
-int SendModeOf(int sendDirekt)
+int32_t WindowExitCode(const TRunTally& tally)
+{
+    const bool missed = tally.failed + tally.notSent > 0;
+    if (tally.sent > 0)
+        return missed ? 2 : 1;
+    return missed ? 3 : 0;
+}
+
+TSendMode SendModeOf(int sendDirekt)
 {
     switch (sendDirekt) {
-    case 0: return 1;
-    case 1: return 2;
-    default: return 0;
+    case 0: return TSendMode::smMailClient;
+    case 1: return TSendMode::smDirect;
+    default: return TSendMode::smNone;
     }
 }
 
@@ -56,9 +83,9 @@ void TMailingRun::sendOne()
     TEMail mail;
     BuildMail(mail, QString());
     switch (SendModeOf(FConfig.FSendDirekt)) {
-    case 1: FSentFlag = SendViaMailClient(mail, true); break;
-    case 2: FSentFlag = SendDirect(mail, true); break;
-    default: return;
+    case TSendMode::smMailClient: FSentFlag = SendViaMailClient(mail, true); break;
+    case TSendMode::smDirect: FSentFlag = SendDirect(mail, true); break;
+    case TSendMode::smNone: return;
     }
     if (FResultCode == 0)
         FMessages.ShowInformation(Tx(1985, "EMail(s) wurden gesendet."));
@@ -67,6 +94,7 @@ void TMailingRun::sendOne()
 }
 
 // Only the first recipient's mail is logged: one entry per separate run.
+// The log file gets a line per recipient; a cancel stops the whole run.
 void TMailingRun::sendSeparately()
 {
     if (FConfig.FSendDirekt != 1) {
@@ -77,16 +105,68 @@ void TMailingRun::sendSeparately()
         FMessages.ShowError(Tx(1988, "Die Option \"seperat senden\" steht bei Nutzung von Cc oder Bcc nicht zur Verfügung."));
         return;
     }
-    const int mode = SendModeOf(FConfig.FSendDirekt);
-    for (size_t i = 0; i < FModel.Recipients.size(); ++i) {
-        TEMail mail;
-        BuildMail(mail, FModel.Recipients[i].email);
-        if (mode == 1)
-            SendViaMailClient(mail, i == 0);
-        else if (mode == 2)
-            SendDirect(mail, i == 0);
-        FSentFlag = true;
+    const TSendMode mode = SendModeOf(FConfig.FSendDirekt);
+    const size_t total = FModel.Recipients.size();
+    const int sentBefore = FTally.sent;
+    if (FDeps.progress)
+        FDeps.progress->BeginRun();
+    QElapsedTimer clock;
+    clock.start();
+    size_t i = 0;
+    for (; i < total && !cancelled(); ++i) {
+        showSeparateProgress(i, clock.elapsed());
+        sendSeparateMail(i, mode);
     }
+    if (FDeps.progress)
+        FDeps.progress->EndRun();
+    if (cancelled())
+        reportCancelledRun(FTally.sent - sentBefore, total, total - i);
+}
+
+void TMailingRun::sendSeparateMail(size_t index, TSendMode mode)
+{
+    TEMail mail;
+    BuildMail(mail, FModel.Recipients[index].email);
+    const bool sent = mode == TSendMode::smMailClient ? SendViaMailClient(mail, index == 0) : SendDirect(mail, index == 0);
+    FSentFlag = true;
+    if (sent)
+        logRecipientResult(mail, Tx(2304, "gesendet"));
+    else if (cancelled())
+        logRecipientResult(mail, Tx(2305, "abgebrochen, nicht gesendet"));
+    else
+        logRecipientResult(mail, Tx(2306, "nicht gesendet: %1").arg(FLastFailure));
+}
+
+void TMailingRun::showSeparateProgress(size_t index, qint64 elapsedMs)
+{
+    if (!FDeps.progress)
+        return;
+    const size_t total = FModel.Recipients.size();
+    QString text = Tx(2307, "Empfänger %1 von %2: %3").arg(index + 1).arg(total).arg(FModel.Recipients[index].email);
+    const QString left = timeLeftText(elapsedMs, index, total);
+    if (!left.isEmpty())
+        text += QStringLiteral(" (") + left + QLatin1Char(')');
+    FDeps.progress->RunStatus(text);
+}
+
+// One message for the whole run, not one per mail.
+void TMailingRun::reportCancelledRun(int sent, size_t total, size_t notTried)
+{
+    const int notSent = static_cast<int>(total) - sent;
+    FTally.notSent += static_cast<int>(notTried);
+    TLogFile::LogGlobal(true, QStringLiteral("Rundschreiben abgebrochen: %1 von %2 gesendet").arg(sent).arg(total));
+    FMessages.ShowInformation(Tx(2308, "Der Versand wurde abgebrochen.\n%1 von %2 E-Mails wurden gesendet, %3 wurden "
+                                       "nicht gesendet.").arg(sent).arg(total).arg(notSent));
+}
+
+bool TMailingRun::cancelled() const
+{
+    return FDeps.progress && FDeps.progress->Cancelled();
+}
+
+void TMailingRun::logRecipientResult(const TEMail& mail, const QString& result)
+{
+    TLogFile::LogGlobal(true, QStringLiteral("Rundschreiben an %1: %2").arg(mail.FAn.join(QStringLiteral(", ")), result));
 }
 
 // Visits every row: each Cc or Bcc row gets its own message.
@@ -164,16 +244,21 @@ bool TMailingRun::SendViaMailClient(TEMail& mail, bool log)
         mail.FSender = TMailSender::msStandardClient;
         mail.FGesendetDurch = MailSenderText(mail.FSender);
         mail.SetStatus(TMailStatus::stGesendet);
+        ++FTally.sent;
         if (log)
-            storeMail(mail, 2);
+            storeSentMail(mail);
         FSuccessFlag = true;
         return true;
     } catch (const std::exception& e) {
-        TLogFile::LogGlobal(false, QStringLiteral("TMainForm.SendenUeberStandarDClient - ") + QString::fromUtf8(e.what()));
+        FLastFailure = QString::fromUtf8(e.what());
+        ++FTally.failed;
+        TLogFile::LogGlobal(false, QStringLiteral("TMainForm.SendenUeberStandarDClient - ") + FLastFailure);
         return false;
     }
 }
 
+// Delivery and logging are separate outcomes: a mail the server took is
+// never reported as aborted because the log could not be written.
 bool TMailingRun::SendDirect(TEMail& mail, bool log)
 {
     try {
@@ -184,18 +269,31 @@ bool TMailingRun::SendDirect(TEMail& mail, bool log)
         sender->Setup(FConfig.FHost, FConfig.FUser, FConfig.FVerbindungVerschluesselt, FConfig.FPort, FConfig.FPass);
         if (sender->SendMail(mail))
             FResultCode = 0;
-        mail.FSender = TMailSender::msKalvex;
-        mail.FGesendetDurch = MailSenderText(mail.FSender);
-        if (log)
-            storeMail(mail, 2);
-        return true;
     } catch (const std::exception& e) {
-        const QString reason = QString::fromUtf8(e.what());
-        FMessages.ShowError(Tx(1990, "Das Senden der E-Mail wurde abgebrochen.") + QStringLiteral("\r\n")
-                            + Tx(1991, "Ursache: ") + reason);
-        TLogFile::LogGlobal(false, QStringLiteral("TMainForm.SendenDirekt - ") + reason);
+        sendFailed(QString::fromUtf8(e.what()));
         return false;
     }
+    ++FTally.sent;
+    mail.FSender = TMailSender::msKalvex;
+    mail.FGesendetDurch = MailSenderText(mail.FSender);
+    if (log)
+        storeSentMail(mail);
+    return true;
+}
+
+// A cancel is the user's wish, not a fault: no error box, result code 1.
+void TMailingRun::sendFailed(const QString& reason)
+{
+    FLastFailure = reason;
+    TLogFile::LogGlobal(false, QStringLiteral("TMainForm.SendenDirekt - ") + reason);
+    if (cancelled()) {
+        FResultCode = 1;
+        ++FTally.notSent;
+        return;
+    }
+    ++FTally.failed;
+    FMessages.ShowError(Tx(1990, "Das Senden der E-Mail wurde abgebrochen.") + QStringLiteral("\r\n")
+                        + Tx(1991, "Ursache: ") + reason);
 }
 
 bool TMailingRun::CheckConnectionSettings(const TConnectionSettingsInput& in)
@@ -245,6 +343,19 @@ void TMailingRun::SaveDraft()
     TEMail mail;
     BuildMail(mail, QString());
     storeMail(mail, 1);
+}
+
+void TMailingRun::storeSentMail(TEMail& mail)
+{
+    try {
+        storeMail(mail, 2);
+    } catch (const std::exception& e) {
+        const QString reason = QString::fromUtf8(e.what());
+        ++FTally.notLogged;
+        TLogFile::LogGlobal(false, QStringLiteral("Gesendet, aber nicht im Protokoll gespeichert: %1 am %2 - %3")
+                                       .arg(mailSummary(mail), DaysToDateTime(mail.FDatum).toString(Qt::ISODate), reason));
+        FMessages.ShowError(Tx(2301, "Die E-Mail wurde gesendet, aber nicht im Protokoll gespeichert: %1").arg(reason));
+    }
 }
 
 void TMailingRun::storeMail(TEMail& mail, int kind)

@@ -7,6 +7,7 @@
 // The transports are created through TMailingRunDeps, one object per mail,
 // so the run does not depend on how they are built.
 
+#include "config/ProgressDisplay.h"
 #include "config/UserMessages.h"
 #include "send/ComposeModel.h"
 
@@ -46,6 +47,18 @@ struct TMailingRunDeps {
     std::function<void(TEMail& mail, int kind)> storeMail;
     std::function<QString(const QTextDocument&)> toRtf;    // the body as RTF
     std::function<QStringList(const QTextDocument&)> toHtmlLines;
+    // The window's progress display, or null; not owned. A separate run
+    // shows its recipient count there and stops when it is cancelled.
+    IProgressDisplay* progress = nullptr;
+};
+
+// What the runs of one compose session achieved, counted per mail; the
+// window's exit code is made from it.
+struct TRunTally {
+    int sent = 0;        // handed over to the server or the mail program
+    int failed = 0;      // refused, broken off or cancelled
+    int notSent = 0;     // left out because the user cancelled the run
+    int notLogged = 0;   // sent, but the sent-mail log could not be written
 };
 
 // What the settings dialog hands to the connection-settings check.
@@ -61,8 +74,14 @@ struct TConnectionSettingsInput {
     QString login;
 };
 
+// The distribution window's exit code for its host, from what its runs
+// achieved: 0 nothing sent (closed, or only drafts), 1 every mail sent,
+// 2 some sent and some not, 3 sending was tried and nothing went out.
+int32_t WindowExitCode(const TRunTally& tally);
+
 // Send mode from SendDirekt: 0 none, 1 default mail program, 2 direct.
-int SendModeOf(int sendDirekt);
+enum class TSendMode { smNone = 0, smMailClient = 1, smDirect = 2 };
+TSendMode SendModeOf(int sendDirekt);
 
 class TMailingRun {
 public:
@@ -75,23 +94,34 @@ public:
     bool SendViaMailClient(TEMail& mail, bool log);
     bool SendDirect(TEMail& mail, bool log);
     bool CheckSeparateAllowed();
-    void NewMail();   // the result code goes back to -1
+    void NewMail();   // the sent flag is cleared, the result code goes back to -1
     // After the settings dialog was confirmed: checks and stores the values
     // (mailserver.ini, password encoded) and reloads them. Returns true when
     // all four required values were present.
     bool CheckConnectionSettings(const TConnectionSettingsInput& input);
 
+    // The mailing state has this one owner; the window asks for it.
     bool FSentFlag = false;
     int32_t FResultCode = -1;   // 0 sent, 1 cancelled, other failed; carried over between runs
     bool FSuccessFlag = false;
     QString FOriginPrefix;
+    const TRunTally& Tally() const { return FTally; }   // since the window opened
 
 private:
     void sendOne();
     void sendSeparately();
+    void sendSeparateMail(size_t index, TSendMode mode);
+    void showSeparateProgress(size_t index, qint64 elapsedMs);
+    void reportCancelledRun(int sent, size_t total, size_t notTried);
+    bool cancelled() const;
     bool checkRecipientsForMailClient(IMailClientHandOver& client);
     void storeMail(TEMail& mail, int kind);
+    void storeSentMail(TEMail& mail);
+    void sendFailed(const QString& reason);
+    void logRecipientResult(const TEMail& mail, const QString& result);
 
+    TRunTally FTally;
+    QString FLastFailure;   // the reason of the last mail that did not go out
     TComposeModel& FModel;
     IUserMessages& FMessages;
     TConfig& FConfig;

@@ -132,8 +132,10 @@ void TSmtpSession::Run(const TSmtpEnvelope& envelope, std::vector<TMimeSegment> 
         FSocket->connectToHost(FSettings.host, FSettings.port);
     QEventLoop loop;
     FLoop = &loop;
+    // All events: the progress display's cancel button must work while the
+    // server is silent; the display itself holds back input to other windows.
     if (FState != State::Done && !FError)
-        loop.exec(QEventLoop::ExcludeUserInputEvents);
+        loop.exec();
     FLoop = nullptr;
     FTimer.stop();
     FCancelPoll.stop();

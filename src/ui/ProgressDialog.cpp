@@ -2,6 +2,8 @@
 
 #include "config/LanguageUnit.h"
 
+#include <QApplication>
+#include <QEvent>
 #include <QProgressDialog>
 
 namespace kalvex {
@@ -14,22 +16,71 @@ int scaled(qint64 value, qint64 maximum)
     return maximum > 0 ? static_cast<int>(value * 1000 / maximum) : 0;
 }
 
+bool isUserInput(QEvent::Type type)
+{
+    switch (type) {
+    case QEvent::MouseButtonPress: case QEvent::MouseButtonRelease: case QEvent::MouseButtonDblClick:
+    case QEvent::KeyPress: case QEvent::KeyRelease: case QEvent::Shortcut: case QEvent::ShortcutOverride:
+    case QEvent::Wheel: case QEvent::TouchBegin: case QEvent::TouchUpdate: case QEvent::TouchEnd:
+    case QEvent::ContextMenu: case QEvent::Drop: case QEvent::Close:
+        return true;
+    default:
+        return false;
+    }
+}
+
+// Holds back user input (and close requests) meant for anything but the
+// progress dialog; a held-back close is refused, not silently accepted.
+class TInputBlocker : public QObject {
+public:
+    explicit TInputBlocker(const QWidget* dialog) : FDialog(dialog) {}
+    bool eventFilter(QObject* target, QEvent* event) override
+    {
+        if (!isUserInput(event->type()) || belongsToDialog(target))
+            return false;
+        event->ignore();
+        return true;
+    }
+
+private:
+    bool belongsToDialog(QObject* target) const
+    {
+        auto* widget = qobject_cast<QWidget*>(target);
+        return widget && widget->window() == FDialog;
+    }
+    const QWidget* FDialog;
+};
+
 }  // namespace
 
 TProgressDialog::TProgressDialog(QWidget* parent) : FParent(parent) {}
 
-TProgressDialog::~TProgressDialog() = default;
+TProgressDialog::~TProgressDialog()
+{
+    blockOtherInput(false);
+}
+
+void TProgressDialog::ensureDialog(const QString& caption)
+{
+    if (FDialog)
+        return;
+    FDialog = std::make_unique<QProgressDialog>(caption, Tx(1855, "Abbrechen"), 0, 1000, FParent);
+    FDialog->setWindowTitle(QStringLiteral("Kalvex"));
+    FDialog->setWindowModality(Qt::WindowModal);
+    FDialog->setMinimumDuration(300);
+    FDialog->setMinimumWidth(420);
+    FDialog->setAutoReset(false);
+    QObject::connect(FDialog.get(), &QProgressDialog::canceled, FDialog.get(), [this] { FCancelled = true; });
+}
 
 void TProgressDialog::Begin(const QString& caption, qint64 maximum)
 {
+    ensureDialog(caption);
+    if (!FInRun)
+        FCancelled = false;
     FMaximum = maximum;
-    if (!FDialog) {
-        FDialog = std::make_unique<QProgressDialog>(caption, Tx(1855, "Abbrechen"), 0, 1000, FParent);
-        FDialog->setWindowTitle(QStringLiteral("Kalvex"));
-        FDialog->setWindowModality(Qt::WindowModal);
-        FDialog->setMinimumDuration(300);
-    }
-    FDialog->setLabelText(caption);
+    blockOtherInput(true);
+    showLabel(caption);
     FDialog->setMaximum(maximum > 0 ? 1000 : 0);
     FDialog->setValue(0);
 }
@@ -38,20 +89,69 @@ void TProgressDialog::Step(const QString& text, qint64 value)
 {
     if (!FDialog)
         return;
-    FDialog->setLabelText(text);
+    showLabel(text);
     if (FMaximum > 0)
         FDialog->setValue(std::min(999, scaled(value, FMaximum)));
 }
 
+void TProgressDialog::showLabel(const QString& step)
+{
+    FDialog->setLabelText(FRunStatus.isEmpty() ? step : FRunStatus + QLatin1Char('\n') + step);
+}
+
 bool TProgressDialog::Cancelled() const
 {
-    return FDialog && FDialog->wasCanceled();
+    return FCancelled;
 }
 
 void TProgressDialog::End()
 {
-    if (FDialog)
+    if (!FInRun)
+        finish();
+}
+
+void TProgressDialog::BeginRun()
+{
+    FInRun = true;
+    FCancelled = false;
+    FRunStatus.clear();
+}
+
+void TProgressDialog::RunStatus(const QString& text)
+{
+    FRunStatus = text;
+    ensureDialog(text);
+    blockOtherInput(true);
+    showLabel(QString());
+    FDialog->show();   // the run's line must be readable between two mails
+}
+
+void TProgressDialog::EndRun()
+{
+    FInRun = false;
+    FRunStatus.clear();
+    finish();
+}
+
+void TProgressDialog::finish()
+{
+    blockOtherInput(false);
+    if (FDialog) {
         FDialog->reset();
+        FDialog->hide();
+    }
+}
+
+void TProgressDialog::blockOtherInput(bool on)
+{
+    if (on && !FInputBlocker && FDialog && qApp) {
+        FInputBlocker = std::make_unique<TInputBlocker>(FDialog.get());
+        qApp->installEventFilter(FInputBlocker.get());
+    } else if (!on && FInputBlocker) {
+        if (qApp)
+            qApp->removeEventFilter(FInputBlocker.get());
+        FInputBlocker.reset();
+    }
 }
 
 }  // namespace kalvex

@@ -418,8 +418,9 @@ void TFormEmpfWaehlen::SetFilter(const QString& text)
         fillTree();
 }
 
-void TFormEmpfWaehlen::ShowHostAddresses()
+void TFormEmpfWaehlen::ShowHostAddresses(bool nameFieldAsName)
 {
+    FHostNameFieldAsName = nameFieldAsName;
     if (tabs->count() > 1)
         tabs->setCurrentIndex(1);
     searchHost();
@@ -438,7 +439,9 @@ void TFormEmpfWaehlen::searchHost()
     gridHost->setRowCount(static_cast<int>(rows.size()));
     for (int i = 0; i < rows.size(); ++i) {
         const TAdrFieldValueList& r = rows[i];
-        gridHost->setItem(i, 0, new QTableWidgetItem(AdrFullName(r)));
+        auto* name = new QTableWidgetItem(AdrFullName(r));
+        name->setData(Qt::UserRole, r.Field(QStringLiteral("Name")));
+        gridHost->setItem(i, 0, name);
         gridHost->setItem(i, 1, new QTableWidgetItem(r.Field(QStringLiteral("EMAIL"))));
         gridHost->setItem(i, 2, new QTableWidgetItem(AdrCompany(r)));
         if (!IsValidEMailAddress(r.Field(QStringLiteral("EMAIL")).trimmed()))
@@ -468,7 +471,8 @@ QList<TComposeRecipient> TFormEmpfWaehlen::selectedHostEntries() const
         return out;
     for (const QModelIndex& index : gridHost->selectionModel()->selectedRows()) {
         TComposeRecipient r;
-        r.name = gridHost->item(index.row(), 0)->text();
+        const QTableWidgetItem* name = gridHost->item(index.row(), 0);
+        r.name = FHostNameFieldAsName ? name->data(Qt::UserRole).toString() : name->text();
         r.email = gridHost->item(index.row(), 1)->text().trimmed();
         r.company = gridHost->item(index.row(), 2)->text();
         out << r;

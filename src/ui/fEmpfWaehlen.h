@@ -41,7 +41,9 @@ public:
     TEmpfWaehlenMode MyMode() const { return FMode; }
     // The chosen recipients, each address once, in the order chosen.
     QList<TComposeRecipient> Result() const { return FResult; }
-    void ShowHostAddresses();   // opens on the host address database
+    // Opens on the host address database; with nameFieldAsName a chosen row
+    // is named by its field Name alone, as the address database names it.
+    void ShowHostAddresses(bool nameFieldAsName = false);
 
     // The commands, callable without their input dialogs.
     void AddSelectedAs(TEmpfaengerTyp kind);
@@ -106,6 +108,7 @@ private:
     IUserMessages& FMessages;
     TGruppenListe FGruppen;
     QList<TComposeRecipient> FResult;
+    bool FHostNameFieldAsName = false;   // "Aus AdressDB übernehmen" names a host row by its field Name
     QList<TCommand> FCommands;
 };
 

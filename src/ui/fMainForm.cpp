@@ -254,16 +254,12 @@ void TMainForm::buildActions()
         FillMailLists();
     });
     barbtSelectContacts = makeAction("barbtSelectContacts", Tx(1913, "Empfänger auswählen"), [this] {
-        if (FServices.pickRecipients)   // the window chose the kind of each
-            for (const TComposeRecipient& r : FServices.pickRecipients(this))
-                AddRecipientRow(r);
+        if (FServices.pickRecipients)
+            addPickedRecipients(FServices.pickRecipients(this));
     });
     btAusAdrDBUebernehmen = makeAction("btAusAdrDBUebernehmen", Tx(1914, "Aus AdressDB übernehmen"), [this] {
         if (FServices.pickFromAddressDatabase)
-            for (TComposeRecipient r : FServices.pickFromAddressDatabase(this)) {
-                r.kind = PresetKind();
-                AddRecipientRow(r);
-            }
+            addPickedRecipients(FServices.pickFromAddressDatabase(this));
     });
     barbtAddContactManually = makeAction("barbtAddContactManually", Tx(1915, "Empfänger manuell hinzufügen"), [this] {
         TFormAdresseManuell dialog(this);
@@ -297,11 +293,11 @@ void TMainForm::buildActions()
             FServices.insertTextBlock(this, *edBody);
     });
     btVorlagen = makeAction("btVorlagen", Tx(1923, "Vorlagen bearbeiten"), [this] {
+        const QUuid previous = SelectedVorlage();
         if (FServices.editTemplates)
             FServices.editTemplates(this);
-        const QUuid previous = FSelectedVorlageGUID;
         InitializeVorlagenAuswahl(FVorlagen, FLang);
-        SetVorlagenAuswahl(previous);
+        restoreVorlagenAuswahl(previous);   // the user's edits of subject and body stay
     });
     barbtNachtrag = makeAction("barbtNachtrag", Tx(1924, "Nachtrag"), [this] {
         if (const TEMail* mail = mailOfRow(gridGesendet)) {
@@ -455,6 +451,7 @@ QWidget* TMainForm::buildTemplateArea()
     connect(cbVorlagen, &QComboBox::activated, this, [this](int i) {
         ApplyTemplate(cbVorlagen->itemData(i).toUuid());
     });
+    connect(cbVorlagen, &QComboBox::currentIndexChanged, this, [this] { FSelectedVorlageGUID = SelectedVorlage(); });
     connect(cbWerteEinfuegen, &QComboBox::activated, this, [this](int i) { insertFieldValue(i); });
     return FTemplateArea;
 }
@@ -582,6 +579,15 @@ void TMainForm::SetBody(const QString& body)
     RtfToDocument(body, FModel.Body());
 }
 
+// New rows take the kind chosen under "Voreinstellung".
+void TMainForm::addPickedRecipients(QList<TComposeRecipient> picked)
+{
+    for (TComposeRecipient& r : picked) {
+        r.kind = PresetKind();
+        AddRecipientRow(r);
+    }
+}
+
 TEmpfaengerTyp TMainForm::PresetKind() const
 {
     for (int i = 0; i < 3; ++i)
@@ -675,21 +681,38 @@ void TMainForm::OpenAttachment(int row)
     QDesktopServices::openUrl(QUrl::fromLocalFile(path));
 }
 
+bool TMainForm::sentFlag() const
+{
+    return FServices.sentFlag && FServices.sentFlag();
+}
+
 bool TMainForm::AskSaveDraftIfNeeded()
 {
-    if (FSentFlag || (FModel.Subject.isEmpty() && FModel.Body().isEmpty()))
-        return false;
+    if (sentFlag() || (FModel.Subject.isEmpty() && FModel.Body().isEmpty()))
+        return true;
     if (!FMessages.AskYesNo(Tx(1978, "Wollen Sie den aktuellen Entwurf speichern?")))
+        return true;
+    try {
+        if (FServices.storeDraft)
+            FServices.storeDraft(FModel);
+    } catch (const std::exception& e) {
+        FMessages.ShowError(Tx(2309, "Der Entwurf konnte nicht gespeichert werden:\n%1").arg(QString::fromUtf8(e.what())));
         return false;
-    if (FServices.storeDraft)
-        FServices.storeDraft(FModel);
+    }
     FillMailLists();
     return true;
 }
 
+void TMainForm::reject()
+{
+    if (AskSaveDraftIfNeeded())
+        QDialog::reject();
+}
+
 void TMainForm::NewMail()
 {
-    AskSaveDraftIfNeeded();
+    if (!AskSaveDraftIfNeeded())
+        return;
     edBetreff->clear();
     FModel.Clear();
     refreshAttachments();
@@ -699,8 +722,8 @@ void TMainForm::NewMail()
     rbVoreinstellung[0]->setChecked(true);
     gridGesendet->setCurrentCell(-1, -1);
     gridEntwuerfe->setCurrentCell(-1, -1);
-    FSentFlag = false;
-    FResultCode = -1;
+    if (FServices.newMail)
+        FServices.newMail();
 }
 
 void TMainForm::LoadMailIntoCompose(const TEMail& mail)
@@ -717,6 +740,8 @@ void TMainForm::LoadMailIntoCompose(const TEMail& mail)
     refreshAttachments();
     refreshRecipients();
     pages->setCurrentIndex(0);
+    if (FServices.newMail)   // a loaded mail is a new compose session: closing asks again
+        FServices.newMail();
 }
 
 const TEMail* TMainForm::mailOfRow(const QTableWidget* grid) const
@@ -877,6 +902,16 @@ void TMainForm::InitializeVorlagenAuswahl(const TProgrammVorlageListe* templates
     fillFieldTree();
 }
 
+QUuid TMainForm::SelectedVorlage() const
+{
+    return cbVorlagen->currentIndex() >= 0 ? cbVorlagen->currentData().toUuid() : QUuid();
+}
+
+void TMainForm::restoreVorlagenAuswahl(const QUuid& vorlage)
+{
+    cbVorlagen->setCurrentIndex(vorlage.isNull() ? -1 : cbVorlagen->findData(vorlage));
+}
+
 void TMainForm::SetVorlagenAuswahl(const QUuid& vorlage)
 {
     const int index = cbVorlagen->findData(vorlage);
@@ -920,12 +955,6 @@ void TMainForm::insertFieldValue(int index)
     if (index >= 0)
         edBody->textCursor().insertText(QLatin1Char('<') + cbWerteEinfuegen->itemText(index) + QLatin1Char('>'));
     cbWerteEinfuegen->setCurrentIndex(-1);
-}
-
-void TMainForm::closeEvent(QCloseEvent* event)
-{
-    AskSaveDraftIfNeeded();
-    QDialog::closeEvent(event);
 }
 
 }  // namespace kalvex

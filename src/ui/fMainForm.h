@@ -47,6 +47,9 @@ struct TMainFormServices {
     std::function<void(QWidget*, QTextEdit&)> insertTextBlock;
     std::function<QList<TComposeRecipient>(QWidget*)> pickRecipients;          // "Empfänger auswählen"
     std::function<QList<TComposeRecipient>(QWidget*)> pickFromAddressDatabase; // "Aus AdressDB übernehmen"
+    // The mailing state belongs to the run; the window only asks for it.
+    std::function<bool()> sentFlag;                          // the compose page's mail went out
+    std::function<void()> newMail;                           // a new compose session begins
 };
 
 class TMainForm : public QDialog {
@@ -86,7 +89,10 @@ public:
     void FillMailLists();
     void UpdateStatusLine(const TConfig& config);
     void SetTableWidthTo100Percent();
+    // The unsaved-draft question; false when the user's answer could not be
+    // carried out (the draft could not be stored), so nothing may be discarded.
     bool AskSaveDraftIfNeeded();
+    QUuid SelectedVorlage() const;   // the chooser's template, null when none
     void ApplySearch();                                   // filters the mail lists by edSuche
     void ApplyDisplaySettings(const TDisplaySettings& settings);
 
@@ -107,12 +113,12 @@ public:
     QTabWidget* ribbon;
     QStackedWidget* pages;
     QLabel* statusPanels[6];
-    bool FSentFlag = false;
-    int32_t FResultCode = -1;
     TDisplaySettings FDisplay;
 
-protected:
-    void closeEvent(QCloseEvent* event) override;
+public slots:
+    // Every way of closing (Esc, "Schließen", the title bar, the host)
+    // ends here and asks the unsaved-draft question first.
+    void reject() override;
 
 private:
     void buildActions();
@@ -140,6 +146,9 @@ private:
     void insertTable();
     void fillFieldTree();
     void insertFieldValue(int index);
+    void restoreVorlagenAuswahl(const QUuid& vorlage);
+    bool sentFlag() const;
+    void addPickedRecipients(QList<TComposeRecipient> picked);
 
     IUserMessages& FMessages;
     TMainFormServices FServices;

@@ -146,7 +146,8 @@ static void checkCallsAndErrorChannel(iEMailV6* mail, CreateStreamFn create)
     CHECK(u16contains(lastError(), "Datenstrom"));
     empty->lpVtbl->Release(empty);
 
-    /* Window methods open nothing yet, prepare and clean up, and succeed. */
+    /* Window methods open nothing yet, prepare and clean up, and succeed; a
+       template that is not there is not chosen, so Version2 answers zeros. */
     mail->lpVtbl->ShowVerteilerFormLeer(mail, 0, NULL, NULL);
     CHECK(u16len(lastError()) == 0);
     KGUID out;
@@ -155,7 +156,7 @@ static void checkCallsAndErrorChannel(iEMailV6* mail, CreateStreamFn create)
     u16(tmpl, "{94170175-1E44-488F-B5E4-0FCED6F84302}");
     mail->lpVtbl->ShowVerteilerFormVersion2(mail, 0, 1033, NULL, NULL, NULL, NULL, NULL, NULL, tmpl, &out);
     CHECK(u16len(lastError()) == 0);
-    CHECK(out.Data1 == 0x94170175u && out.Data2 == 0x1E44 && out.Data4[7] == 0x02);
+    CHECK(out.Data1 == 0 && out.Data2 == 0 && out.Data4[7] == 0);
 }
 
 static void writeFile(const char* path, const char* text)
