@@ -232,8 +232,10 @@ void TDatenModul::loadRecipients(QHash<int32_t, TEMail*>& byId)
 
 void TDatenModul::loadAttachments(QHash<int32_t, TEMail*>& byId, bool withContent)
 {
+    // Without the contents, their length tells whether the store holds them.
     const QString sql = withContent ? QStringLiteral("select * from KVXAnhang")
-                                    : QStringLiteral("select ID, MailID, Pfad, Dateigroesse from KVXAnhang");
+                                    : QStringLiteral("select ID, MailID, Pfad, Dateigroesse, %1 from KVXAnhang")
+                                          .arg(FDBHandler->BuildSqlDataLength(QStringLiteral("Objekt"), true, QStringLiteral("ObjektLaenge")));
     TQMBDataSet* ds = FDBHandler->OpenSQL(sql);
     while (ds->Next()) {
         const auto it = byId.constFind(ds->Field("MailID").toInt());
@@ -246,6 +248,7 @@ void TDatenModul::loadAttachments(QHash<int32_t, TEMail*>& byId, bool withConten
         a.FDateigroesse = ds->Field("Dateigroesse").toDouble();
         if (withContent)
             a.FObjekt = ds->Field("Objekt").toByteArray();
+        a.FGespeichert = withContent ? !a.FObjekt.isEmpty() : ds->Field("ObjektLaenge").toLongLong() > 0;
         (*it)->FAnhaenge << a.FPfad;
     }
     ds->Close();

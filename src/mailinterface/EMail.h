@@ -42,6 +42,7 @@ public:
     QString FPfad;
     double FDateigroesse = 0;
     QByteArray FObjekt;
+    bool FGespeichert = false;   // the store holds the contents (loaded or not); not streamed
 };
 
 class TAnhangListe : public TObjectList<TAnhang> {

@@ -3,7 +3,9 @@
 #include "config/LanguageUnit.h"
 
 #include <QApplication>
+#include <QAction>
 #include <QEvent>
+#include <QPointer>
 #include <QProgressDialog>
 
 namespace kalvex {
@@ -29,26 +31,36 @@ bool isUserInput(QEvent::Type type)
     }
 }
 
-// Holds back user input (and close requests) meant for anything but the
-// progress dialog; a held-back close is refused, not silently accepted.
+// Holds back user input (and close requests) meant for the windows that
+// were open when the work began; a held-back close is refused, not silently
+// accepted. Windows that the work itself opens later (its questions and
+// messages) and the progress dialog stay usable.
 class TInputBlocker : public QObject {
 public:
-    explicit TInputBlocker(const QWidget* dialog) : FDialog(dialog) {}
+    explicit TInputBlocker(const QWidget* dialog)
+    {
+        for (QWidget* w : QApplication::topLevelWidgets())
+            if (w != dialog && w->isVisible())
+                FBlocked << w;
+    }
     bool eventFilter(QObject* target, QEvent* event) override
     {
-        if (!isUserInput(event->type()) || belongsToDialog(target))
+        if (!isUserInput(event->type()) || !isBlocked(target))
             return false;
         event->ignore();
         return true;
     }
 
 private:
-    bool belongsToDialog(QObject* target) const
+    bool isBlocked(QObject* target) const
     {
+        if (isAction(target))
+            return true;   // shortcuts reach actions, not widgets
         auto* widget = qobject_cast<QWidget*>(target);
-        return widget && widget->window() == FDialog;
+        return widget && FBlocked.contains(widget->window());
     }
-    const QWidget* FDialog;
+    static bool isAction(QObject* target) { return qobject_cast<QAction*>(target) != nullptr; }
+    QList<QPointer<QWidget>> FBlocked;
 };
 
 }  // namespace

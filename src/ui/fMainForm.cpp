@@ -553,8 +553,8 @@ QWidget* TMainForm::buildSentPage()
                 gridGesendetAnhang->insertRow(row);
                 gridGesendetAnhang->setItem(row, 0, cell(QFileInfo(a->FPfad).fileName()));
                 gridGesendetAnhang->setItem(row, 1, cell(FormatSizeMB(a->FDateigroesse / (1024.0 * 1024.0))));
-                gridGesendetAnhang->setItem(row, 2, cell(a->FObjekt.isEmpty() ? Tx(1975, "nicht gespeichert")
-                                                                              : Tx(1976, "gespeichert")));
+                gridGesendetAnhang->setItem(row, 2, cell(a->FGespeichert || !a->FObjekt.isEmpty() ? Tx(1976, "gespeichert")
+                                                                                                   : Tx(1975, "nicht gespeichert")));
             }
     });
     page->setStretchFactor(0, 3);
