@@ -272,7 +272,8 @@ void TFormSetup::btTestConnectionClick()
     }
 }
 
-// Only direct mode takes the SMTP fields into the settings file.
+// Only direct mode takes the SMTP fields into the settings file, and of
+// them only the enabled ones (the user name with its switch).
 bool TFormSetup::fieldsFitSettingsFile()
 {
     if (!IsDirectMode())
@@ -281,7 +282,7 @@ bool TFormSetup::fieldsFitSettingsFile()
                                                      {edSMTPFQDN, lbHost},     {EdPort, lbPort},
                                                      {edUsername, lbUsername}};
     for (const auto& [edit, label] : fields) {
-        if (HasControlCharacter(edit->text())) {
+        if (edit->isEnabled() && HasControlCharacter(edit->text())) {
             FMessages.ShowError(Tx(2411, "Das Feld „%1“ darf keine Zeilenumbrüche oder Steuerzeichen enthalten.")
                                     .arg(label->text().remove(QLatin1Char('*'))));
             edit->setFocus();
