@@ -59,7 +59,7 @@ public:
     std::optional<int> Parse(const QStringList& args)
     {
         if (!FParser.parse(QStringList{QStringLiteral("kalvex ") + FName} + args)) {
-            err(FParser.errorText());
+            err(VisibleControlCharacters(FParser.errorText()));
             return ExitUsage;
         }
         if (FParser.isSet(QStringLiteral("help"))) {
@@ -235,8 +235,8 @@ int runConfig(const QStringList& args, const TGlobalOptions& options)
     });
     if (auto done = cmd.Parse(args))
         return *done;
+    TConfig& c = openInstallation(options);   // messages in the chosen language from here on
     const TSettingsChanges changes = settingsChangesOf(p);
-    TConfig& c = openInstallation(options);
     if (!p.optionNames().isEmpty()) {
         applyChanges(changes, c);
         c.SaveMailServer();
@@ -247,9 +247,9 @@ int runConfig(const QStringList& args, const TGlobalOptions& options)
     return ExitOk;
 }
 
-TDatenModul& openStore(const TGlobalOptions& options)
+// The store of the installation opened before.
+TDatenModul& openStore()
 {
-    openInstallation(options);
     if (!TDatenModul::Instance())
         TDatenModul::Install(std::make_unique<TDatenModul>());
     return *TDatenModul::Instance();
@@ -377,8 +377,9 @@ int runCompose(const QStringList& args, const TGlobalOptions& options, bool send
     addComposeOptions(cmd.Parser());
     if (auto done = cmd.Parse(args))
         return *done;
+    openInstallation(options);
     checkComposeArguments(cmd.Parser());
-    TDatenModul& store = openStore(options);
+    TDatenModul& store = openStore();
     TComposeModel model;
     fillModel(cmd.Parser(), model);
     if (send && SendModeOf(TConfig::Instance()->FSendDirekt) == TSendMode::smDirect)
@@ -427,7 +428,8 @@ int runList(const QStringList& args, const TGlobalOptions& options)
     TCommandParser cmd(QStringLiteral("list"), Tx(2003, "Listet gesendete E-Mails und Entwürfe (ID, Status, Datum, Betreff, Empfänger)."));
     if (auto done = cmd.Parse(args))
         return *done;
-    TDatenModul& store = openStore(options);
+    openInstallation(options);
+    TDatenModul& store = openStore();
     store.LoadEMailListeFromDB();
     for (const auto& m : store.FEMailListe)
         out(mailLine(*m));
@@ -456,8 +458,9 @@ int runShow(const QStringList& args, const TGlobalOptions& options)
     TCommandParser cmd(QStringLiteral("show"), Tx(2005, "Zeigt eine gesendete E-Mail oder einen Entwurf."));
     if (auto done = parseMailCommand(cmd, args))
         return *done;
+    openInstallation(options);
     const int id = MailId(cmd.Parser().positionalArguments());
-    const TEMail& m = findMail(openStore(options), id);
+    const TEMail& m = findMail(openStore(), id);
     out(mailLine(m));
     out(Tx(1964, "Betreff") + QStringLiteral(": ") + shown(m.FBetreff));
     for (const auto& r : m.FLEmpfaenger)
@@ -474,8 +477,9 @@ int runDelete(const QStringList& args, const TGlobalOptions& options)
     TCommandParser cmd(QStringLiteral("delete"), Tx(2007, "Löscht eine gesendete E-Mail oder einen Entwurf."));
     if (auto done = parseMailCommand(cmd, args))
         return *done;
+    openInstallation(options);
     const int id = MailId(cmd.Parser().positionalArguments());
-    TDatenModul& store = openStore(options);
+    TDatenModul& store = openStore();
     findMail(store, id);
     store.DeleteEMail(id);
     out(Tx(2008, "E-Mail %1 gelöscht.").arg(id));

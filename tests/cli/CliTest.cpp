@@ -158,6 +158,9 @@ TEST_F(CliTest, UsageErrorsAndFailuresHaveTheirExitCodes)
     EXPECT_TRUE(run({"--lang", "1033", "show", "77"}).err.contains("Es gibt keine E-Mail mit der ID 77."));
     ASSERT_TRUE(QFile::copy(KALVEX_TRANSLATIONS_DB, dir.filePath("common/Common04/DllsLang.db3")));
     EXPECT_TRUE(run({"--lang", "1033", "show", "77"}).err.contains("There is no e-mail with the ID 77."));
+    const Result english = run({"--lang", "1033", "config", "--encrypted", "jein"});
+    EXPECT_EQ(english.code, 2);
+    EXPECT_TRUE(english.err.contains("Invalid value for --encrypted: \"jein\"")) << english.err.toStdString();
 }
 
 // One row per bad input: each ends with its exit code and a message that
