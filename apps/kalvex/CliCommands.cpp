@@ -1,9 +1,11 @@
 #include "CliCommands.h"
 
+#include "CliArguments.h"
 #include "ConsoleMessages.h"
 
 #include "compose/TemplateMerge.h"
 #include "compose/rtf/RtfReader.h"
+#include "config/ControlCharacters.h"
 #include "config/KalvexError.h"
 #include "config/LanguageUnit.h"
 #include "config/LogFileUnit.h"
@@ -48,23 +50,41 @@ public:
         FName = name;
     }
     QCommandLineParser& Parser() { return FParser; }
+    void AddPositional(const QString& name, const QString& description)
+    {
+        FParser.addPositionalArgument(name, description);
+        ++FPositionals;
+    }
     // Returns an exit code when the command must end here (help, bad args).
     std::optional<int> Parse(const QStringList& args)
     {
         if (!FParser.parse(QStringList{QStringLiteral("kalvex ") + FName} + args)) {
-            err(FParser.errorText());
+            err(VisibleControlCharacters(FParser.errorText()));
             return ExitUsage;
         }
         if (FParser.isSet(QStringLiteral("help"))) {
             out(FParser.helpText());
             return ExitOk;
         }
+        rejectStrayArguments();
         return std::nullopt;
     }
 
 private:
+    // An argument the command does not take would otherwise be dropped
+    // silently (a second address after --to).
+    void rejectStrayArguments() const
+    {
+        const QStringList stray = FParser.positionalArguments().mid(FPositionals);
+        if (!stray.isEmpty())
+            throw EUsage(Tx(2404, "Unerwartetes Argument: „%1“ (jeder Wert braucht seine Option, "
+                                  "z. B. --to vor jeder Adresse).")
+                             .arg(VisibleControlCharacters(stray.first())));
+    }
+
     QCommandLineParser FParser;
     QString FName;
+    qsizetype FPositionals = 0;
 };
 
 // Loads the installation's settings: TConfig, the log, the translations.
@@ -112,14 +132,89 @@ QString readPasswordFromStdin()
     return line;
 }
 
-bool parsePort(const QString& text, uint16_t& port)
+uint16_t parsePort(const QString& text)
 {
     bool ok = false;
     const int value = text.toInt(&ok);
     if (!ok || value < 1 || value > 65535)
-        return false;
-    port = static_cast<uint16_t>(value);
-    return true;
+        throw EUsage(Tx(1859, "Der angegebene Port scheint fehlerhaft zu sein"));
+    return static_cast<uint16_t>(value);
+}
+
+// What `kalvex config` changes; every value is checked before anything is read or written.
+struct TSettingsChanges {
+    std::optional<QString> host, sender, senderName, login;
+    std::optional<uint16_t> port;
+    std::optional<TVersandArt> mode;
+    std::optional<bool> encrypted, verifyCertificate;
+    bool readPassword = false;
+};
+
+std::optional<QString> textOption(const QCommandLineParser& p, const QString& name)
+{
+    return p.isSet(name) ? std::optional(SettingText(name, p.value(name))) : std::nullopt;
+}
+
+std::optional<bool> truthOption(const QCommandLineParser& p, const QString& name)
+{
+    return p.isSet(name) ? std::optional(TruthOption(name, p.value(name))) : std::nullopt;
+}
+
+std::optional<TVersandArt> modeOption(const QCommandLineParser& p)
+{
+    const bool direct = p.isSet(QStringLiteral("direct"));
+    const bool client = p.isSet(QStringLiteral("mail-client"));
+    if (direct && client)
+        throw EUsage(Tx(1897, "--direct und --mail-client schließen einander aus."));
+    if (!direct && !client)
+        return std::nullopt;
+    return direct ? TVersandArt::vaDirekt : TVersandArt::vaStandardClient;
+}
+
+TSettingsChanges settingsChangesOf(const QCommandLineParser& p)
+{
+    TSettingsChanges ch;
+    ch.host = textOption(p, QStringLiteral("host"));
+    ch.sender = textOption(p, QStringLiteral("sender"));
+    ch.senderName = textOption(p, QStringLiteral("sender-name"));
+    ch.login = textOption(p, QStringLiteral("login"));
+    if (p.isSet(QStringLiteral("port")))
+        ch.port = parsePort(p.value(QStringLiteral("port")));
+    ch.mode = modeOption(p);
+    ch.encrypted = truthOption(p, QStringLiteral("encrypted"));
+    ch.verifyCertificate = truthOption(p, QStringLiteral("verify-certificate"));
+    ch.readPassword = p.isSet(QStringLiteral("password-stdin"));
+    return ch;
+}
+
+template <typename T>
+void assign(T& field, const std::optional<T>& value)
+{
+    if (value)
+        field = *value;
+}
+
+void applyChanges(const TSettingsChanges& ch, TConfig& c)
+{
+    assign(c.FHost, ch.host);
+    assign(c.FPort, ch.port);
+    assign(c.FUser, ch.sender);
+    assign(c.FAbsenderName, ch.senderName);
+    assign(c.FVersandart, ch.mode);
+    assign(c.FVerbindungVerschluesselt, ch.encrypted);
+    assign(c.FVerifyCertificate, ch.verifyCertificate);
+    if (ch.login) {
+        c.FUserName = *ch.login;
+        c.FUserNotLikeMailAddress = !ch.login->isEmpty();
+    }
+    if (ch.readPassword)
+        c.FPass = readPasswordFromStdin();
+}
+
+void warnPasswordInClear(const TConfig& c)
+{
+    if (c.PasswordInClear())
+        err(PasswordInClearWarning());
 }
 
 int runConfig(const QStringList& args, const TGlobalOptions& options)
@@ -134,64 +229,38 @@ int runConfig(const QStringList& args, const TGlobalOptions& options)
         {QStringLiteral("login"), Tx(1891, "eigener Anmeldename (leer: Absender-Adresse)"), QStringLiteral("name")},
         {QStringLiteral("direct"), Tx(1892, "direkt per SMTP senden")},
         {QStringLiteral("mail-client"), Tx(1893, "über das Standard-E-Mail-Programm senden")},
-        {QStringLiteral("encrypted"), Tx(1894, "verschlüsselte Verbindung: 1 oder 0"), QStringLiteral("0|1")},
-        {QStringLiteral("verify-certificate"), Tx(1895, "Zertifikat des Servers prüfen: 1 oder 0"), QStringLiteral("0|1")},
+        {QStringLiteral("encrypted"), Tx(2413, "verschlüsselte Verbindung: 1/0, ja/nein, yes/no, true/false"), QStringLiteral("1|0")},
+        {QStringLiteral("verify-certificate"), Tx(2414, "Zertifikat des Servers prüfen: 1/0, ja/nein, yes/no, true/false"), QStringLiteral("1|0")},
         {QStringLiteral("password-stdin"), Tx(1896, "Passwort aus der ersten Zeile der Standardeingabe lesen")},
     });
     if (auto done = cmd.Parse(args))
         return *done;
-    TConfig& c = openInstallation(options);
-    bool changed = false;
-    auto take = [&](const char* name, auto apply) {
-        if (p.isSet(QString::fromLatin1(name))) {
-            apply(p.value(QString::fromLatin1(name)));
-            changed = true;
-        }
-    };
-    uint16_t port = c.FPort;
-    if (p.isSet(QStringLiteral("port")) && !parsePort(p.value(QStringLiteral("port")), port)) {
-        err(Tx(1859, "Der angegebene Port scheint fehlerhaft zu sein"));
-        return ExitUsage;
-    }
-    if (p.isSet(QStringLiteral("direct")) && p.isSet(QStringLiteral("mail-client"))) {
-        err(Tx(1897, "--direct und --mail-client schließen einander aus."));
-        return ExitUsage;
-    }
-    take("host", [&](const QString& v) { c.FHost = v; });
-    take("port", [&](const QString&) { c.FPort = port; });
-    take("sender", [&](const QString& v) { c.FUser = v; });
-    take("sender-name", [&](const QString& v) { c.FAbsenderName = v; });
-    take("login", [&](const QString& v) {
-        c.FUserName = v;
-        c.FUserNotLikeMailAddress = !v.isEmpty();
-    });
-    take("direct", [&](const QString&) { c.FVersandart = TVersandArt::vaDirekt; });
-    take("mail-client", [&](const QString&) { c.FVersandart = TVersandArt::vaStandardClient; });
-    take("encrypted", [&](const QString& v) { c.FVerbindungVerschluesselt = v.toInt() != 0; });
-    take("verify-certificate", [&](const QString& v) { c.FVerifyCertificate = v.toInt() != 0; });
-    take("password-stdin", [&](const QString&) { c.FPass = readPasswordFromStdin(); });
-    if (changed) {
+    TConfig& c = openInstallation(options);   // messages in the chosen language from here on
+    const TSettingsChanges changes = settingsChangesOf(p);
+    if (!p.optionNames().isEmpty()) {
+        applyChanges(changes, c);
         c.SaveMailServer();
         c.InitMailServer();
     }
     printSettings(c);
+    warnPasswordInClear(c);
     return ExitOk;
 }
 
-TDatenModul& openStore(const TGlobalOptions& options)
+// The store of the installation opened before.
+TDatenModul& openStore()
 {
-    openInstallation(options);
     if (!TDatenModul::Instance())
         TDatenModul::Install(std::make_unique<TDatenModul>());
     return *TDatenModul::Instance();
 }
 
-QString readBodyFile(const QString& path)
+QByteArray readFile(const QString& path)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        throw EKalvex(Tx(1902, "Die Datei %1 konnte nicht gelesen werden.").arg(path));
-    return QString::fromUtf8(file.readAll());
+        throw EUsage(Tx(1902, "Die Datei %1 konnte nicht gelesen werden.").arg(VisibleControlCharacters(path)));
+    return file.readAll();
 }
 
 void addRecipients(TComposeModel& model, const QStringList& addresses, TEmpfaengerTyp kind)
@@ -222,16 +291,13 @@ void applyTemplate(const QCommandLineParser& p, QString& subject, QString& body)
 {
     TDatenModul& store = *TDatenModul::Instance();
     store.LoadProgrammVorlageListeFromDB();
-    const TProgrammVorlage* vorlage = store.FProgrammVorlageListe.FindByGUID(StringToGuid(p.value(QStringLiteral("template"))));
+    const QString guid = p.value(QStringLiteral("template"));
+    const TProgrammVorlage* vorlage = store.FProgrammVorlageListe.FindByGUID(StringToGuid(guid));
     if (!vorlage)
-        throw EKalvex(Tx(2012, "Die Vorlage %1 gibt es nicht.").arg(p.value(QStringLiteral("template"))));
+        throw EUsage(Tx(2012, "Die Vorlage %1 gibt es nicht.").arg(VisibleControlCharacters(guid)));
     TFelder felder;
-    if (p.isSet(QStringLiteral("fields"))) {
-        QFile file(p.value(QStringLiteral("fields")));
-        if (!file.open(QIODevice::ReadOnly))
-            throw EKalvex(Tx(1902, "Die Datei %1 konnte nicht gelesen werden.").arg(file.fileName()));
-        felder.LoadFromBytes(file.readAll());
-    }
+    if (p.isSet(QStringLiteral("fields")))
+        felder.LoadFromBytes(readFile(p.value(QStringLiteral("fields"))));
     const int lang = TLang::Instance() ? TLang::Instance()->GetCurrentLangCode() : 1031;
     const TMergedTemplate merged = MergeProgrammVorlage(*vorlage, felder, lang);
     if (!merged.subject.isEmpty())
@@ -240,15 +306,37 @@ void applyTemplate(const QCommandLineParser& p, QString& subject, QString& body)
         body = merged.body;
 }
 
-// Fills the compose model from the options; false (with a message) on bad input.
-bool fillModel(const QCommandLineParser& p, TComposeModel& model)
+void requireTemplateGuid(const QString& text)
 {
-    if (p.isSet(QStringLiteral("body")) && p.isSet(QStringLiteral("body-file"))) {
-        err(Tx(1999, "--body und --body-file schließen einander aus."));
-        return false;
+    try {
+        StringToGuid(text);
+    } catch (const EKalvex& e) {
+        throw EUsage(e.message());
     }
+}
+
+// Everything that can be checked before the store is opened: conflicting
+// options, the template's GUID, the files named.
+void checkComposeArguments(const QCommandLineParser& p)
+{
+    if (p.isSet(QStringLiteral("body")) && p.isSet(QStringLiteral("body-file")))
+        throw EUsage(Tx(1999, "--body und --body-file schließen einander aus."));
+    if (p.isSet(QStringLiteral("fields")) && !p.isSet(QStringLiteral("template")))
+        throw EUsage(Tx(2415, "--fields gilt nur zusammen mit --template."));
+    if (p.isSet(QStringLiteral("template")))
+        requireTemplateGuid(p.value(QStringLiteral("template")));
+    for (const QString& option : {QStringLiteral("body-file"), QStringLiteral("fields")})
+        if (p.isSet(option))
+            RequireReadableFile(p.value(option));
+    for (const QString& file : p.values(QStringLiteral("attach")))
+        RequireReadableFile(file);
+}
+
+// Fills the compose model from the options (checked before).
+void fillModel(const QCommandLineParser& p, TComposeModel& model)
+{
     model.Subject = p.value(QStringLiteral("subject"));
-    QString body = p.isSet(QStringLiteral("body-file")) ? readBodyFile(p.value(QStringLiteral("body-file")))
+    QString body = p.isSet(QStringLiteral("body-file")) ? QString::fromUtf8(readFile(p.value(QStringLiteral("body-file"))))
                                                         : p.value(QStringLiteral("body"));
     if (p.isSet(QStringLiteral("template")))
         applyTemplate(p, model.Subject, body);
@@ -259,7 +347,6 @@ bool fillModel(const QCommandLineParser& p, TComposeModel& model)
     for (const QString& file : p.values(QStringLiteral("attach")))
         model.AddAttachment(QFileInfo(file).absoluteFilePath());
     model.SeparateFlag = p.isSet(QStringLiteral("separate"));
-    return true;
 }
 
 TMailingRunDeps consoleRunDeps(IUserMessages& messages)
@@ -273,6 +360,16 @@ TMailingRunDeps consoleRunDeps(IUserMessages& messages)
     return deps;
 }
 
+// Direct sending with a password over a plain connection: said once, before
+// the first mail leaves, and kept in the log.
+void warnPasswordInClearBeforeSending(const TConfig& c, const QString& command)
+{
+    if (!c.PasswordInClear())
+        return;
+    warnPasswordInClear(c);
+    TLogFile::LogGlobal(true, QStringLiteral("kalvex %1 - %2").arg(command, PasswordInClearWarning()));
+}
+
 int runCompose(const QStringList& args, const TGlobalOptions& options, bool send)
 {
     TCommandParser cmd(send ? QStringLiteral("send") : QStringLiteral("draft"),
@@ -280,10 +377,13 @@ int runCompose(const QStringList& args, const TGlobalOptions& options, bool send
     addComposeOptions(cmd.Parser());
     if (auto done = cmd.Parse(args))
         return *done;
-    TDatenModul& store = openStore(options);
+    openInstallation(options);
+    checkComposeArguments(cmd.Parser());
+    TDatenModul& store = openStore();
     TComposeModel model;
-    if (!fillModel(cmd.Parser(), model))
-        return ExitUsage;
+    fillModel(cmd.Parser(), model);
+    if (send && SendModeOf(TConfig::Instance()->FSendDirekt) == TSendMode::smDirect)
+        warnPasswordInClearBeforeSending(*TConfig::Instance(), QStringLiteral("send"));
     TConsoleMessages messages(options.answer);
     TMailingRun run(model, messages, *TConfig::Instance(), consoleRunDeps(messages));
     if (!send) {
@@ -309,12 +409,18 @@ int runDraft(const QStringList& args, const TGlobalOptions& options)
     return runCompose(args, options, false);
 }
 
+// Stored texts may hold terminal controls; they are shown, never obeyed.
+QString shown(const QString& text)
+{
+    return VisibleControlCharacters(text);
+}
+
 QString mailLine(const TEMail& m)
 {
     return QStringLiteral("%1\t%2\t%3\t%4\t%5")
         .arg(m.FID)
-        .arg(m.FStatusStr, DaysToDateTime(m.FDatum).toString(QStringLiteral("yyyy-MM-dd HH:mm")), m.FBetreff,
-             (m.FAn + m.FCc + m.FBcc).join(QStringLiteral(", ")));
+        .arg(shown(m.FStatusStr), DaysToDateTime(m.FDatum).toString(QStringLiteral("yyyy-MM-dd HH:mm")), shown(m.FBetreff),
+             shown((m.FAn + m.FCc + m.FBcc).join(QStringLiteral(", "))));
 }
 
 int runList(const QStringList& args, const TGlobalOptions& options)
@@ -322,59 +428,78 @@ int runList(const QStringList& args, const TGlobalOptions& options)
     TCommandParser cmd(QStringLiteral("list"), Tx(2003, "Listet gesendete E-Mails und Entwürfe (ID, Status, Datum, Betreff, Empfänger)."));
     if (auto done = cmd.Parse(args))
         return *done;
-    TDatenModul& store = openStore(options);
+    openInstallation(options);
+    TDatenModul& store = openStore();
     store.LoadEMailListeFromDB();
     for (const auto& m : store.FEMailListe)
         out(mailLine(*m));
     return ExitOk;
 }
 
-// The mail named by the single positional argument, or null with a message.
-const TEMail* mailArgument(TCommandParser& cmd, TDatenModul& store)
+// The mail with that ID; raises EUsage when there is none.
+const TEMail& findMail(TDatenModul& store, int id)
 {
-    bool ok = false;
-    const int id = cmd.Parser().positionalArguments().value(0).toInt(&ok);
     store.LoadEMailListeFromDB(true);
-    const TEMail* mail = ok ? store.FEMailListe.FindByID(id) : nullptr;
-    if (!mail)
-        err(Tx(2004, "Es gibt keine E-Mail mit der ID %1.").arg(cmd.Parser().positionalArguments().value(0)));
-    return mail;
+    if (const TEMail* mail = store.FEMailListe.FindByID(id))
+        return *mail;
+    throw EUsage(Tx(2004, "Es gibt keine E-Mail mit der ID %1.").arg(id));
+}
+
+// show and delete: the one argument is the mail's ID.
+std::optional<int> parseMailCommand(TCommandParser& cmd, const QStringList& args)
+{
+    RejectNegativeNumbers(args);
+    cmd.AddPositional(QStringLiteral("ID"), Tx(2006, "die ID aus 'kalvex list'"));
+    return cmd.Parse(args);
 }
 
 int runShow(const QStringList& args, const TGlobalOptions& options)
 {
     TCommandParser cmd(QStringLiteral("show"), Tx(2005, "Zeigt eine gesendete E-Mail oder einen Entwurf."));
-    cmd.Parser().addPositionalArgument(QStringLiteral("ID"), Tx(2006, "die ID aus 'kalvex list'"));
-    if (auto done = cmd.Parse(args))
+    if (auto done = parseMailCommand(cmd, args))
         return *done;
-    const TEMail* m = mailArgument(cmd, openStore(options));
-    if (!m)
-        return ExitUsage;
-    out(mailLine(*m));
-    out(Tx(1964, "Betreff") + QStringLiteral(": ") + m->FBetreff);
-    for (const auto& r : m->FLEmpfaenger)
-        out(RecipientKindText(r->FEmpfType) + QStringLiteral(": ") + r->FAdresse);
-    for (const auto& a : m->FLAnhaengeBlob)
-        out(Tx(1972, "Anhang") + QStringLiteral(": ") + a->FPfad + QStringLiteral(" (%1 Bytes)").arg(a->FObjekt.size()));
+    openInstallation(options);
+    const int id = MailId(cmd.Parser().positionalArguments());
+    const TEMail& m = findMail(openStore(), id);
+    out(mailLine(m));
+    out(Tx(1964, "Betreff") + QStringLiteral(": ") + shown(m.FBetreff));
+    for (const auto& r : m.FLEmpfaenger)
+        out(RecipientKindText(r->FEmpfType) + QStringLiteral(": ") + shown(r->FAdresse));
+    for (const auto& a : m.FLAnhaengeBlob)
+        out(Tx(1972, "Anhang") + QStringLiteral(": ") + shown(a->FPfad) + QStringLiteral(" (%1 Bytes)").arg(a->FObjekt.size()));
     out(QString());
-    out(m->FBodyPlain);
+    out(VisibleControlCharacters(m.FBodyPlain, true));
     return ExitOk;
 }
 
 int runDelete(const QStringList& args, const TGlobalOptions& options)
 {
     TCommandParser cmd(QStringLiteral("delete"), Tx(2007, "Löscht eine gesendete E-Mail oder einen Entwurf."));
-    cmd.Parser().addPositionalArgument(QStringLiteral("ID"), Tx(2006, "die ID aus 'kalvex list'"));
-    if (auto done = cmd.Parse(args))
+    if (auto done = parseMailCommand(cmd, args))
         return *done;
-    TDatenModul& store = openStore(options);
-    const TEMail* m = mailArgument(cmd, store);
-    if (!m)
-        return ExitUsage;
-    const int32_t id = m->FID;   // the record goes with the delete
+    openInstallation(options);
+    const int id = MailId(cmd.Parser().positionalArguments());
+    TDatenModul& store = openStore();
+    findMail(store, id);
     store.DeleteEMail(id);
     out(Tx(2008, "E-Mail %1 gelöscht.").arg(id));
     return ExitOk;
+}
+
+// Names every setting the test cannot do without.
+void requireConnectionSettings(const TConfig& c)
+{
+    QStringList missing;
+    if (c.FHost.isEmpty())
+        missing << Tx(229, "Es wurde kein SMTP-Server angegeben.");
+    if (c.FPort == 0)
+        missing << Tx(230, "Es wurde kein SMTP-Port angegeben.");
+    if (c.FUser.isEmpty())
+        missing << Tx(2409, "Es wurde keine Absender-Adresse angegeben.");
+    if (!missing.isEmpty())
+        throw EKalvex(QStringList{Tx(281, "Die Einstellungen sind unvollständig."), missing.join(QLatin1Char('\n')),
+                                  Tx(2410, "Die Einstellungen setzt 'kalvex config'.")}
+                          .join(QLatin1Char('\n')));
 }
 
 // Sends the test mail of the settings dialog to the sender address.
@@ -384,6 +509,8 @@ int runTestConnection(const QStringList& args, const TGlobalOptions& options)
     if (auto done = cmd.Parse(args))
         return *done;
     const TConfig& c = openInstallation(options);
+    requireConnectionSettings(c);
+    warnPasswordInClearBeforeSending(c, QStringLiteral("test-connection"));
     TConsoleMessages messages(options.answer);
     TEMail mail;
     const QString text = Tx(1857, "Die eingestellte Verbindung wurde erfolgreich getestet");
@@ -412,30 +539,67 @@ void printUsage()
     out(Tx(1898, "\n'kalvex <command> --help' zeigt die Optionen eines Befehls."));
 }
 
-// Global options stand before the command name.
+int langValue(const QString& value)
+{
+    if (value != QLatin1String("1031") && value != QLatin1String("1033"))
+        throw EUsage(Tx(1899, "--lang erwartet 1031 oder 1033."));
+    return value.toInt();
+}
+
+// Global options stand before the command name; returns an exit code when
+// the command line ends here (--help).
 std::optional<int> parseGlobal(QStringList& args, TGlobalOptions& options)
 {
     while (!args.isEmpty() && args.first().startsWith(QLatin1String("--"))) {
         const QString opt = args.takeFirst();
-        if (opt == QLatin1String("--yes") || opt == QLatin1String("--no")) {
-            options.answer = opt == QLatin1String("--yes");
-        } else if ((opt == QLatin1String("--lang") || opt == QLatin1String("--install-key")) && !args.isEmpty()) {
-            const QString value = args.takeFirst();
-            if (opt == QLatin1String("--install-key"))
-                options.installKey = value;
-            else if (value == QLatin1String("1031") || value == QLatin1String("1033"))
-                options.lang = value.toInt();
-            else
-                return (err(Tx(1899, "--lang erwartet 1031 oder 1033.")), ExitUsage);
-        } else if (opt == QLatin1String("--help")) {
+        if (opt == QLatin1String("--help")) {
             printUsage();
             return ExitOk;
-        } else {
-            err(Tx(1900, "Unbekannte Option: %1").arg(opt));
-            return ExitUsage;
         }
+        if (opt == QLatin1String("--yes") || opt == QLatin1String("--no"))
+            options.answer = opt == QLatin1String("--yes");
+        else if (opt == QLatin1String("--lang"))
+            options.lang = langValue(TakeOptionValue(opt, args));
+        else if (opt == QLatin1String("--install-key"))
+            options.installKey = TakeOptionValue(opt, args);
+        else
+            throw EUsage(Tx(1900, "Unbekannte Option: %1").arg(VisibleControlCharacters(opt)));
     }
     return std::nullopt;
+}
+
+std::optional<int> globalOptions(QStringList& args, TGlobalOptions& options)
+{
+    try {
+        return parseGlobal(args, options);
+    } catch (const EUsage& e) {
+        err(e.message());
+        return ExitUsage;
+    }
+}
+
+// Runs one step; a raised message ends the command line with its exit code.
+int guarded(const std::function<int()>& step)
+{
+    try {
+        return step();
+    } catch (const EUsage& e) {
+        err(e.message());
+        return ExitUsage;
+    } catch (const EKalvex& e) {
+        err(e.message());
+    } catch (const std::exception& e) {
+        err(QString::fromUtf8(e.what()));
+    }
+    return ExitEnvironment;
+}
+
+const TCommand* findCommand(const QString& name)
+{
+    for (const TCommand& c : Commands())
+        if (c.name == name)
+            return &c;
+    return nullptr;
 }
 
 }  // namespace
@@ -458,33 +622,25 @@ int RunCommandLine(const QStringList& arguments)
 {
     QStringList args = arguments;
     TGlobalOptions options;
-    if (auto done = parseGlobal(args, options))
+    if (auto done = globalOptions(args, options))
         return *done;
     if (args.isEmpty()) {
         printUsage();
         return ExitUsage;
     }
     const QString name = args.takeFirst();
-    for (const TCommand& c : Commands()) {
-        if (c.name != name)
-            continue;
-        int code = ExitEnvironment;
-        try {
-            code = c.run(args, options);
-        } catch (const EKalvex& e) {
-            err(e.message());
-        } catch (const std::exception& e) {
-            err(QString::fromUtf8(e.what()));
-        }
-        // The store closes while Qt is still there.
-        TDatenModul::Free();
-        TLang::Free();
-        TLogFile::Uninstall();
-        return code;
+    const TCommand* command = findCommand(name);
+    if (!command) {
+        err(Tx(1901, "Unbekannter Befehl: %1").arg(VisibleControlCharacters(name)));
+        printUsage();
+        return ExitUsage;
     }
-    err(Tx(1901, "Unbekannter Befehl: %1").arg(name));
-    printUsage();
-    return ExitUsage;
+    const int code = guarded([&] { return command->run(args, options); });
+    // The store closes while Qt is still there.
+    TDatenModul::Free();
+    TLang::Free();
+    TLogFile::Uninstall();
+    return code;
 }
 
 }  // namespace kalvex::cli

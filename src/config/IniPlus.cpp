@@ -1,7 +1,9 @@
 #include "config/IniPlus.h"
 
 #include "config/AppPaths.h"
+#include "config/ControlCharacters.h"
 #include "config/KalvexError.h"
+#include "config/LanguageUnit.h"
 
 #include <QDir>
 #include <QFile>
@@ -43,6 +45,14 @@ QString unquote(const QString& value)
     return value;
 }
 
+// A key must not read back as a comment, a section header or another key.
+bool validKey(const QString& key)
+{
+    const QString k = key.trimmed();
+    return !k.isEmpty() && !k.contains(QLatin1Char('=')) && !k.startsWith(QLatin1Char(';'))
+        && !k.startsWith(QLatin1Char('[')) && !HasControlCharacter(k);
+}
+
 bool parseInteger(const QString& text, qint64& out)
 {
     const QString t = text.trimmed();
@@ -58,7 +68,7 @@ bool parseInteger(const QString& text, qint64& out)
 
 }  // namespace
 
-TIniFile::TIniFile(QString fileName) : FFileName(std::move(fileName))
+TIniFile::TIniFile(QString fileName, TIniAccess access) : FFileName(std::move(fileName)), FAccess(access)
 {
     QFile file(FFileName);
     if (!file.exists())
@@ -187,12 +197,42 @@ QStringList TIniFile::ReadSections() const
 
 void TIniFile::WriteString(const QString& section, const QString& key, const QString& value)
 {
-    if (const Line* l = findLine(section, key)) {
-        const_cast<Line*>(l)->value = value;
-    } else {
-        ensureSection(section).lines.push_back(Line{key, value});
-    }
+    checkEntry(section, key, value);
+    setValue(section, key, value);
     save();
+}
+
+void TIniFile::WriteStrings(const QString& section, const QList<QPair<QString, QString>>& entries)
+{
+    for (const auto& [key, value] : entries)
+        checkEntry(section, key, value);
+    for (const auto& [key, value] : entries)
+        setValue(section, key, value);
+    save();
+}
+
+void TIniFile::checkEntry(const QString& section, const QString& key, const QString& value) const
+{
+    if (section.trimmed().isEmpty() || HasControlCharacter(section))
+        throw EKalvex(Tx(2400, "Der Abschnittsname „%1“ ist ungültig (leer, Zeilenumbruch oder Steuerzeichen) und wird "
+                               "nicht in %2 geschrieben.")
+                          .arg(VisibleControlCharacters(section), FFileName));
+    if (!validKey(key))
+        throw EKalvex(Tx(2401, "Der Schlüssel „%1“ im Abschnitt [%2] ist ungültig (leer, „=“, Zeilenumbruch oder "
+                               "Steuerzeichen) und wird nicht in %3 geschrieben.")
+                          .arg(VisibleControlCharacters(key), section, FFileName));
+    if (HasControlCharacter(value))
+        throw EKalvex(Tx(2402, "Der Wert für %1 im Abschnitt [%2] enthält einen Zeilenumbruch oder ein Steuerzeichen "
+                               "und wird nicht in %3 geschrieben.")
+                          .arg(key, section, FFileName));
+}
+
+void TIniFile::setValue(const QString& section, const QString& key, const QString& value)
+{
+    if (const Line* l = findLine(section, key))
+        const_cast<Line*>(l)->value = value;
+    else
+        ensureSection(section).lines.push_back(Line{key, value});
 }
 
 void TIniFile::WriteInteger(const QString& section, const QString& key, int value)
@@ -244,7 +284,11 @@ void TIniFile::save() const
     const QFileInfo info(FFileName);
     QDir().mkpath(info.absolutePath());
     QSaveFile file(FFileName);
-    if (!file.open(QIODevice::WriteOnly) || file.write(serialise().toUtf8()) < 0 || !file.commit())
+    // The temporary file takes the old file's mode at open; tighten it
+    // before a byte of content is in it.
+    const bool opened = file.open(QIODevice::WriteOnly)
+                     && (FAccess == TIniAccess::Shared || file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner));
+    if (!opened || file.write(serialise().toUtf8()) < 0 || !file.commit())
         throw EKalvex(QStringLiteral("Die Einstellungsdatei \"%1\" konnte nicht geschrieben werden: %2")
                           .arg(FFileName, file.errorString()));
 }

@@ -3,6 +3,7 @@
 #include "config/AppPaths.h"
 #include "config/IniPlus.h"
 #include "config/KalvexError.h"
+#include "config/LanguageUnit.h"
 #include "config/LogFileUnit.h"
 #include "config/RegistryFile.h"
 #include "config/uCrypt.h"
@@ -171,20 +172,39 @@ void TConfig::readMailServer(const TIniFile& ini)
 
 void TConfig::SaveMailServer()
 {
-    FSecString = TCrypt::GeneratePWDSecurityString();
-    TIniFile ini(MailServerIniFileName());
-    FSendDirekt = FVersandart == TVersandArt::vaDirekt ? 1 : 0;
-    ini.WriteInteger(kSmtp, QStringLiteral("SendDirekt"), FSendDirekt);
-    ini.WriteString(kSmtp, QStringLiteral("Host"), FHost);
-    ini.WriteInteger(kSmtp, QStringLiteral("Port"), FPort);
-    ini.WriteString(kSmtp, QStringLiteral("SecString"), FSecString);
-    ini.WriteString(kSmtp, QStringLiteral("Passwort"), TCrypt::EncodePWDEx(FPass, FSecString, 2, 8));
-    ini.WriteString(kSmtp, QStringLiteral("Absender"), FUser);
-    ini.WriteString(kSmtp, QStringLiteral("AbsenderName"), FAbsenderName);
-    ini.WriteBool(kSmtp, QStringLiteral("EncodedConnect"), FVerbindungVerschluesselt);
-    ini.WriteBool(kSmtp, QStringLiteral("UserNotLikeMailAddress"), FUserNotLikeMailAddress);
-    ini.WriteString(kSmtp, QStringLiteral("UserName"), FUserName);
-    ini.WriteBool(kSmtp, QStringLiteral("VerifyCertificate"), FVerifyCertificate);
+    const QString secString = TCrypt::GeneratePWDSecurityString();
+    const int32_t sendDirekt = FVersandart == TVersandArt::vaDirekt ? 1 : 0;
+    TIniFile ini(MailServerIniFileName(), TIniAccess::OwnerOnly);
+    ini.WriteStrings(kSmtp, mailServerEntries(sendDirekt, secString));
+    FSendDirekt = sendDirekt;
+    FSecString = secString;
+}
+
+QList<QPair<QString, QString>> TConfig::mailServerEntries(int32_t sendDirekt, const QString& secString) const
+{
+    const auto flag = [](bool on) { return on ? QStringLiteral("1") : QStringLiteral("0"); };
+    return {{QStringLiteral("SendDirekt"), QString::number(sendDirekt)},
+            {QStringLiteral("Host"), FHost},
+            {QStringLiteral("Port"), QString::number(FPort)},
+            {QStringLiteral("SecString"), secString},
+            {QStringLiteral("Passwort"), TCrypt::EncodePWDEx(FPass, secString, 2, 8)},
+            {QStringLiteral("Absender"), FUser},
+            {QStringLiteral("AbsenderName"), FAbsenderName},
+            {QStringLiteral("EncodedConnect"), flag(FVerbindungVerschluesselt)},
+            {QStringLiteral("UserNotLikeMailAddress"), flag(FUserNotLikeMailAddress)},
+            {QStringLiteral("UserName"), FUserName},
+            {QStringLiteral("VerifyCertificate"), flag(FVerifyCertificate)}};
+}
+
+bool TConfig::PasswordInClear() const
+{
+    return !FVerbindungVerschluesselt && !FPass.isEmpty();
+}
+
+QString PasswordInClearWarning()
+{
+    return Tx(2403, "Warnung: Das Passwort wird unverschlüsselt übertragen, weil die verschlüsselte Verbindung "
+                    "ausgeschaltet ist.");
 }
 
 }  // namespace kalvex

@@ -5,6 +5,8 @@
 
 #include "config/Help.h"
 
+#include <QList>
+#include <QPair>
 #include <QString>
 #include <cstdint>
 #include <memory>
@@ -31,9 +33,13 @@ public:
 
     void SetVersion(int version);
     void InitMailServer();   // never raises: failures are logged
-    // Writes the SMTP keys back, the password encoded with a fresh security
-    // string; raises EKalvex on write errors.
+    // Writes the SMTP keys back in one write, the password encoded with a
+    // fresh security string; the file is readable by its owner only. Raises
+    // EKalvex on write errors and on values that cannot stand in the file
+    // (line breaks, control characters): then nothing is written.
     void SaveMailServer();
+    // A password is set but the connection is not encrypted.
+    bool PasswordInClear() const;
     void SetCurrLangCode(int code);
 
     // Files below the common folder.
@@ -78,11 +84,15 @@ private:
     void setupPaths(const QString& installKey);
     void readRegistryFolders(const QString& installKey);
     void readMailServer(const class TIniFile& ini);
+    QList<QPair<QString, QString>> mailServerEntries(int32_t sendDirekt, const QString& secString) const;
     void replaceHelp();
 
     QString FHelpBaseDE;
     QString FHelpBaseEN;
     std::unique_ptr<TKalvexHelp> FHelp;
 };
+
+// The warning for a password that travels without encryption.
+QString PasswordInClearWarning();
 
 }  // namespace kalvex

@@ -82,7 +82,7 @@ void TQMBDatabaseConfig::LoadFromIni(const QString& iniFileName, const QString& 
 
 void TQMBDatabaseConfig::SaveToIni(const QString& iniFileName, const QString& section) const
 {
-    TIniFile ini(iniFileName);
+    TIniFile ini(iniFileName, TIniAccess::OwnerOnly);   // it holds the store's password
     const bool plain = noCode(ini, section);
     auto text = [&](const char* key, const QString& value) {
         ini.WriteString(section, QString::fromLatin1(key), storedText(QString::fromLatin1(key), value, plain));

@@ -1,5 +1,6 @@
 #include "ui/fSetup.h"
 
+#include "config/ControlCharacters.h"
 #include "config/LanguageUnit.h"
 #include "config/uConfig.h"
 #include "mailinterface/EMail.h"
@@ -258,6 +259,7 @@ void TFormSetup::btTestConnectionClick()
         FMessages.ShowError(Tx(1859, "Der angegebene Port scheint fehlerhaft zu sein"));
         return;
     }
+    warnPasswordInClearOnce();
     try {
         if (!FTester)
             throw std::runtime_error("no sender");
@@ -268,6 +270,43 @@ void TFormSetup::btTestConnectionClick()
     } catch (const std::exception&) {
         FMessages.ShowError(Tx(1861, "Die Verbindungseinstellungen scheinen fehlerhaft zu sein"));
     }
+}
+
+// Only direct mode takes the SMTP fields into the settings file, and of
+// them only the enabled ones (the user name with its switch).
+bool TFormSetup::fieldsFitSettingsFile()
+{
+    if (!IsDirectMode())
+        return true;
+    const std::pair<QLineEdit*, QLabel*> fields[] = {{EdAbsender, lbAbsender}, {EdAbsenderName, lbAbsenderName},
+                                                     {edSMTPFQDN, lbHost},     {EdPort, lbPort},
+                                                     {edUsername, lbUsername}};
+    for (const auto& [edit, label] : fields) {
+        if (edit->isEnabled() && HasControlCharacter(edit->text())) {
+            FMessages.ShowError(Tx(2411, "Das Feld „%1“ darf keine Zeilenumbrüche oder Steuerzeichen enthalten.")
+                                    .arg(label->text().remove(QLatin1Char('*'))));
+            edit->setFocus();
+            return false;
+        }
+    }
+    return true;
+}
+
+void TFormSetup::warnPasswordInClearOnce()
+{
+    if (FPasswordWarned || chkEncodedConnection->isChecked() || EdPass->text().isEmpty())
+        return;
+    FPasswordWarned = true;
+    FMessages.ShowInformation(PasswordInClearWarning());
+}
+
+void TFormSetup::accept()
+{
+    if (!fieldsFitSettingsFile())
+        return;
+    if (IsDirectMode())
+        warnPasswordInClearOnce();
+    QDialog::accept();
 }
 
 TConnectionSettingsInput SettingsInputOf(const TFormSetup& d)

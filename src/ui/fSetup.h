@@ -52,6 +52,10 @@ public:
     void EdAbsenderChange();
     void chkExtraUserClick();
     void btTestConnectionClick();
+    // OK: refuses values that cannot stand in the settings file (line breaks,
+    // control characters) with a message, warns once about a password over
+    // a plain connection, then closes.
+    void accept() override;
 
     QRadioButton* rbStandardClient;
     QRadioButton* rbDirekt;
@@ -80,9 +84,12 @@ private:
     void translateCaptions();
     void setSmtpControlsEnabled(bool enabled);
     static void CreateTestMail(TEMail& mail, const QString& sender);
+    bool fieldsFitSettingsFile();
+    void warnPasswordInClearOnce();
 
     IUserMessages& FMessages;
     TConnectionTester FTester;
+    bool FPasswordWarned = false;
     QButtonGroup* rgVersandart;
     QGroupBox* gbVersandart;
     QLabel* lbTitle;

@@ -19,6 +19,28 @@ struct Result {
     QString err;
 };
 
+QByteArray readBytes(const QString& path)
+{
+    QFile f(path);
+    f.open(QIODevice::ReadOnly);
+    return f.readAll();
+}
+
+void writeBytes(const QString& path, const QByteArray& bytes)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile f(path);
+    f.open(QIODevice::WriteOnly);
+    f.write(bytes);
+}
+
+QFileDevice::Permissions modeOf(const QString& path)
+{
+    return QFile::permissions(path) & ~QFileDevice::Permissions(0x0700);   // without the "current user" bits
+}
+
+const QFileDevice::Permissions kOwnerOnly = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
+
 // The command line on a fresh installation in a temporary folder.
 class CliTest : public ::testing::Test {
 protected:
@@ -43,6 +65,21 @@ protected:
         if (p.exitStatus() != QProcess::NormalExit)
             return {-1, QString(), QStringLiteral("crashed: ") + p.errorString()};
         return {p.exitCode(), QString::fromUtf8(p.readAllStandardOutput()), QString::fromUtf8(p.readAllStandardError())};
+    }
+    QString mailServerIni() const { return dir.filePath("common/Common04/KVXIni/mailserver.ini"); }
+    // Mails in the store; 0 when there is no store yet.
+    int storedMails() const
+    {
+        int count = 0;
+        {
+            QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "count");
+            db.setDatabaseName(dir.filePath("common/Common04/kalvex.db"));
+            QSqlQuery q(db);
+            if (db.open() && q.exec("select count(*) from KVXGesendeteMails") && q.next())
+                count = q.value(0).toInt();
+        }
+        QSqlDatabase::removeDatabase("count");
+        return count;
     }
     QTemporaryDir dir;
 };
@@ -121,4 +158,195 @@ TEST_F(CliTest, UsageErrorsAndFailuresHaveTheirExitCodes)
     EXPECT_TRUE(run({"--lang", "1033", "show", "77"}).err.contains("Es gibt keine E-Mail mit der ID 77."));
     ASSERT_TRUE(QFile::copy(KALVEX_TRANSLATIONS_DB, dir.filePath("common/Common04/DllsLang.db3")));
     EXPECT_TRUE(run({"--lang", "1033", "show", "77"}).err.contains("There is no e-mail with the ID 77."));
+    const Result english = run({"--lang", "1033", "config", "--encrypted", "jein"});
+    EXPECT_EQ(english.code, 2);
+    EXPECT_TRUE(english.err.contains("Invalid value for --encrypted: \"jein\"")) << english.err.toStdString();
+}
+
+// One row per bad input: each ends with its exit code and a message that
+// names what was wrong, and nothing is written, stored or sent.
+TEST_F(CliTest, BadInputsExitWithTheirCodesAndChangeNothing)
+{
+    SmtpServer server({});   // receives whatever should not have left
+    ASSERT_TRUE(server.Running());
+    ASSERT_EQ(run({"config", "--direct", "--host", "127.0.0.1", "--port", QString::number(server.Port()), "--encrypted",
+                   "1", "--sender", "cli@example.org"}).code, 0);
+    ASSERT_EQ(run({"draft", "--subject", "Bleibt", "--to", "a@example.org"}).code, 0);   // mail 1
+    const QString body = dir.filePath("brief.txt"), missing = dir.filePath("fehlt.rtf");
+    writeBytes(body, "Text");
+    const QString guid = "{0F637C8A-F91A-4C32-822D-B6D1697C9146}", to = "a@example.org";
+    const QByteArray settings = readBytes(mailServerIni());
+    ASSERT_FALSE(settings.isEmpty());
+    const struct {
+        QStringList args;
+        int code;
+        QString message;
+        QByteArray input = {};
+    } rows[] = {
+        // truth values
+        {{"config", "--encrypted", "jein"}, 2, "--encrypted: „jein“"},
+        {{"config", "--encrypted", "01"}, 2, "--encrypted: „01“"},
+        {{"config", "--encrypted", " ja"}, 2, "--encrypted: „ ja“"},
+        {{"config", "--verify-certificate", "2"}, 2, "--verify-certificate: „2“"},
+        {{"config", "--verify-certificate", ""}, 2, "--verify-certificate: „“"},
+        {{"config", "--host", "neu.example.org", "--encrypted", "an"}, 2, "--encrypted: „an“"},
+        // line breaks and control characters in settings
+        {{"config", "--sender", "me@x\nHost=evil\n[Other]"}, 2, "--sender"},
+        {{"config", "--host", "neu.example.org", "--sender", "me@x\rHost=evil", "--password-stdin"}, 2, "--sender", "neu\n"},
+        {{"config", "--host", "smtp\x1b[31m.example.org"}, 2, "smtp^[[31m.example.org"},
+        {{"config", "--sender-name", QString("Max") + QChar(0x85)}, 2, "--sender-name"},
+        {{"config", "--login", "a\tb\x7f"}, 2, "--login"},
+        // other settings
+        {{"config", "--port", "70000"}, 2, "Port"},
+        {{"config", "--direct", "--mail-client"}, 2, "schließen einander aus"},
+        // stray positional arguments
+        {{"send", "--subject", "x", "--to", to, "b@example.org"}, 2, "„b@example.org“"},
+        {{"draft", "--subject", "x", "Rest"}, 2, "„Rest“"},
+        {{"list", "alles"}, 2, "„alles“"},
+        {{"config", "--host", "neu.example.org", "extra"}, 2, "„extra“"},
+        {{"test-connection", "jetzt"}, 2, "„jetzt“"},
+        {{"show", "1", "2"}, 2, "„2“"},
+        {{"delete", "1", "2"}, 2, "„2“"},
+        // missing values, unknown names
+        {{"--install-key"}, 2, "Der Option --install-key fehlt ihr Wert."},
+        {{"--install-key", "--yes", "list"}, 2, "Der Option --install-key fehlt ihr Wert."},
+        {{"--lang"}, 2, "Der Option --lang fehlt ihr Wert."},
+        {{"--lang", "1034", "list"}, 2, "--lang erwartet 1031 oder 1033."},
+        {{"--laut", "list"}, 2, "Unbekannte Option: --laut"},
+        {{"senden"}, 2, "Unbekannter Befehl: senden"},
+        {{"send", "--to", to, "--subject"}, 2, "subject"},
+        // mail IDs
+        {{"show"}, 2, "Geben Sie die ID der E-Mail an"},
+        {{"show", "-1"}, 2, "positive ganze Zahl sein (siehe 'kalvex list'): -1"},
+        {{"show", "abc"}, 2, "positive ganze Zahl sein (siehe 'kalvex list'): abc"},
+        {{"show", "0"}, 2, "positive ganze Zahl"},
+        {{"show", "99999999999"}, 2, "positive ganze Zahl"},
+        {{"delete"}, 2, "Geben Sie die ID der E-Mail an"},
+        {{"delete", "-1"}, 2, "positive ganze Zahl"},
+        {{"delete", "1x"}, 2, "positive ganze Zahl"},
+        {{"delete", "77"}, 2, "Es gibt keine E-Mail mit der ID 77."},
+        // files and templates
+        {{"send", "--to", to, "--body-file", missing}, 2, "Die Datei " + missing + " konnte nicht gelesen werden."},
+        {{"draft", "--to", to, "--body-file", dir.path()}, 2, "konnte nicht gelesen werden"},
+        {{"send", "--to", to, "--body", "x", "--attach", body, "--attach", missing}, 2, missing},
+        {{"send", "--to", to, "--template", guid, "--fields", missing}, 2, missing},
+        {{"send", "--to", to, "--fields", body}, 2, "--fields gilt nur zusammen mit --template."},
+        {{"send", "--to", to, "--template", guid}, 2, "Die Vorlage " + guid + " gibt es nicht."},
+        {{"draft", "--to", to, "--template", "kaputt"}, 2, "\"kaputt\" ist keine gültige GUID."},
+        {{"send", "--to", to, "--body", "x", "--body-file", body}, 2, "--body und --body-file schließen einander aus."},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.args.join(' ').toStdString());
+        const Result r = run(row.args, row.input);
+        EXPECT_EQ(r.code, row.code) << r.err.toStdString();
+        EXPECT_TRUE(r.err.contains(row.message)) << r.err.toStdString();
+        EXPECT_EQ(readBytes(mailServerIni()), settings);
+        EXPECT_EQ(storedMails(), 1);
+    }
+    EXPECT_EQ(server.MailCount(), 0);
+}
+
+// Every spelling of a truth value in any case; the rows alternate so that a
+// value left over from the row before cannot pass.
+TEST_F(CliTest, TruthValuesInEverySpelling)
+{
+    const std::pair<QString, bool> rows[] = {{"1", true},   {"0", false},     {"ja", true},  {"Nein", false},
+                                             {"YES", true}, {"no", false},    {"True", true}, {"FALSE", false},
+                                             {"JA", true},  {"nEiN", false}};
+    for (const auto& [text, value] : rows) {
+        SCOPED_TRACE(text.toStdString());
+        const Result r = run({"config", "--encrypted", text, "--verify-certificate", text});
+        ASSERT_EQ(r.code, 0) << r.err.toStdString();
+        const TIniFile ini(mailServerIni());
+        EXPECT_EQ(ini.ReadString("SMTP", "EncodedConnect", "-"), value ? "1" : "0");
+        EXPECT_EQ(ini.ReadString("SMTP", "VerifyCertificate", "-"), value ? "1" : "0");
+        EXPECT_TRUE(r.out.contains(QString("Verschlüsselt:     ") + (value ? "Ja" : "Nein"))) << r.out.toStdString();
+    }
+}
+
+// Subjects and addresses come from anywhere (hosts, drafts): list and show
+// print their terminal controls visibly instead of sending them to the terminal.
+TEST_F(CliTest, StoredControlCharactersAreShownNotObeyed)
+{
+    const QString subject = QString("Mängel\x1b]0;Titel\x07\x1b[2J") + QChar(0x9b) + "31m";
+    ASSERT_EQ(run({"draft", "--subject", subject, "--to", "bau\x1b[31m@example.org", "--body", "Zeile 1\nZeile 2\x1b[0m"})
+                  .code, 0);
+    const Result list = run({"list"});
+    ASSERT_EQ(list.code, 0);
+    const Result show = run({"show", "1"});
+    ASSERT_EQ(show.code, 0) << show.err.toStdString();
+    for (const Result& r : {list, show}) {
+        for (const char16_t c : {u'\x1b', u'\x07', u'\x9b', u'\r'})
+            EXPECT_FALSE(r.out.contains(QChar(c))) << int(c) << r.out.toStdString();
+        EXPECT_TRUE(r.out.contains(QString("Mängel^[]0;Titel^G^[[2J") + QChar(0xFFFD) + "31m")) << r.out.toStdString();
+        EXPECT_TRUE(r.out.contains("bau^[[31m@example.org")) << r.out.toStdString();
+    }
+    EXPECT_EQ(list.out.count('\n'), 1);   // one line per mail, whatever the subject holds
+    EXPECT_TRUE(show.out.contains("Zeile 1\nZeile 2^[[0m")) << show.out.toStdString();
+}
+
+// The files that hold an encoded password are the owner's alone, also when
+// an older file had a wider mode.
+TEST_F(CliTest, PasswordFilesAreWrittenOwnerOnly)
+{
+    writeBytes(mailServerIni(), "[SMTP]\nHost=alt.example.org\n");
+    const QString options = dir.filePath("common/Common04/KVXIni/serverdboptions.ini");
+    writeBytes(options, "[Kalvex]\nNoCode=1\nDatabaseType=3\nHostname=" + dir.filePath("common/Common04/").toUtf8()
+                            + "\nDatabaseName=kalvex.db3\nPassword=geheim\n");
+    const auto wide = kOwnerOnly | QFileDevice::ReadGroup | QFileDevice::ReadOther;
+    for (const QString& f : {mailServerIni(), options})
+        ASSERT_TRUE(QFile::setPermissions(f, wide));
+
+    ASSERT_EQ(run({"config", "--host", "neu.example.org"}).code, 0);
+    EXPECT_EQ(modeOf(mailServerIni()), kOwnerOnly);
+    EXPECT_EQ(TIniFile(mailServerIni()).ReadString("SMTP", "Host", ""), "neu.example.org");
+    // The store settings are rewritten when the old SQLite name is found.
+    ASSERT_EQ(run({"list"}).code, 0);
+    EXPECT_EQ(TIniFile(options).ReadString("Kalvex", "DatabaseName", ""), "kalvex.db");
+    EXPECT_EQ(modeOf(options), kOwnerOnly);
+}
+
+// A password over a plain connection: config, send and test-connection say
+// so once per run (also for several mails), sending leaves it in the log;
+// with encryption or without a password nothing is said.
+TEST_F(CliTest, APasswordOverAPlainConnectionIsWarnedAboutOnce)
+{
+    SmtpServer server({"--auth", "PLAIN", "--user", "cli@example.org", "--password", "Geheim 1"});
+    ASSERT_TRUE(server.Running());
+    const auto warnings = [](const Result& r) { return r.err.count("Passwort wird unverschlüsselt übertragen"); };
+    Result r = run({"config", "--direct", "--host", "127.0.0.1", "--port", QString::number(server.Port()), "--encrypted",
+                    "nein", "--sender", "cli@example.org", "--password-stdin"}, "Geheim 1\n");
+    ASSERT_EQ(r.code, 0) << r.err.toStdString();
+    EXPECT_EQ(warnings(r), 1) << r.err.toStdString();
+
+    r = run({"send", "--separate", "--to", "a@example.org", "--to", "b@example.org", "--subject", "x", "--body", "y"});
+    EXPECT_EQ(r.code, 0) << r.err.toStdString();
+    EXPECT_EQ(warnings(r), 1) << r.err.toStdString();
+    EXPECT_EQ(server.MailCount(), 2);
+    const QString log = QString::fromUtf8(readBytes(dir.filePath("common/Common04/KVXLog/logfile_kalvex.txt")));
+    EXPECT_EQ(log.count("kalvex send - Warnung: Das Passwort wird unverschlüsselt übertragen"), 1) << log.toStdString();
+
+    r = run({"test-connection"});
+    EXPECT_EQ(r.code, 0) << r.err.toStdString();
+    EXPECT_EQ(warnings(r), 1);
+    EXPECT_EQ(warnings(run({"draft", "--subject", "x", "--to", "a@example.org"})), 0);
+    EXPECT_EQ(warnings(run({"config", "--encrypted", "ja"})), 0);
+    ASSERT_EQ(run({"config", "--encrypted", "nein", "--password-stdin"}, "\n").code, 0);
+    EXPECT_EQ(warnings(run({"test-connection"})), 0);
+}
+
+// Without settings the connection test names what is missing.
+TEST_F(CliTest, ConnectionTestNamesTheMissingSettings)
+{
+    Result r = run({"test-connection"});
+    EXPECT_EQ(r.code, 3);
+    EXPECT_TRUE(r.err.contains("Es wurde kein SMTP-Server angegeben.")) << r.err.toStdString();
+    EXPECT_TRUE(r.err.contains("Es wurde kein SMTP-Port angegeben."));
+    EXPECT_TRUE(r.err.contains("Es wurde keine Absender-Adresse angegeben."));
+    EXPECT_FALSE(r.err.contains("Empfänger"));
+    ASSERT_EQ(run({"config", "--host", "127.0.0.1", "--port", "25"}).code, 0);
+    r = run({"test-connection"});
+    EXPECT_EQ(r.code, 3);
+    EXPECT_FALSE(r.err.contains("SMTP-Server")) << r.err.toStdString();
+    EXPECT_TRUE(r.err.contains("Es wurde keine Absender-Adresse angegeben."));
 }

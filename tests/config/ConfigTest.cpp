@@ -1,5 +1,6 @@
 #include "config/AppPaths.h"
 #include "config/IniPlus.h"
+#include "config/KalvexError.h"
 #include "config/LogFileUnit.h"
 #include "config/uConfig.h"
 #include "config/uCrypt.h"
@@ -122,4 +123,42 @@ TEST_F(ConfigFixture, HelpAddressesFollowVersionAndLanguage)
     EXPECT_EQ(config.Help().BaseAddress(), config.GermanHelpBase());
     config.SetCurrLangCode(1033);
     EXPECT_EQ(config.Help().BaseAddress(), config.EnglishHelpBase());
+}
+
+// A sender with line breaks must not add keys or sections: the save refuses
+// it before a single key is written, the old file and security string stay.
+// A saved file is its owner's alone; PasswordInClear follows both settings.
+TEST_F(ConfigFixture, SavingMailServerIsAllOrNothingAndOwnerOnly)
+{
+    writeMailServer("[SMTP]\nHost=alt.example.org\nAbsender=alt@example.org\n");
+    const QString file = common + "Common04/KVXIni/mailserver.ini";
+    ASSERT_TRUE(QFile::setPermissions(file, QFile::permissions(file) | QFileDevice::ReadOther));
+    QFile before(file);
+    ASSERT_TRUE(before.open(QIODevice::ReadOnly));
+    const QByteArray old = before.readAll();
+    TConfig config;
+    config.InitMailServer();
+    const QString secString = config.FSecString;
+    config.FHost = "neu.example.org";
+    config.FUser = "me@x\nHost=evil\n[Other]";
+    EXPECT_THROW(config.SaveMailServer(), EKalvex);
+    QFile after(file);
+    ASSERT_TRUE(after.open(QIODevice::ReadOnly));
+    EXPECT_EQ(after.readAll(), old);
+    EXPECT_EQ(config.FSecString, secString);
+
+    config.FUser = "me@example.org";
+    config.FPass = "geheim";
+    config.FVerbindungVerschluesselt = false;
+    EXPECT_TRUE(config.PasswordInClear());
+    config.SaveMailServer();
+    EXPECT_EQ(QFile::permissions(file) & 0x7077, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    const TIniFile saved(file);
+    EXPECT_EQ(saved.ReadSections(), QStringList{"SMTP"});
+    EXPECT_EQ(saved.ReadString("SMTP", "Host", ""), "neu.example.org");
+    config.FVerbindungVerschluesselt = true;
+    EXPECT_FALSE(config.PasswordInClear());
+    config.FVerbindungVerschluesselt = false;
+    config.FPass.clear();
+    EXPECT_FALSE(config.PasswordInClear());
 }

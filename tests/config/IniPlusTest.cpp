@@ -99,3 +99,63 @@ TEST(IniPlus, BareFileNameResolvesToProgramFolder)
     EXPECT_EQ(QFileInfo(resolved).absolutePath(), QFileInfo("/proc/self/exe").symLinkTarget().section('/', 0, -2));
     EXPECT_EQ(TIniPlus::ResolveFileName("/etc/x.ini"), "/etc/x.ini");
 }
+
+// A line break or control character in a section name, key or value would
+// add lines, keys or sections of its own: refused, and the file stays as it was.
+TEST(IniPlus, WritersRefuseWhatWouldBreakTheLineFormat)
+{
+    QTemporaryDir dir;
+    const QByteArray before = "; Kommentar\n[SMTP]\nHost=mail.example.org\n";
+    const QString path = writeFile(dir, "mailserver.ini", before);
+    const QString esc = QStringLiteral("\x1b[31m"), nel = QString(QChar(0x85)), del = QString(QChar(0x7f));
+    const struct {
+        QString section, key, value;
+    } bad[] = {
+        {"SMTP", "Absender", "me@x\nHost=evil\n[Other]"}, {"SMTP", "Absender", "me@x\rHost=evil"},
+        {"SMTP", "Absender", "a" + esc}, {"SMTP", "Absender", "a" + nel}, {"SMTP", "Absender", "a" + del},
+        {"SMTP", "Absender", QString(QChar(0)) + "x"},
+        {"SMTP]\n[Other", "Host", "x"}, {"", "Host", "x"}, {"SMTP" + esc, "Host", "x"},
+        {"SMTP", "Host\nPort", "1"}, {"SMTP", "Host=x", "1"}, {"SMTP", "", "1"}, {"SMTP", "; Host", "1"},
+        {"SMTP", "[Other", "x]"},
+    };
+    TIniFile ini(path);
+    for (const auto& b : bad) {
+        SCOPED_TRACE((b.section + "|" + b.key + "|" + b.value).toStdString());
+        EXPECT_THROW(ini.WriteString(b.section, b.key, b.value), EKalvex);
+        EXPECT_THROW(ini.WriteStrings(b.section, {{"Port", "25"}, {b.key, b.value}}), EKalvex);
+        EXPECT_EQ(readFile(path), before);
+        EXPECT_EQ(ini.ReadString("SMTP", "Port", "-"), "-");   // not even kept in memory
+    }
+    try {
+        ini.WriteString("SMTP", "Absender", "me@x\nHost=evil");
+    } catch (const EKalvex& e) {
+        EXPECT_TRUE(e.message().contains("Absender")) << e.message().toStdString();
+        EXPECT_TRUE(e.message().contains("Zeilenumbruch")) << e.message().toStdString();
+    }
+    // Tabs, umlauts and brackets inside a value are ordinary text.
+    ini.WriteStrings("SMTP", {{"AbsenderName", "Müller\t[Bau] = GmbH"}, {"Port", "25"}});
+    const TIniFile again(path);
+    EXPECT_EQ(again.ReadString("SMTP", "AbsenderName", ""), QString::fromUtf8("Müller\t[Bau] = GmbH"));
+    EXPECT_EQ(again.ReadSections(), QStringList{"SMTP"});
+}
+
+// A file that holds a password is its owner's alone, also when it existed
+// before with a wider mode; other files keep theirs.
+TEST(IniPlus, OwnerOnlyFilesGetMode0600)
+{
+    QTemporaryDir dir;
+    const auto ownerOnly = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
+    const auto wide = ownerOnly | QFileDevice::ReadGroup | QFileDevice::ReadOther;
+    const QString secret = writeFile(dir, "secret.ini", "[S]\nk=v\n");
+    const QString shared = writeFile(dir, "shared.ini", "[S]\nk=v\n");
+    for (const QString& f : {secret, shared})
+        ASSERT_TRUE(QFile::setPermissions(f, wide));
+    TIniFile(secret, TIniAccess::OwnerOnly).WriteString("S", "Passwort", "x");
+    TIniFile(shared).WriteString("S", "k", "w");
+    TIniFile(dir.filePath("new.ini"), TIniAccess::OwnerOnly).WriteString("S", "k", "v");
+    const auto mode = [](const QString& f) { return QFile::permissions(f) & ~QFileDevice::Permissions(0x0700); };   // without the "current user" bits
+    EXPECT_EQ(mode(secret), ownerOnly);
+    EXPECT_EQ(mode(dir.filePath("new.ini")), ownerOnly);
+    EXPECT_EQ(mode(shared), wide);
+    EXPECT_EQ(TIniFile(secret).ReadString("S", "k", ""), "v");
+}

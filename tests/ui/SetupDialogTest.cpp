@@ -128,3 +128,71 @@ TEST(SetupDialog, ConnectionTestMessages)
     EXPECT_EQ(messages.Texts(TRecordingMessages::Kind::Error).last(),
               "Die Verbindungseinstellungen scheinen fehlerhaft zu sein");
 }
+
+namespace {
+
+QPushButton* okButton(TFormSetup& form)
+{
+    for (QPushButton* b : form.findChildren<QPushButton*>())
+        if (b->text() == "OK")
+            return b;
+    return nullptr;
+}
+
+}  // namespace
+
+// OK refuses a field that would break the settings file and names it; a
+// password over a plain connection is warned about once per dialog, at the
+// test or at OK, whichever comes first.
+TEST(SetupDialog, OkRefusesLineBreaksAndWarnsOnceAboutAPlainPassword)
+{
+    kalvex::testing::WidgetApp();
+    TRecordingMessages messages;
+    TFormSetup form(messages);
+    form.Initialize(directConfig());
+    form.show();
+    QPushButton* ok = okButton(form);
+    ASSERT_NE(ok, nullptr);
+    const QString warning = "Warnung: Das Passwort wird unverschlüsselt übertragen, weil die verschlüsselte Verbindung "
+                            "ausgeschaltet ist.";
+
+    form.chkExtraUser->setChecked(true);
+    form.edUsername->setText("login");
+    const std::pair<QLineEdit*, QString> bad[] = {{form.EdAbsender, "me@x\nHost=evil\n[Other]"},
+                                                  {form.edSMTPFQDN, "smtp.example.org\r"},
+                                                  {form.EdAbsenderName, "Max\x1b[31m"},
+                                                  {form.edUsername, QString("login") + QChar(0x85)}};
+    for (const auto& [edit, text] : bad) {
+        const QString good = edit->text();
+        edit->setText(text);
+        ok->click();
+        EXPECT_TRUE(form.isVisible()) << text.toStdString();
+        EXPECT_NE(form.result(), QDialog::Accepted);
+        ASSERT_FALSE(messages.Texts(TRecordingMessages::Kind::Error).isEmpty());
+        EXPECT_TRUE(messages.Texts(TRecordingMessages::Kind::Error).last().contains("Zeilenumbrüche"));
+        edit->setText(good);
+    }
+    EXPECT_TRUE(messages.Texts(TRecordingMessages::Kind::Error).first().contains("Absender-Adresse"));
+    EXPECT_TRUE(messages.Texts(TRecordingMessages::Kind::Error).at(1).contains("SMTP-Server"));
+    EXPECT_TRUE(messages.Texts(TRecordingMessages::Kind::Information).isEmpty());   // encrypted: no warning
+
+    form.chkEncodedConnection->setChecked(false);
+    form.SetConnectionTester([](const TSmtpTestRequest&, TEMail&) {});
+    form.btTestConnectionClick();
+    EXPECT_EQ(messages.Texts(TRecordingMessages::Kind::Information).count(warning), 1);
+    ok->click();
+    EXPECT_EQ(form.result(), QDialog::Accepted);
+    EXPECT_EQ(messages.Texts(TRecordingMessages::Kind::Information).count(warning), 1);
+
+    // In the other mode the SMTP fields are not taken, so they do not hold OK back.
+    TRecordingMessages quiet;
+    TFormSetup standard(quiet);
+    standard.Initialize(directConfig());
+    standard.chkEncodedConnection->setChecked(false);
+    standard.EdAbsender->setText("a@b\nc");
+    standard.rbStandardClient->click();
+    standard.show();
+    okButton(standard)->click();
+    EXPECT_EQ(standard.result(), QDialog::Accepted);
+    EXPECT_TRUE(quiet.Entries().empty());
+}
