@@ -298,6 +298,12 @@ public:
     virtual void CommitTrans() = 0;
     virtual void RollbackTrans() = 0;
     virtual unsigned GetTransactionNestedCount() const = 0;
+    // Checking and changing the schema, one process after the other: what
+    // runs between these two holds the store's schema lock. The default is
+    // a transaction (DDL is transactional there); a store whose DDL commits
+    // at once takes a lock of its own.
+    virtual void BeginSchemaChange() { BeginTrans(); }
+    virtual void EndSchemaChange(bool commit) { commit ? CommitTrans() : RollbackTrans(); }
 
     // Sums and GUIDs; the MIN/MAX/SUM expressions the CalcSQL family builds.
     qint64 CalcSQL_SumInt(const QString& table, const QString& field, const QString& where = QString());

@@ -138,7 +138,7 @@ QString TDatenModul::converterProgram()
     return QStandardPaths::findExecutable(name);
 }
 
-void TDatenModul::convertOldAccessStore()
+bool TDatenModul::convertOldAccessStore()
 {
     TLogFile::LogGlobal(true, QStringLiteral("ConvertDBToSQLite: start"));
     const QString folder = TConfig::Ensure().CommonFolder04();
@@ -148,21 +148,24 @@ void TDatenModul::convertOldAccessStore()
     const QString program = converterProgram();
     TLogFile::LogGlobal(true, QStringLiteral("ConvertDBToSQLite: nach getSpecialFolder 2"));
     if (!QFileInfo::exists(mdb) || QFileInfo::exists(db) || program.isEmpty())
-        return;
+        return false;
     QProcess converter;
     converter.setProcessChannelMode(QProcess::MergedChannels);
     converter.start(program, {QStringLiteral("-c"), mdb, db, QStringLiteral("-ctCopyAutoIncAsautoinc")});
-    if (!converter.waitForFinished(kConverterTimeoutMs) || converter.exitStatus() != QProcess::NormalExit || converter.exitCode() != 0)
+    const bool done = converter.waitForFinished(kConverterTimeoutMs) && converter.exitStatus() == QProcess::NormalExit
+                   && converter.exitCode() == 0;
+    if (!done)
         TLogFile::LogGlobal(false, QStringLiteral("ConvertDBToSQLite: ") + QString::fromUtf8(converter.readAll()).trimmed()
                                        + converter.errorString());
     TLogFile::LogGlobal(true, QStringLiteral("ConvertDBToSQLite: nach RunProcess"));
+    return done;
 }
 
 void TDatenModul::openStore(const QString& databaseFolder)
 {
     const TConfig& config = TConfig::Ensure();
     TLogFile::EnsureGlobal(config.FCommonPath);
-    convertOldAccessStore();
+    const bool converted = convertOldAccessStore();
     FConfig = readConfig(databaseFolder);
     if (FConfig.DatabaseType == TQMBDatabaseConfigType::dbtSQLite)
         QDir().mkpath(FConfig.HostName.isEmpty() ? QStringLiteral(".") : FConfig.HostName);
@@ -175,7 +178,7 @@ void TDatenModul::openStore(const QString& databaseFolder)
         throw EKalvex(Tx(1402, "Es ist ein Fehler beim Verbinden zur Datenbank aufgetreten!") + QStringLiteral("\r\n")
                       + QStringLiteral("DataBaseName: ") + FConfig.FilePath() + QStringLiteral("\r\n") + e.message());
     }
-    TDBUpdater(*FDBHandler).CheckTables();
+    TDBUpdater(*FDBHandler).CheckTables(converted);
     FDatenPfad = FConfig.HostName;
     QDir().mkpath(JoinPath(FDatenPfad, QStringLiteral("KVXTemp")));
     LoadProgrammVorlageArtListeFromDB();

@@ -77,7 +77,7 @@ public:
 private:
     void openStore(const QString& databaseFolder);
     static QString converterProgram();
-    void convertOldAccessStore();
+    bool convertOldAccessStore();   // true when it wrote kalvex.db
     TQMBDatabaseConfig readConfig(const QString& databaseFolder) const;
     void loadRecipients(QHash<int32_t, TEMail*>& byId);
     void loadAttachments(QHash<int32_t, TEMail*>& byId, bool withContent);

@@ -3,9 +3,11 @@
 #include <QFile>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
-#include <functional>
+
+#include "Together.h"
 
 using namespace kalvex;
+using kalvex::testing::RunTogether;
 
 namespace {
 
@@ -79,47 +81,6 @@ TEST(LogFile, UnwritableLogRaisesGermanMessage)
     }
 }
 
-#include <sys/wait.h>
-#include <unistd.h>
-
-namespace {
-
-// Starts n processes that wait on one pipe, so that they begin together;
-// each runs body and exits with its result. Returns how many failed.
-int runTogether(int n, const std::function<bool(int)>& body)
-{
-    int go[2];
-    if (pipe(go) != 0)
-        return n;
-    std::vector<pid_t> children;
-    for (int i = 0; i < n; ++i) {
-        const pid_t pid = fork();
-        if (pid == 0) {
-            close(go[1]);
-            char c;
-            (void)!read(go[0], &c, 1);   // returns at EOF: the parent let go
-            bool ok = false;
-            try {
-                ok = body(i);
-            } catch (...) {
-            }
-            _exit(ok ? 0 : 1);
-        }
-        children.push_back(pid);
-    }
-    close(go[0]);
-    close(go[1]);
-    int failed = 0;
-    for (pid_t pid : children) {
-        int status = 0;
-        waitpid(pid, &status, 0);
-        failed += !(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-    }
-    return failed;
-}
-
-}  // namespace
-
 // Processes that start on one oversized log rotate it exactly once: the old
 // content stays whole in Logfile.sav and every start and entry is in the
 // new log, once.
@@ -129,7 +90,7 @@ TEST(LogFile, ProcessesStartingTogetherRotateOnceAndLoseNothing)
         QTemporaryDir dir;
         const QString path = dir.filePath("logfile_kalvex.txt");
         writeSize(path, 20001);
-        const int failed = runTogether(8, [&](int i) {
+        const int failed = RunTogether(8, [&](int i) {
             TLogFile log(path);
             return log.LogWrite(true, QString("Prozess %1").arg(i));
         });

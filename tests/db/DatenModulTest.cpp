@@ -8,6 +8,8 @@
 
 #include <QDir>
 #include <QFile>
+#include <QSqlDatabase>
+#include <QSqlQuery>
 
 using namespace kalvex;
 using namespace kalvex::testing;
@@ -165,6 +167,60 @@ TEST_P(DatenModulTest, OldSQLiteNameIsRewrittenOnce)
     TQMBDatabaseFactory::LoadDatabaseConfig(ini, "Kalvex", back);
     EXPECT_EQ(back.DatabaseName, "kalvex.db");
     EXPECT_TRUE(QFile::exists(storeFile()));
+}
+
+// A file of another program under the store's name is refused and kept
+// byte for byte.
+TEST_P(DatenModulTest, ForeignDatabaseFileIsRefusedAndUntouched)
+{
+    if (!IsSQLite())
+        GTEST_SKIP() << "a file store only";
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "foreign");
+        db.setDatabaseName(storeFile());
+        ASSERT_TRUE(db.open());
+        QSqlQuery q(db);
+        ASSERT_TRUE(q.exec("create table Kunden (Nr integer, Name text)"));
+        ASSERT_TRUE(q.exec("insert into Kunden values (1, 'Meier')"));
+    }
+    QSqlDatabase::removeDatabase("foreign");
+    QFile file(storeFile());
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray before = file.readAll();
+    file.close();
+    const QString msg = ErrorOf([] { TDatenModul dm; });
+    EXPECT_EQ(msg, "Die Datei " + storeFile() + " ist keine Datenbank von Kalvex: sie enthält Tabellen, aber keine des "
+                   "Moduls. Sie wird nicht verändert.");
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_EQ(file.readAll(), before);
+}
+
+// Opening an up-to-date store and reading its mails only reads: a save that
+// another connection holds open makes neither wait.
+TEST_P(DatenModulTest, OpeningAndReadingWaitForNoOpenSave)
+{
+    TDatenModul writer;
+    TQMBDatabaseHandler& w = writer.Handler();
+    if (!IsSQLite())   // a wait for the open save fails within seconds, not after 50
+        w.ExecSQL("SET GLOBAL innodb_lock_wait_timeout = 3");
+    TEMail saved;
+    saved.FBetreff = "Gespeichert";
+    saved.FLEmpfaenger.Add().FAdresse = "a@example.org";
+    writer.SaveEMail(saved, TMailStatus::stGesendet);
+    w.BeginTrans();
+    w.ExecSQL("insert into KVXGesendeteMails (Betreff, Datum) values ('Offen', 2460019.0)");
+    w.ExecSQL("update KVXEmpfaenger set Firma = 'x' where MailID = :id", {P("id", saved.FID)});
+    QString error = ErrorOf([&] {
+        TDatenModul reader;
+        reader.LoadEMailListeFromDB();
+        ASSERT_EQ(reader.FEMailListe.Count(), 1);
+        EXPECT_EQ(reader.FEMailListe[0].FBetreff, "Gespeichert");
+        EXPECT_EQ(reader.FEMailListe[0].FAn, QStringList{"a@example.org"});
+    });
+    w.RollbackTrans();
+    if (!IsSQLite())
+        w.ExecSQL("SET GLOBAL innodb_lock_wait_timeout = 50");
+    EXPECT_TRUE(error.isEmpty()) << error.toStdString();
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, DatenModulTest, ::testing::ValuesIn(Backends()), BackendName);

@@ -29,6 +29,16 @@ void TQMBSQLiteDatabase::AfterOpen(QSqlDatabase& db)
     }
 }
 
+// A transaction writes from its first statement on: taking the write lock
+// at the start waits for another writer (busy time-out), where a deferred
+// one that read first would fail at once when it starts writing.
+void TQMBSQLiteDatabaseHandler::StartTransaction()
+{
+    QSqlQuery begin(db().Connection());
+    if (!begin.exec(QStringLiteral("BEGIN IMMEDIATE")))
+        throw EKalvex(begin.lastError().text());
+}
+
 QString TQMBSQLiteDatabaseHandler::FieldTypeToString(const TFieldInfoV2& field) const
 {
     QString type;

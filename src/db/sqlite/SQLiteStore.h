@@ -49,6 +49,7 @@ public:
 
 protected:
     QString InsertedIdSQL() const override { return QStringLiteral("SELECT last_insert_rowid()"); }
+    void StartTransaction() override;
 
 private:
     QStringList columnNames(const QString& table);
