@@ -11,6 +11,7 @@
 
 #include <QDateTime>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QHash>
 #include <QRecursiveMutex>
 #include <QSqlQuery>
@@ -98,6 +99,17 @@ QString RenderParamsForLog(const TParamInfoV2Array& params);
 
 class TQMBDatabaseHandler;
 class TQMBDataSet;
+
+// A file that becomes the blob of a new row: the statement's parameter
+// that takes it, the column it lands in, and the file opened for reading
+// (Size bytes from its current position).
+struct TBlobFile {
+    QString Param;
+    QString Table;
+    QString Field;
+    QFile* File = nullptr;
+    qint64 Size = 0;
+};
 
 enum class TForeignKeyAction { fkaDefault, fkaCascade, fkaNoAction, fkaSetToNull, fkaSetToDefault };
 
@@ -339,6 +351,10 @@ public:
                               const QString& blobField, const QString& fileName);
     void GetLargeBLOBAsFile(const QString& table, const QString& keyField, const QVariant& keyValue,
                             const QString& blobField, const QString& fileName);
+    // Inserts one row whose blob comes from a file and returns the new
+    // row's ID. The base reads the file whole; a store that can write a
+    // blob in pieces does so.
+    virtual qint64 InsertWithBlobFile(const QString& command, TParamInfoV2Array params, const TBlobFile& blob);
 
     // Sessions of the users working on the store (table DBActiveSession).
     void InitSession();

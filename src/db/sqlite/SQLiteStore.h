@@ -37,6 +37,10 @@ public:
     void DropCheckConstraint(const QString& table, const QString& name) override;
     void AlterField(const QString& table, const TFieldInfoV2& field, bool skipIfFieldTypeAndSizeOk) override;
     void ShrinkDatabase() override { ExecSQL(QStringLiteral("VACUUM")); }
+    // The row is inserted with a zero blob of the file's size, which the
+    // file then fills piece by piece: the file is never held in memory.
+    qint64 InsertWithBlobFile(const QString& command, TParamInfoV2Array params, const TBlobFile& blob) override;
+    static constexpr qint64 BlobChunkSize = 1 << 20;
     QString BuildSqlIfNull(const QString& field, const QString& def) const override;
     QString BuildSqlDataLength(const QString& field, bool returnByteCount, const QString& alias) const override;
     QString BuildSqlMinDateTime(const QString& field, const QString& alias) const override;
@@ -52,6 +56,7 @@ protected:
     void StartTransaction() override;
 
 private:
+    void writeBlob(const TBlobFile& blob, qint64 rowId);
     QStringList columnNames(const QString& table);
     void recreateWith(const QString& operation, const QString& names, int expectedFieldCount,
                       const std::function<QString(const QString&)>& changeStatement);
