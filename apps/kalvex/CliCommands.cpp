@@ -329,12 +329,12 @@ int runList(const QStringList& args, const TGlobalOptions& options)
 }
 
 // The mail named by the single positional argument, or null with a message.
-const TEMail* mailArgument(TCommandParser& cmd, TDatenModul& store)
+// Only that mail is read, without attachment contents.
+std::unique_ptr<TEMail> mailArgument(TCommandParser& cmd, TDatenModul& store)
 {
     bool ok = false;
     const int id = cmd.Parser().positionalArguments().value(0).toInt(&ok);
-    store.LoadEMailListeFromDB(true);
-    const TEMail* mail = ok ? store.FEMailListe.FindByID(id) : nullptr;
+    std::unique_ptr<TEMail> mail = ok ? store.LoadEMail(id) : nullptr;
     if (!mail)
         err(Tx(2004, "Es gibt keine E-Mail mit der ID %1.").arg(cmd.Parser().positionalArguments().value(0)));
     return mail;
@@ -346,7 +346,7 @@ int runShow(const QStringList& args, const TGlobalOptions& options)
     cmd.Parser().addPositionalArgument(QStringLiteral("ID"), Tx(2006, "die ID aus 'kalvex list'"));
     if (auto done = cmd.Parse(args))
         return *done;
-    const TEMail* m = mailArgument(cmd, openStore(options));
+    const std::unique_ptr<TEMail> m = mailArgument(cmd, openStore(options));
     if (!m)
         return ExitUsage;
     out(mailLine(*m));
@@ -354,7 +354,7 @@ int runShow(const QStringList& args, const TGlobalOptions& options)
     for (const auto& r : m->FLEmpfaenger)
         out(RecipientKindText(r->FEmpfType) + QStringLiteral(": ") + r->FAdresse);
     for (const auto& a : m->FLAnhaengeBlob)
-        out(Tx(1972, "Anhang") + QStringLiteral(": ") + a->FPfad + QStringLiteral(" (%1 Bytes)").arg(a->FObjekt.size()));
+        out(Tx(1972, "Anhang") + QStringLiteral(": ") + a->FPfad + QStringLiteral(" (%1 Bytes)").arg(static_cast<qint64>(a->FDateigroesse)));
     out(QString());
     out(m->FBodyPlain);
     return ExitOk;
@@ -367,12 +367,11 @@ int runDelete(const QStringList& args, const TGlobalOptions& options)
     if (auto done = cmd.Parse(args))
         return *done;
     TDatenModul& store = openStore(options);
-    const TEMail* m = mailArgument(cmd, store);
+    const std::unique_ptr<TEMail> m = mailArgument(cmd, store);
     if (!m)
         return ExitUsage;
-    const int32_t id = m->FID;   // the record goes with the delete
-    store.DeleteEMail(id);
-    out(Tx(2008, "E-Mail %1 gelöscht.").arg(id));
+    store.DeleteEMail(m->FID);
+    out(Tx(2008, "E-Mail %1 gelöscht.").arg(m->FID));
     return ExitOk;
 }
 
