@@ -55,8 +55,10 @@ std::vector<TDBUpdater::TTableCheck> TDBUpdater::tableChecks()
                         S("Firma"), S("Zusatz"), S("EMail"), S("Titel"), S("Branche"), S("Strasse"), S("HausNr"),
                         S("PLZ"), S("Ort"), S("Telefon"), S("Fax"), S("Funk"), S("Beruf")},
          {}, nullptr, nullptr},
-        {"KVXAnhang", {F("ID", AutoInc), F("MailID", Int), F("Pfad", Memo), F("Objekt", TFieldType::ftBlob),
-                       F("Dateigroesse", TFieldType::ftFloat)},
+        // The content is the row's last column: SQLite writes a large blob
+        // piece by piece only when no value follows it in the row.
+        {"KVXAnhang", {F("ID", AutoInc), F("MailID", Int), F("Pfad", Memo), F("Dateigroesse", TFieldType::ftFloat),
+                       F("Objekt", TFieldType::ftBlob)},
          {}, nullptr, nullptr},
         {"KVXEmpfaenger", {F("ID", AutoInc), F("MailID", Int), S("Adresse"), S("GanzerName"), S("Firma"),
                            F("AdressDB_ID", Int), F("EmpfType", Int)},

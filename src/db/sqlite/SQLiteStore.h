@@ -38,7 +38,9 @@ public:
     void AlterField(const QString& table, const TFieldInfoV2& field, bool skipIfFieldTypeAndSizeOk) override;
     void ShrinkDatabase() override { ExecSQL(QStringLiteral("VACUUM")); }
     // The row is inserted with a zero blob of the file's size, which the
-    // file then fills piece by piece: the file is never held in memory.
+    // file then fills piece by piece: the file is never held in memory
+    // when the blob is the row's last column (SQLite builds a row whose
+    // blob is followed by other values whole).
     qint64 InsertWithBlobFile(const QString& command, TParamInfoV2Array params, const TBlobFile& blob) override;
     static constexpr qint64 BlobChunkSize = 1 << 20;
     QString BuildSqlIfNull(const QString& field, const QString& def) const override;
