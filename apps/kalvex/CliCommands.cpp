@@ -436,12 +436,12 @@ int runList(const QStringList& args, const TGlobalOptions& options)
     return ExitOk;
 }
 
-// The mail with that ID; raises EUsage when there is none.
-const TEMail& findMail(TDatenModul& store, int id)
+// The mail with that ID, read alone and without attachment contents;
+// raises EUsage when there is none.
+std::unique_ptr<TEMail> findMail(TDatenModul& store, int id)
 {
-    store.LoadEMailListeFromDB(true);
-    if (const TEMail* mail = store.FEMailListe.FindByID(id))
-        return *mail;
+    if (std::unique_ptr<TEMail> mail = store.LoadEMail(id))
+        return mail;
     throw EUsage(Tx(2004, "Es gibt keine E-Mail mit der ID %1.").arg(id));
 }
 
@@ -460,15 +460,16 @@ int runShow(const QStringList& args, const TGlobalOptions& options)
         return *done;
     openInstallation(options);
     const int id = MailId(cmd.Parser().positionalArguments());
-    const TEMail& m = findMail(openStore(), id);
-    out(mailLine(m));
-    out(Tx(1964, "Betreff") + QStringLiteral(": ") + shown(m.FBetreff));
-    for (const auto& r : m.FLEmpfaenger)
+    const std::unique_ptr<TEMail> m = findMail(openStore(), id);
+    out(mailLine(*m));
+    out(Tx(1964, "Betreff") + QStringLiteral(": ") + shown(m->FBetreff));
+    for (const auto& r : m->FLEmpfaenger)
         out(RecipientKindText(r->FEmpfType) + QStringLiteral(": ") + shown(r->FAdresse));
-    for (const auto& a : m.FLAnhaengeBlob)
-        out(Tx(1972, "Anhang") + QStringLiteral(": ") + shown(a->FPfad) + QStringLiteral(" (%1 Bytes)").arg(a->FObjekt.size()));
+    for (const auto& a : m->FLAnhaengeBlob)
+        out(Tx(1972, "Anhang") + QStringLiteral(": ") + shown(a->FPfad)
+            + QStringLiteral(" (%1 Bytes)").arg(static_cast<qint64>(a->FDateigroesse)));
     out(QString());
-    out(VisibleControlCharacters(m.FBodyPlain, true));
+    out(VisibleControlCharacters(m->FBodyPlain, true));
     return ExitOk;
 }
 

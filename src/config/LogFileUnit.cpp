@@ -9,6 +9,12 @@
 #include <QFileInfo>
 #include <QLocale>
 
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace kalvex {
 
 namespace {
@@ -24,13 +30,61 @@ QString executablePath()
     return QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget();
 }
 
+[[noreturn]] void throwNotCreated()
+{
+    throw EKalvex(QStringLiteral("LogFile konnte nicht erstellt werden"));
+}
+
+// The log as its path names it now, open for appending and locked against
+// the other processes that start on the same log.
+class TLockedLog {
+public:
+    explicit TLockedLog(const QByteArray& path)
+        : FPath(path), FFd(::open(path.constData(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644))
+    {
+        if (FFd < 0 || ::flock(FFd, LOCK_EX) != 0)
+            throwNotCreated();
+    }
+    ~TLockedLog() { ::close(FFd); }   // closing unlocks
+    TLockedLog(const TLockedLog&) = delete;
+    TLockedLog& operator=(const TLockedLog&) = delete;
+
+    // False when another process rotated the file away while we waited.
+    bool IsCurrent() const
+    {
+        struct stat opened {}, named {};
+        return ::fstat(FFd, &opened) == 0 && ::stat(FPath.constData(), &named) == 0 && opened.st_ino == named.st_ino
+            && opened.st_dev == named.st_dev;
+    }
+    qint64 Size() const
+    {
+        struct stat st {};
+        return ::fstat(FFd, &st) == 0 ? st.st_size : -1;
+    }
+    void Write(const QByteArray& bytes) const
+    {
+        if (::write(FFd, bytes.constData(), static_cast<size_t>(bytes.size())) != bytes.size())
+            throwNotCreated();
+    }
+
+private:
+    QByteArray FPath;
+    int FFd;
+};
+
+QByteArray linesOf(const QStringList& lines)
+{
+    QByteArray bytes;
+    for (const QString& line : lines)
+        bytes += line.toUtf8() + '\n';
+    return bytes;
+}
+
 }  // namespace
 
 TLogFile::TLogFile(QString fileName) : FLogFileDateiName(std::move(fileName))
 {
-    rotateIfTooLarge();
-    writeHeaderIfNew();
-    appendLines({SeparatorLine(), QStringLiteral("Programmstart: ") + Timestamp()});
+    writeStartEntry();
     FInitializied = true;
 }
 
@@ -44,34 +98,46 @@ TLogFile::~TLogFile()
     }
 }
 
-void TLogFile::rotateIfTooLarge()
+// Rotation, header and start entry happen under the lock of the current
+// file, so that processes starting together rotate once and each start
+// entry lands in the new file. The file is moved, never copied: an entry
+// another process is appending meanwhile ends up in Logfile.sav, not lost.
+void TLogFile::writeStartEntry()
 {
-    const QFileInfo info(FLogFileDateiName);
-    if (!info.exists() || info.size() <= MaxSizeBeforeRotation)
+    const QByteArray path = QFile::encodeName(FLogFileDateiName);
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        TLockedLog log(path);
+        if (!log.IsCurrent())
+            continue;
+        if (log.Size() > MaxSizeBeforeRotation) {
+            rotate();
+            continue;
+        }
+        QStringList lines;
+        if (log.Size() == 0)
+            lines << QStringLiteral("Logdatei - ") + executablePath() << SeparatorLine() << QString();
+        log.Write(linesOf(lines << SeparatorLine() << QStringLiteral("Programmstart: ") + Timestamp()));
         return;
-    const QString backup = info.absolutePath() + QStringLiteral("/Logfile.sav");
-    QFile::remove(backup);
-    if (!QFile::copy(FLogFileDateiName, backup) || !QFile::remove(FLogFileDateiName))
-        throw EKalvex(QStringLiteral("LogFile konnte nicht erstellt werden"));
+    }
+    throwNotCreated();
 }
 
-void TLogFile::writeHeaderIfNew()
+void TLogFile::rotate() const
 {
-    if (QFileInfo::exists(FLogFileDateiName))
-        return;
-    appendLines({QStringLiteral("Logdatei - ") + executablePath(), SeparatorLine(), QString()});
+    const QString backup = QFileInfo(FLogFileDateiName).absolutePath() + QStringLiteral("/Logfile.sav");
+    if (::rename(QFile::encodeName(FLogFileDateiName).constData(), QFile::encodeName(backup).constData()) != 0
+        && errno != ENOENT)
+        throwNotCreated();
 }
 
 void TLogFile::appendLines(const QStringList& lines) const
 {
     QFile file(FLogFileDateiName);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Append))
-        throw EKalvex(QStringLiteral("LogFile konnte nicht erstellt werden"));
-    QByteArray bytes;
-    for (const QString& line : lines)
-        bytes += line.toUtf8() + '\n';
+        throwNotCreated();
+    const QByteArray bytes = linesOf(lines);
     if (file.write(bytes) != bytes.size())
-        throw EKalvex(QStringLiteral("LogFile konnte nicht erstellt werden"));
+        throwNotCreated();
 }
 
 bool TLogFile::LogWrite(bool isInfo, const QString& message)

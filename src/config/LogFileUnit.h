@@ -13,7 +13,8 @@ public:
     static constexpr qint64 MaxSizeBeforeRotation = 20000;
 
     // Rotates an oversized file to "Logfile.sav", writes the header of a new
-    // file and the start entry. Raises EKalvex when the file cannot be written.
+    // file and the start entry; safe when several processes start at once.
+    // Raises EKalvex when the file cannot be written.
     explicit TLogFile(QString fileName);
     ~TLogFile();  // writes the end entry
     TLogFile(const TLogFile&) = delete;
@@ -40,8 +41,8 @@ public:
     static QString Timestamp();
 
 private:
-    void rotateIfTooLarge();
-    void writeHeaderIfNew();
+    void writeStartEntry();
+    void rotate() const;
     void appendLines(const QStringList& lines) const;
 
     bool FInitializied = false;

@@ -11,6 +11,7 @@
 
 #include <QDateTime>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QHash>
 #include <QRecursiveMutex>
 #include <QSqlQuery>
@@ -98,6 +99,17 @@ QString RenderParamsForLog(const TParamInfoV2Array& params);
 
 class TQMBDatabaseHandler;
 class TQMBDataSet;
+
+// A file that becomes the blob of a new row: the statement's parameter
+// that takes it, the column it lands in, and the file opened for reading
+// (Size bytes from its current position).
+struct TBlobFile {
+    QString Param;
+    QString Table;
+    QString Field;
+    QFile* File = nullptr;
+    qint64 Size = 0;
+};
 
 enum class TForeignKeyAction { fkaDefault, fkaCascade, fkaNoAction, fkaSetToNull, fkaSetToDefault };
 
@@ -298,6 +310,12 @@ public:
     virtual void CommitTrans() = 0;
     virtual void RollbackTrans() = 0;
     virtual unsigned GetTransactionNestedCount() const = 0;
+    // Checking and changing the schema, one process after the other: what
+    // runs between these two holds the store's schema lock. The default is
+    // a transaction (DDL is transactional there); a store whose DDL commits
+    // at once takes a lock of its own.
+    virtual void BeginSchemaChange() { BeginTrans(); }
+    virtual void EndSchemaChange(bool commit) { commit ? CommitTrans() : RollbackTrans(); }
 
     // Sums and GUIDs; the MIN/MAX/SUM expressions the CalcSQL family builds.
     qint64 CalcSQL_SumInt(const QString& table, const QString& field, const QString& where = QString());
@@ -333,6 +351,10 @@ public:
                               const QString& blobField, const QString& fileName);
     void GetLargeBLOBAsFile(const QString& table, const QString& keyField, const QVariant& keyValue,
                             const QString& blobField, const QString& fileName);
+    // Inserts one row whose blob comes from a file and returns the new
+    // row's ID. The base reads the file whole; a store that can write a
+    // blob in pieces does so.
+    virtual qint64 InsertWithBlobFile(const QString& command, TParamInfoV2Array params, const TBlobFile& blob);
 
     // Sessions of the users working on the store (table DBActiveSession).
     void InitSession();

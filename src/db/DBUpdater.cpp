@@ -1,6 +1,10 @@
 #include "db/DBUpdater.h"
 
+#include "config/KalvexError.h"
+#include "config/LanguageUnit.h"
 #include "config/LogFileUnit.h"
+
+#include <algorithm>
 
 namespace kalvex {
 
@@ -30,64 +34,132 @@ QString lines(std::initializer_list<const char*> parts)
 
 }  // namespace
 
-bool TDBUpdater::keepsJulianDays() const
+// Only SQLite stores come from the versions that kept day counts.
+bool TDBUpdater::keepsDayCounts() const
 {
-    const TQMBDatabaseConfigType type = FDBHandler.Database().ConnectionInfo().DatabaseType;
-    return type == TQMBDatabaseConfigType::dbtSQLite || type == TQMBDatabaseConfigType::dbtMariaDB;
+    return FDBHandler.Database().ConnectionInfo().DatabaseType == TQMBDatabaseConfigType::dbtSQLite;
+}
+
+bool TDBUpdater::hasDayCounts()
+{
+    return FDBHandler.CalcSQL_Int(0, QStringLiteral("SELECT COUNT(*) FROM [KVXGesendeteMails] WHERE [Datum] < 2000000")) > 0;
 }
 
 // The order matters: KVXRubrik must be filled before KVXVorlage copies it.
-void TDBUpdater::CheckTables()
+// The upgrade columns are those the upgrade steps add: a store that has
+// them all needs no upgrade.
+std::vector<TDBUpdater::TTableCheck> TDBUpdater::tableChecks()
 {
-    checkTable("KVXAdresse", {F("ID", AutoInc), F("GruppenID", Int), F("AdressDB_ID", Int), S("Vorname"), S("Nachname"),
-                              S("Firma"), S("Zusatz"), S("EMail"), S("Titel"), S("Branche"), S("Strasse"), S("HausNr"),
-                              S("PLZ"), S("Ort"), S("Telefon"), S("Fax"), S("Funk"), S("Beruf")},
-               nullptr, nullptr);
-    checkTable("KVXAnhang", {F("ID", AutoInc), F("MailID", Int), F("Pfad", Memo), F("Objekt", TFieldType::ftBlob),
-                             F("Dateigroesse", TFieldType::ftFloat)},
-               nullptr, nullptr);
-    checkTable("KVXEmpfaenger", {F("ID", AutoInc), F("MailID", Int), S("Adresse"), S("GanzerName"), S("Firma"),
-                                 F("AdressDB_ID", Int), F("EmpfType", Int)},
-               &TDBUpdater::upgradeEmpfaenger, nullptr);
-    checkTable("KVXGesendeteMails", {F("ID", AutoInc), F("Betreff", Memo), F("Datum", TFieldType::ftDateTime),
-                                     F("MailStatus", Int), S("Status"), F("InhaltRTF", Memo), F("Inhalt", Memo),
-                                     S("GesendetDurch"), S("EmpfListeAls"), F("SeperatSenden", TFieldType::ftBoolean)},
-               &TDBUpdater::upgradeGesendeteMails, nullptr);
-    checkTable("KVXGruppe", {F("ID", AutoInc), S("Gruppenname")}, nullptr, nullptr);
-    checkTable("KVXKategorie", {F("ID", AutoInc), S("Kategorie"), F("Inhalt", Memo)}, nullptr,
-               &TDBUpdater::FillTableKVXKategorie);
-    checkTable("KVXRubrik", {F("ID", AutoInc), S("Rubrik"), F("KategorieID", Int), F("Inhalt", Memo)}, nullptr,
-               &TDBUpdater::FillTableKVXRubrik);
-    checkTable("KVXTempEmpf", {F("ID", AutoInc), S("MailAdr"), S("GanzerName"), S("Firma"), F("AdressDB_ID", Int)},
-               nullptr, nullptr);
-    checkTable("KVXVorlage", {F("ID", AutoInc), S("Name"), F("KategorieID", Int), F("Art", Int), F("Typ", Int),
-                              F("IsStandard", TFieldType::ftBoolean), S("Betreff"), F("BodyPlain", Memo),
-                              F("BodyRTF", Memo)},
-               &TDBUpdater::upgradeVorlage, &TDBUpdater::copyTextBlocksToTemplates);
-    checkTable("ProgrammVorlageArt", {F("GUID", TFieldType::ftWideString, 50), S("Name1031"), F("Beschreibung1031", Memo),
-                                      S("Name1033"), F("Beschreibung1033", Memo), F("Felder", TFieldType::ftBlob),
-                                      F("FelderVersion", Int)},
-               &TDBUpdater::upgradeProgrammVorlageArt, nullptr);
-    checkTable("ProgrammVorlage", {F("GUID", TFieldType::ftWideString, 50), F("Art", TFieldType::ftWideString, 50),
-                                   S("Name1031"), S("Name1033"), S("Betreff"), F("Body", Memo),
-                                   F("IsStandard", TFieldType::ftBoolean), F("IsDefault", TFieldType::ftBoolean),
-                                   F("OrvanProgVersion", Int), F("FelderVersion", Int)},
-               &TDBUpdater::upgradeProgrammVorlage, nullptr);
-    checkTable("ProgrammVorlageArt_Programm", {F("ProgrammVorlageArt_GUID", TFieldType::ftGuid), F("Programm_ID", Int)},
-               nullptr, nullptr);
+    return {
+        {"KVXAdresse", {F("ID", AutoInc), F("GruppenID", Int), F("AdressDB_ID", Int), S("Vorname"), S("Nachname"),
+                        S("Firma"), S("Zusatz"), S("EMail"), S("Titel"), S("Branche"), S("Strasse"), S("HausNr"),
+                        S("PLZ"), S("Ort"), S("Telefon"), S("Fax"), S("Funk"), S("Beruf")},
+         {}, nullptr, nullptr},
+        // The content is the row's last column: SQLite writes a large blob
+        // piece by piece only when no value follows it in the row.
+        {"KVXAnhang", {F("ID", AutoInc), F("MailID", Int), F("Pfad", Memo), F("Dateigroesse", TFieldType::ftFloat),
+                       F("Objekt", TFieldType::ftBlob)},
+         {}, nullptr, nullptr},
+        {"KVXEmpfaenger", {F("ID", AutoInc), F("MailID", Int), S("Adresse"), S("GanzerName"), S("Firma"),
+                           F("AdressDB_ID", Int), F("EmpfType", Int)},
+         {"EmpfType"}, &TDBUpdater::upgradeEmpfaenger, nullptr},
+        {"KVXGesendeteMails", {F("ID", AutoInc), F("Betreff", Memo), F("Datum", TFieldType::ftDateTime),
+                               F("MailStatus", Int), S("Status"), F("InhaltRTF", Memo), F("Inhalt", Memo),
+                               S("GesendetDurch"), S("EmpfListeAls"), F("SeperatSenden", TFieldType::ftBoolean)},
+         {"SeperatSenden", "MailStatus"}, &TDBUpdater::upgradeGesendeteMails, nullptr},
+        {"KVXGruppe", {F("ID", AutoInc), S("Gruppenname")}, {}, nullptr, nullptr},
+        {"KVXKategorie", {F("ID", AutoInc), S("Kategorie"), F("Inhalt", Memo)}, {}, nullptr,
+         &TDBUpdater::FillTableKVXKategorie},
+        {"KVXRubrik", {F("ID", AutoInc), S("Rubrik"), F("KategorieID", Int), F("Inhalt", Memo)}, {}, nullptr,
+         &TDBUpdater::FillTableKVXRubrik},
+        {"KVXTempEmpf", {F("ID", AutoInc), S("MailAdr"), S("GanzerName"), S("Firma"), F("AdressDB_ID", Int)}, {},
+         nullptr, nullptr},
+        {"KVXVorlage", {F("ID", AutoInc), S("Name"), F("KategorieID", Int), F("Art", Int), F("Typ", Int),
+                        F("IsStandard", TFieldType::ftBoolean), S("Betreff"), F("BodyPlain", Memo), F("BodyRTF", Memo)},
+         {"Art"}, &TDBUpdater::upgradeVorlage, &TDBUpdater::copyTextBlocksToTemplates},
+        {"ProgrammVorlageArt", {F("GUID", TFieldType::ftWideString, 50), S("Name1031"), F("Beschreibung1031", Memo),
+                                S("Name1033"), F("Beschreibung1033", Memo), F("Felder", TFieldType::ftBlob),
+                                F("FelderVersion", Int)},
+         {"Felder", "FelderVersion", "Name1031", "Name1033", "Beschreibung1031", "Beschreibung1033"},
+         &TDBUpdater::upgradeProgrammVorlageArt, nullptr},
+        {"ProgrammVorlage", {F("GUID", TFieldType::ftWideString, 50), F("Art", TFieldType::ftWideString, 50),
+                             S("Name1031"), S("Name1033"), S("Betreff"), F("Body", Memo),
+                             F("IsStandard", TFieldType::ftBoolean), F("IsDefault", TFieldType::ftBoolean),
+                             F("OrvanProgVersion", Int), F("FelderVersion", Int)},
+         {"FelderVersion", "Name1031", "Name1033"}, &TDBUpdater::upgradeProgrammVorlage, nullptr},
+        {"ProgrammVorlageArt_Programm", {F("ProgrammVorlageArt_GUID", TFieldType::ftGuid), F("Programm_ID", Int)}, {},
+         nullptr, nullptr},
+    };
 }
 
-void TDBUpdater::checkTable(const QString& table, const TFieldInfoV2List& fields, void (TDBUpdater::*upgrade)(),
-                            void (TDBUpdater::*seed)())
+// An up-to-date store is only read, so that opening it waits for no writer
+// of another process. Otherwise the check and every change run under the
+// store's schema lock: processes starting together on a new store create
+// and seed it once, the others find it done.
+void TDBUpdater::CheckTables(bool convertedFromAccess)
 {
+    const QStringList tables = FDBHandler.getTableNames(false);
+    if (!convertedFromAccess)
+        refuseForeignFile(tables);
+    if (isUpToDate(tables))
+        return;
+    FDBHandler.BeginSchemaChange();
+    try {
+        for (const TTableCheck& check : tableChecks())
+            checkTable(check);
+    } catch (...) {
+        FDBHandler.EndSchemaChange(false);
+        throw;
+    }
+    FDBHandler.EndSchemaChange(true);
+}
+
+// A file of another program that happens to carry the store's name gets
+// no tables of ours.
+void TDBUpdater::refuseForeignFile(const QStringList& tables) const
+{
+    if (!keepsDayCounts() || tables.isEmpty())
+        return;
+    for (const QString& table : tables)
+        if (table.startsWith(QLatin1String("KVX"), Qt::CaseInsensitive))
+            return;
+    throw EKalvex(Tx(2500, "Die Datei %1 ist keine Datenbank von Kalvex: sie enthält Tabellen, aber keine des Moduls. "
+                           "Sie wird nicht verändert.")
+                      .arg(FDBHandler.Database().ConnectionInfo().FilePath()));
+}
+
+bool TDBUpdater::isUpToDate(const QStringList& tables)
+{
+    for (const TTableCheck& check : tableChecks()) {
+        if (!tables.contains(QLatin1String(check.name), Qt::CaseInsensitive))
+            return false;
+        if (!hasColumns(QLatin1String(check.name), check.upgradeColumns))
+            return false;
+    }
+    return !keepsDayCounts() || !hasDayCounts();
+}
+
+bool TDBUpdater::hasColumns(const QString& table, const QStringList& fields)
+{
+    if (fields.isEmpty())
+        return true;
+    TQMBDataSet* ds = FDBHandler.OpenSQL(QStringLiteral("select * from ") + table + QStringLiteral(" where 1=2"));
+    const bool all = std::all_of(fields.begin(), fields.end(), [&](const QString& f) { return ds->HasField(f); });
+    ds->Close();
+    return all;
+}
+
+void TDBUpdater::checkTable(const TTableCheck& check)
+{
+    const QString table = QLatin1String(check.name);
     if (FDBHandler.TableExists(table)) {
-        if (upgrade)
-            (this->*upgrade)();
+        if (check.upgrade)
+            (this->*check.upgrade)();
         return;
     }
-    FDBHandler.createTable(table, fields);
-    if (seed)
-        (this->*seed)();
+    FDBHandler.createTable(table, check.fields);
+    if (check.seed)
+        (this->*check.seed)();
 }
 
 // A missing column is added and set to 0 in the existing rows; an existing
@@ -112,8 +184,8 @@ void TDBUpdater::upgradeEmpfaenger()
 void TDBUpdater::upgradeGesendeteMails()
 {
     // Day counts from 1899-12-30 become Julian day numbers; converted rows
-    // are above the bound, so the statement may run at every start.
-    if (keepsJulianDays())
+    // are above the bound and stay as they are.
+    if (keepsDayCounts() && hasDayCounts())
         FDBHandler.ExecSQL(QStringLiteral("UPDATE [KVXGesendeteMails]  SET [Datum] = [Datum] + 2415018.5 WHERE [Datum] < 2000000"));
     checkColumn(QStringLiteral("KVXGesendeteMails"), QStringLiteral("SeperatSenden"), TFieldType::ftBoolean);
     TQMBDataSet* ds = FDBHandler.OpenSQL(QStringLiteral("select * from KVXGesendeteMails where 1=2"));

@@ -2,7 +2,8 @@
 // Owns the module's table layout. Every start it looks at the tables and
 // columns themselves (there is no version number): a missing table is
 // created whole, an older one gets its missing columns and converted data.
-// Running it again on an up-to-date store changes nothing.
+// Running it again on an up-to-date store changes nothing and only reads.
+// A SQLite file with tables but none of the module's is refused untouched.
 
 #include "db/BasedbClasses.h"
 
@@ -12,7 +13,9 @@ class TDBUpdater {
 public:
     explicit TDBUpdater(TQMBDatabaseHandler& handler) : FDBHandler(handler) {}   // handler not owned
 
-    void CheckTables();
+    // A store that the conversion of the old Access file has just written is
+    // the module's own, whatever tables it holds.
+    void CheckTables(bool convertedFromAccess = false);
 
     // The seed texts of the text blocks (CR LF line breaks).
     static QString TextA();
@@ -21,8 +24,21 @@ public:
     static QString TextD();
 
 private:
-    void checkTable(const QString& table, const TFieldInfoV2List& fields, void (TDBUpdater::*upgrade)(),
-                    void (TDBUpdater::*seed)());
+    // One table: its whole definition for a new store, the columns its
+    // upgrade adds, the upgrade of an existing table and the seed of a new one.
+    struct TTableCheck {
+        const char* name;
+        TFieldInfoV2List fields;
+        QStringList upgradeColumns;
+        void (TDBUpdater::*upgrade)();
+        void (TDBUpdater::*seed)();
+    };
+    static std::vector<TTableCheck> tableChecks();
+    void refuseForeignFile(const QStringList& tables) const;
+    bool isUpToDate(const QStringList& tables);
+    bool hasColumns(const QString& table, const QStringList& fields);
+    bool hasDayCounts();
+    void checkTable(const TTableCheck& check);
     void checkColumn(const QString& table, const QString& field, TFieldType type);
     void upgradeEmpfaenger();
     void upgradeGesendeteMails();
@@ -32,7 +48,7 @@ private:
     void copyTextBlocksToTemplates();
     void FillTableKVXKategorie();
     void FillTableKVXRubrik();
-    bool keepsJulianDays() const;
+    bool keepsDayCounts() const;
 
     TQMBDatabaseHandler& FDBHandler;
 };

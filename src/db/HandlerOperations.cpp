@@ -302,6 +302,12 @@ void TQMBDatabaseHandler::SetLargeBLOBFromFile(const QString& table, const QStri
             {P(QStringLiteral("p1"), QStringLiteral("ISABLOBVALUEFILENAME") + fileName), P(QStringLiteral("p2"), keyValue)});
 }
 
+qint64 TQMBDatabaseHandler::InsertWithBlobFile(const QString& command, TParamInfoV2Array params, const TBlobFile& blob)
+{
+    params.push_back(P(blob.Param, blob.File->read(blob.Size)));
+    return ExecSQL(command, params, true, TECommandTypes::sttInsert, TExecSQLReturnValue::erInsertedID);
+}
+
 void TQMBDatabaseHandler::GetLargeBLOBAsFile(const QString& table, const QString& keyField, const QVariant& keyValue,
                                              const QString& blobField, const QString& fileName)
 {

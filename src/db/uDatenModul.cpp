@@ -63,14 +63,6 @@ TMailSender senderOf(const QString& text)
     return text == QLatin1String("Standard-E-Mail-Client") ? TMailSender::msStandardClient : TMailSender::msUndefined;
 }
 
-QByteArray readWholeFile(const QString& path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        throw EKalvex(Tx(1401, "Der Anhang \"%1\" konnte nicht gelesen werden: %2").arg(path, file.errorString()));
-    return file.readAll();
-}
-
 [[noreturn]] void throwNotInitialised()
 {
     throw EKalvex(QStringLiteral("OrvanProgID nicht initialisiert (InitInterface)"));
@@ -138,7 +130,7 @@ QString TDatenModul::converterProgram()
     return QStandardPaths::findExecutable(name);
 }
 
-void TDatenModul::convertOldAccessStore()
+bool TDatenModul::convertOldAccessStore()
 {
     TLogFile::LogGlobal(true, QStringLiteral("ConvertDBToSQLite: start"));
     const QString folder = TConfig::Ensure().CommonFolder04();
@@ -148,21 +140,24 @@ void TDatenModul::convertOldAccessStore()
     const QString program = converterProgram();
     TLogFile::LogGlobal(true, QStringLiteral("ConvertDBToSQLite: nach getSpecialFolder 2"));
     if (!QFileInfo::exists(mdb) || QFileInfo::exists(db) || program.isEmpty())
-        return;
+        return false;
     QProcess converter;
     converter.setProcessChannelMode(QProcess::MergedChannels);
     converter.start(program, {QStringLiteral("-c"), mdb, db, QStringLiteral("-ctCopyAutoIncAsautoinc")});
-    if (!converter.waitForFinished(kConverterTimeoutMs) || converter.exitStatus() != QProcess::NormalExit || converter.exitCode() != 0)
+    const bool done = converter.waitForFinished(kConverterTimeoutMs) && converter.exitStatus() == QProcess::NormalExit
+                   && converter.exitCode() == 0;
+    if (!done)
         TLogFile::LogGlobal(false, QStringLiteral("ConvertDBToSQLite: ") + QString::fromUtf8(converter.readAll()).trimmed()
                                        + converter.errorString());
     TLogFile::LogGlobal(true, QStringLiteral("ConvertDBToSQLite: nach RunProcess"));
+    return done;
 }
 
 void TDatenModul::openStore(const QString& databaseFolder)
 {
     const TConfig& config = TConfig::Ensure();
     TLogFile::EnsureGlobal(config.FCommonPath);
-    convertOldAccessStore();
+    const bool converted = convertOldAccessStore();
     FConfig = readConfig(databaseFolder);
     if (FConfig.DatabaseType == TQMBDatabaseConfigType::dbtSQLite)
         QDir().mkpath(FConfig.HostName.isEmpty() ? QStringLiteral(".") : FConfig.HostName);
@@ -175,7 +170,7 @@ void TDatenModul::openStore(const QString& databaseFolder)
         throw EKalvex(Tx(1402, "Es ist ein Fehler beim Verbinden zur Datenbank aufgetreten!") + QStringLiteral("\r\n")
                       + QStringLiteral("DataBaseName: ") + FConfig.FilePath() + QStringLiteral("\r\n") + e.message());
     }
-    TDBUpdater(*FDBHandler).CheckTables();
+    TDBUpdater(*FDBHandler).CheckTables(converted);
     FDatenPfad = FConfig.HostName;
     QDir().mkpath(JoinPath(FDatenPfad, QStringLiteral("KVXTemp")));
     LoadProgrammVorlageArtListeFromDB();
@@ -191,26 +186,51 @@ void TDatenModul::LoadEMailListeFromDB(bool withAttachmentContent)
     TQMBDataSet* ds = FDBHandler->OpenSQL(QStringLiteral("select * from KVXGesendeteMails"));
     while (ds->Next()) {
         TEMail& mail = mails.Add();
-        mail.FID = ds->Field("ID").toInt();
-        mail.FBetreff = ds->Field("Betreff").toString();
-        mail.FDatum = TQMBDatabaseHandler::DaysOf(ds->Field("Datum"));
-        mail.SetStatus(statusOf(ds->Field("MailStatus"), ds->Field("Status").toString()));
-        mail.FGesendetDurch = ds->Field("GesendetDurch").toString();
-        mail.FSender = senderOf(mail.FGesendetDurch);
-        mail.FBodyRTF = ds->Field("InhaltRTF").toString();
-        mail.FBodyPlain = ds->Field("Inhalt").toString();
-        mail.FSeperatSenden = ds->Field("SeperatSenden").toInt() != 0;
+        readMail(*ds, mail);
         byId[mail.FID] = &mail;
     }
     ds->Close();
-    loadRecipients(byId);
-    loadAttachments(byId, withAttachmentContent);
+    readRecipients(FDBHandler->OpenSQL(QStringLiteral("select * from KVXEmpfaenger")), byId);
+    readAttachments(FDBHandler->OpenSQL(withAttachmentContent ? QStringLiteral("select * from KVXAnhang")
+                                                              : attachmentListSql(QString())),
+                    byId, withAttachmentContent);
     FEMailListe = std::move(mails);
 }
 
-void TDatenModul::loadRecipients(QHash<int32_t, TEMail*>& byId)
+std::unique_ptr<TEMail> TDatenModul::LoadEMail(int32_t mailId)
 {
-    TQMBDataSet* ds = FDBHandler->OpenSQL(QStringLiteral("select * from KVXEmpfaenger"));
+    auto mail = std::make_unique<TEMail>();
+    TQMBDataSet* ds = FDBHandler->OpenSQL(QStringLiteral("select * from KVXGesendeteMails where ID = :ID"), {P("ID", mailId)});
+    const bool found = ds->Next();
+    if (found)
+        readMail(*ds, *mail);
+    ds->Close();
+    if (!found)
+        return nullptr;
+    const QHash<int32_t, TEMail*> byId{{mailId, mail.get()}};
+    readRecipients(FDBHandler->OpenSQL(QStringLiteral("select * from KVXEmpfaenger where MailID = :MailID"), {P("MailID", mailId)}),
+                   byId);
+    readAttachments(FDBHandler->OpenSQL(attachmentListSql(QStringLiteral(" where MailID = :MailID")),
+                                        {P("MailID", mailId)}),
+                    byId, false);
+    return mail;
+}
+
+void TDatenModul::readMail(TQMBDataSet& ds, TEMail& mail)
+{
+    mail.FID = ds.Field("ID").toInt();
+    mail.FBetreff = ds.Field("Betreff").toString();
+    mail.FDatum = TQMBDatabaseHandler::DaysOf(ds.Field("Datum"));
+    mail.SetStatus(statusOf(ds.Field("MailStatus"), ds.Field("Status").toString()));
+    mail.FGesendetDurch = ds.Field("GesendetDurch").toString();
+    mail.FSender = senderOf(mail.FGesendetDurch);
+    mail.FBodyRTF = ds.Field("InhaltRTF").toString();
+    mail.FBodyPlain = ds.Field("Inhalt").toString();
+    mail.FSeperatSenden = ds.Field("SeperatSenden").toInt() != 0;
+}
+
+void TDatenModul::readRecipients(TQMBDataSet* ds, const QHash<int32_t, TEMail*>& byId)
+{
     while (ds->Next()) {
         const auto it = byId.constFind(ds->Field("MailID").toInt());
         if (it == byId.constEnd())
@@ -226,17 +246,20 @@ void TDatenModul::loadRecipients(QHash<int32_t, TEMail*>& byId)
         r.FEmpfType = type >= 0 && type <= 2 ? static_cast<TEmpfaengerTyp>(type) : TEmpfaengerTyp::elAn;
     }
     ds->Close();
-    for (TEMail* mail : std::as_const(byId))
+    for (TEMail* mail : byId)
         mail->Convert();
 }
 
-void TDatenModul::loadAttachments(QHash<int32_t, TEMail*>& byId, bool withContent)
+// Without the contents, their length tells whether the store holds them.
+QString TDatenModul::attachmentListSql(const QString& where) const
 {
-    // Without the contents, their length tells whether the store holds them.
-    const QString sql = withContent ? QStringLiteral("select * from KVXAnhang")
-                                    : QStringLiteral("select ID, MailID, Pfad, Dateigroesse, %1 from KVXAnhang")
-                                          .arg(FDBHandler->BuildSqlDataLength(QStringLiteral("Objekt"), true, QStringLiteral("ObjektLaenge")));
-    TQMBDataSet* ds = FDBHandler->OpenSQL(sql);
+    return QStringLiteral("select ID, MailID, Pfad, Dateigroesse, %1 from KVXAnhang")
+               .arg(FDBHandler->BuildSqlDataLength(QStringLiteral("Objekt"), true, QStringLiteral("ObjektLaenge")))
+         + where;
+}
+
+void TDatenModul::readAttachments(TQMBDataSet* ds, const QHash<int32_t, TEMail*>& byId, bool withContent)
+{
     while (ds->Next()) {
         const auto it = byId.constFind(ds->Field("MailID").toInt());
         if (it == byId.constEnd())
@@ -254,12 +277,24 @@ void TDatenModul::loadAttachments(QHash<int32_t, TEMail*>& byId, bool withConten
     ds->Close();
 }
 
-// One transaction: after a failure in the middle nothing of the mail stays.
-void TDatenModul::SaveEMail(TEMail& mail, TMailStatus status)
+// After a failure in the middle nothing of the work stays.
+void TDatenModul::inTransaction(const std::function<void()>& work)
 {
     FDBHandler->BeginTrans();
     try {
-        const qint64 id = FDBHandler->ExecSQL(
+        work();
+        FDBHandler->CommitTrans();
+    } catch (...) {
+        FDBHandler->RollbackTrans();
+        throw;
+    }
+}
+
+void TDatenModul::SaveEMail(TEMail& mail, TMailStatus status)
+{
+    qint64 id = -1;
+    inTransaction([&] {
+        id = FDBHandler->ExecSQL(
             QStringLiteral("insert into KVXGesendeteMails (Betreff, Datum, InhaltRTF, Inhalt, MailStatus, Status, GesendetDurch, SeperatSenden) Values (:Betreff, :Datum, :InhaltRTF, :Inhalt, :MailStatus, :Status, :MailSender, :SeperatSenden);"),
             {P("Betreff", mail.FBetreff), P("Datum", FDBHandler->DateTimeValue(mail.FDatum)), P("InhaltRTF", mail.FBodyRTF),
              P("Inhalt", mail.FBodyPlain), P("MailStatus", static_cast<int>(status)), P("Status", MailStatusText(status)),
@@ -270,26 +305,34 @@ void TDatenModul::SaveEMail(TEMail& mail, TMailStatus status)
                                 {P("MailID", id), P("Adresse", r->FAdresse), P("GanzerName", r->FGanzerName),
                                  P("Firma", r->FFirma), P("AdressDB_ID", r->FAdressDB_ID),
                                  P("EmpfType", static_cast<int>(r->FEmpfType))});
-        for (const QString& path : mail.FAnhaenge) {
-            const QByteArray content = readWholeFile(path);
-            FDBHandler->ExecSQL(QStringLiteral("insert into KVXAnhang (MailID, Pfad, Objekt, Dateigroesse) Values (:MailID, :Pfad, :Objekt, :Dateigroesse);"),
-                                {P("MailID", id), P("Pfad", path), P("Objekt", content),
-                                 P("Dateigroesse", static_cast<qint64>(content.size()))});
-        }
-        FDBHandler->CommitTrans();
-        mail.FID = static_cast<int32_t>(id);
-        mail.SetStatus(status);
-    } catch (...) {
-        FDBHandler->RollbackTrans();
-        throw;
-    }
+        for (const QString& path : mail.FAnhaenge)
+            saveAttachment(id, path);
+    });
+    mail.FID = static_cast<int32_t>(id);
+    mail.SetStatus(status);
+}
+
+// The file's content goes into the store as the store can take it best
+// (SQLite: piece by piece, never whole in memory).
+void TDatenModul::saveAttachment(qint64 mailId, const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        throw EKalvex(Tx(1401, "Der Anhang \"%1\" konnte nicht gelesen werden: %2").arg(path, file.errorString()));
+    const qint64 size = file.size();
+    FDBHandler->InsertWithBlobFile(
+        QStringLiteral("insert into KVXAnhang (MailID, Pfad, Objekt, Dateigroesse) Values (:MailID, :Pfad, :Objekt, :Dateigroesse);"),
+        {P("MailID", mailId), P("Pfad", path), P("Dateigroesse", size)},
+        {QStringLiteral("Objekt"), QStringLiteral("KVXAnhang"), QStringLiteral("Objekt"), &file, size});
 }
 
 void TDatenModul::DeleteEMail(int32_t mailId)
 {
-    FDBHandler->ExecSQL(QStringLiteral("delete from KVXAnhang where MailID = :MailID"), {P("MailID", mailId)});
-    FDBHandler->ExecSQL(QStringLiteral("delete from KVXEmpfaenger where MailID = :MailID"), {P("MailID", mailId)});
-    FDBHandler->ExecSQL(QStringLiteral("delete from KVXGesendeteMails where ID = :ID"), {P("ID", mailId)});
+    inTransaction([&] {
+        FDBHandler->ExecSQL(QStringLiteral("delete from KVXAnhang where MailID = :MailID"), {P("MailID", mailId)});
+        FDBHandler->ExecSQL(QStringLiteral("delete from KVXEmpfaenger where MailID = :MailID"), {P("MailID", mailId)});
+        FDBHandler->ExecSQL(QStringLiteral("delete from KVXGesendeteMails where ID = :ID"), {P("ID", mailId)});
+    });
     if (TEMail* mail = FEMailListe.FindByID(mailId))
         FEMailListe.Remove(mail);
 }
@@ -359,8 +402,7 @@ void TDatenModul::SaveProgrammVorlageArt(TProgrammVorlageArt& kind, bool isNew)
     const TParamInfoV2Array names = {P("GUID", guidText(kind.FGUID)), P("Name1031", kind.GetName(1031)),
                                      P("Beschreibung1031", kind.GetBeschreibung(1031)), P("Name1033", kind.GetName(1033)),
                                      P("Beschreibung1033", kind.GetBeschreibung(1033))};
-    FDBHandler->BeginTrans();
-    try {
+    inTransaction([&] {
         if (isNew) {
             TParamInfoV2Array params = names;
             params.push_back(P("Felder", kind.FFelder.SaveToBytes()));
@@ -374,11 +416,7 @@ void TDatenModul::SaveProgrammVorlageArt(TProgrammVorlageArt& kind, bool isNew)
                                  P("GUID", guidText(kind.FGUID))});
         }
         saveProgIDs(kind);
-        FDBHandler->CommitTrans();
-    } catch (...) {
-        FDBHandler->RollbackTrans();
-        throw;
-    }
+    });
 }
 
 void TDatenModul::saveProgIDs(const TProgrammVorlageArt& kind)

@@ -10,6 +10,7 @@
 #include "mailinterface/uMailInterface.h"
 
 #include <QUuid>
+#include <functional>
 #include <memory>
 
 namespace kalvex {
@@ -35,8 +36,11 @@ public:
     // Sent mails and drafts. Attachments are read with their content only
     // when asked (the list of a large log stays small).
     void LoadEMailListeFromDB(bool withAttachmentContent = false);
+    // One mail with its recipients and its attachments' paths and sizes
+    // (no contents); null when there is no mail with that ID.
+    std::unique_ptr<TEMail> LoadEMail(int32_t mailId);
     void SaveEMail(TEMail& mail, TMailStatus status);   // one transaction; adds nothing to the list
-    void DeleteEMail(int32_t mailId);
+    void DeleteEMail(int32_t mailId);                   // one transaction
     QByteArray AnhangOeffnen(const QString& path);
     // Writes a stored attachment below Common04/KVXIni/Temp/ (base name
     // only) and opens it with the desktop's open action; returns the path.
@@ -77,10 +81,14 @@ public:
 private:
     void openStore(const QString& databaseFolder);
     static QString converterProgram();
-    void convertOldAccessStore();
+    bool convertOldAccessStore();   // true when it wrote kalvex.db
     TQMBDatabaseConfig readConfig(const QString& databaseFolder) const;
-    void loadRecipients(QHash<int32_t, TEMail*>& byId);
-    void loadAttachments(QHash<int32_t, TEMail*>& byId, bool withContent);
+    static void readMail(TQMBDataSet& ds, TEMail& mail);
+    static void readRecipients(TQMBDataSet* ds, const QHash<int32_t, TEMail*>& byId);
+    QString attachmentListSql(const QString& where) const;
+    static void readAttachments(TQMBDataSet* ds, const QHash<int32_t, TEMail*>& byId, bool withContent);
+    void saveAttachment(qint64 mailId, const QString& path);
+    void inTransaction(const std::function<void()>& work);
     void saveProgIDs(const TProgrammVorlageArt& kind);
 
     TQMBDatabaseConfig FConfig;

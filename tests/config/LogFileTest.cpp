@@ -4,7 +4,10 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
+#include "Together.h"
+
 using namespace kalvex;
+using kalvex::testing::RunTogether;
 
 namespace {
 
@@ -75,5 +78,30 @@ TEST(LogFile, UnwritableLogRaisesGermanMessage)
         FAIL() << "a folder was opened as log file";
     } catch (const std::exception& e) {
         EXPECT_STREQ(e.what(), "LogFile konnte nicht erstellt werden");
+    }
+}
+
+// Processes that start on one oversized log rotate it exactly once: the old
+// content stays whole in Logfile.sav and every start and entry is in the
+// new log, once.
+TEST(LogFile, ProcessesStartingTogetherRotateOnceAndLoseNothing)
+{
+    for (int round = 0; round < 10; ++round) {
+        QTemporaryDir dir;
+        const QString path = dir.filePath("logfile_kalvex.txt");
+        writeSize(path, 20001);
+        const int failed = RunTogether(8, [&](int i) {
+            TLogFile log(path);
+            return log.LogWrite(true, QString("Prozess %1").arg(i));
+        });
+        ASSERT_EQ(failed, 0) << "round " << round;
+        ASSERT_EQ(readText(dir.filePath("Logfile.sav")), QString(20001, 'x')) << "round " << round;
+        const QString log = readText(path);
+        EXPECT_TRUE(log.startsWith("Logdatei - "));
+        EXPECT_EQ(log.count("Logdatei - "), 1);
+        EXPECT_EQ(log.count("Programmstart: "), 8);
+        EXPECT_EQ(log.count("Programmende: "), 8);
+        for (int i = 0; i < 8; ++i)
+            EXPECT_EQ(log.count(QString(" - Prozess %1\n").arg(i)), 1) << "round " << round;
     }
 }

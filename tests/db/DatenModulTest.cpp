@@ -8,6 +8,8 @@
 
 #include <QDir>
 #include <QFile>
+#include <QSqlDatabase>
+#include <QSqlQuery>
 
 using namespace kalvex;
 using namespace kalvex::testing;
@@ -92,13 +94,34 @@ TEST_P(DatenModulTest, HostTemplateOperations)
     EXPECT_TRUE(reopened.FProgrammVorlageListe[0].FIsStandard);
 }
 
+namespace {
+
+// Bytes that differ from position to position, so that a piece written to
+// the wrong place shows.
+QByteArray pattern(qsizetype size)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    for (qsizetype i = 0; i < size; ++i)
+        bytes[i] = static_cast<char>((i * 7 + i / 251) & 0xff);
+    return bytes;
+}
+
+QString writeFile(const QTemporaryDir& dir, const QString& name, const QByteArray& content)
+{
+    QFile file(dir.filePath(name));
+    file.open(QIODevice::WriteOnly);
+    file.write(content);
+    return file.fileName();
+}
+
+}  // namespace
+
 TEST_P(DatenModulTest, MailLogIsAllOrNothing)
 {
     TDatenModul dm;
-    QFile attachment(FDir.filePath("bericht.pdf"));
-    attachment.open(QIODevice::WriteOnly);
-    attachment.write(QByteArray(300000, 'p'));
-    attachment.close();
+    const QByteArray big = pattern(2 * (1 << 20) + 12345);   // more than two pieces of a streamed blob
+    const QString bericht = writeFile(FDir, "bericht.pdf", big);
+    const QString leer = writeFile(FDir, "leer.txt", QByteArray());
 
     TEMail mail;
     mail.FBetreff = "Bericht";
@@ -107,31 +130,76 @@ TEST_P(DatenModulTest, MailLogIsAllOrNothing)
     TEMailEmpfaenger& r = mail.FLEmpfaenger.Add();
     r.FAdresse = "a@example.org";
     r.FEmpfType = TEmpfaengerTyp::elBcc;
-    mail.FAnhaenge << attachment.fileName();
+    mail.FAnhaenge << bericht << leer;
     dm.SaveEMail(mail, TMailStatus::stGesendet);
     EXPECT_GT(mail.FID, 0);
 
     TEMail broken;
     broken.FBetreff = "Kaputt";
     broken.FLEmpfaenger.Add().FAdresse = "b@example.org";
-    broken.FAnhaenge << FDir.filePath("fehlt.pdf");
+    broken.FAnhaenge << bericht << FDir.filePath("fehlt.pdf");   // the first is in the store when the second fails
     EXPECT_TRUE(ErrorOf([&] { dm.SaveEMail(broken, TMailStatus::stGesendet); }).contains("fehlt.pdf"));
 
     dm.LoadEMailListeFromDB(true);
     ASSERT_EQ(dm.FEMailListe.Count(), 1);   // nothing of the broken mail stayed
     EXPECT_EQ(dm.Handler().CalcSQL_Int(0, "select count(*) from KVXEmpfaenger"), 1);
+    EXPECT_EQ(dm.Handler().CalcSQL_Int(0, "select count(*) from KVXAnhang"), 2);
     const TEMail& back = dm.FEMailListe[0];
     EXPECT_EQ(back.FStatus, TMailStatus::stGesendet);
     EXPECT_EQ(back.FSender, TMailSender::msKalvex);
     EXPECT_DOUBLE_EQ(back.FDatum, 45000.25);
     EXPECT_EQ(back.FBcc, QStringList{"a@example.org"});
-    ASSERT_EQ(back.FLAnhaengeBlob.Count(), 1);
-    EXPECT_EQ(back.FLAnhaengeBlob[0].FObjekt.size(), 300000);
+    ASSERT_EQ(back.FLAnhaengeBlob.Count(), 2);
+    EXPECT_TRUE(back.FLAnhaengeBlob[0].FObjekt == big);
+    EXPECT_EQ(back.FLAnhaengeBlob[0].FDateigroesse, big.size());
+    EXPECT_TRUE(back.FLAnhaengeBlob[1].FObjekt.isEmpty());
     EXPECT_EQ(dm.Handler().CalcSQL_String("", "select Status from KVXGesendeteMails"), "gesendet");
-    EXPECT_EQ(dm.AnhangOeffnen(attachment.fileName()).size(), 300000);
+    EXPECT_TRUE(dm.AnhangOeffnen(bericht) == big);
+}
 
-    dm.DeleteEMail(back.FID);
-    EXPECT_EQ(dm.Handler().CalcSQL_Int(-1, "select count(*) from KVXAnhang"), 0);
+// One mail is read alone, without attachment contents; a delete that fails
+// half-way leaves the whole mail.
+TEST_P(DatenModulTest, OneMailLoadsAloneAndDeletesWhole)
+{
+    TDatenModul dm;
+    const QString anhang = writeFile(FDir, "anhang.bin", pattern(5000));
+    int32_t ids[2];
+    for (int32_t& id : ids) {
+        TEMail mail;
+        mail.FBetreff = QString("Mail %1").arg(&id - ids);
+        mail.FLEmpfaenger.Add().FAdresse = "a@example.org";
+        mail.FLEmpfaenger.Add().FAdresse = "b@example.org";
+        mail.FAnhaenge << anhang;
+        dm.SaveEMail(mail, TMailStatus::stEntwurf);
+        id = mail.FID;
+    }
+    const std::unique_ptr<TEMail> one = dm.LoadEMail(ids[1]);
+    ASSERT_NE(one, nullptr);
+    EXPECT_EQ(one->FBetreff, "Mail 1");
+    EXPECT_EQ(one->FStatus, TMailStatus::stEntwurf);
+    EXPECT_EQ(one->FAn, (QStringList{"a@example.org", "b@example.org"}));
+    ASSERT_EQ(one->FLAnhaengeBlob.Count(), 1);
+    EXPECT_EQ(one->FLAnhaengeBlob[0].FPfad, anhang);
+    EXPECT_EQ(one->FLAnhaengeBlob[0].FDateigroesse, 5000);
+    EXPECT_TRUE(one->FLAnhaengeBlob[0].FObjekt.isEmpty());
+    EXPECT_EQ(dm.LoadEMail(ids[1] + 100), nullptr);
+
+    TQMBDatabaseHandler& h = dm.Handler();
+    h.ExecSQL(IsSQLite() ? "CREATE TRIGGER kx_keep BEFORE DELETE ON KVXGesendeteMails BEGIN SELECT RAISE(ABORT, 'gesperrt'); END"
+                         : "CREATE TRIGGER kx_keep BEFORE DELETE ON KVXGesendeteMails FOR EACH ROW "
+                           "SIGNAL SQLSTATE '45000' SET MESSAGE_TEXT = 'gesperrt'");
+    EXPECT_TRUE(ErrorOf([&] { dm.DeleteEMail(ids[0]); }).contains("gesperrt"));
+    auto count = [&](const char* table) {
+        return h.CalcSQL_Int(-1, QString("select count(*) from %1 where MailID = :id").arg(table), {P("id", ids[0])});
+    };
+    EXPECT_EQ(count("KVXEmpfaenger"), 2);
+    EXPECT_EQ(count("KVXAnhang"), 1);
+    h.ExecSQL("DROP TRIGGER kx_keep");
+    dm.DeleteEMail(ids[0]);
+    EXPECT_EQ(count("KVXEmpfaenger"), 0);
+    EXPECT_EQ(count("KVXAnhang"), 0);
+    EXPECT_EQ(dm.LoadEMail(ids[0]), nullptr);
+    EXPECT_NE(dm.LoadEMail(ids[1]), nullptr);
 }
 
 // A file that is not a database is reported and left as it was.
@@ -165,6 +233,60 @@ TEST_P(DatenModulTest, OldSQLiteNameIsRewrittenOnce)
     TQMBDatabaseFactory::LoadDatabaseConfig(ini, "Kalvex", back);
     EXPECT_EQ(back.DatabaseName, "kalvex.db");
     EXPECT_TRUE(QFile::exists(storeFile()));
+}
+
+// A file of another program under the store's name is refused and kept
+// byte for byte.
+TEST_P(DatenModulTest, ForeignDatabaseFileIsRefusedAndUntouched)
+{
+    if (!IsSQLite())
+        GTEST_SKIP() << "a file store only";
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "foreign");
+        db.setDatabaseName(storeFile());
+        ASSERT_TRUE(db.open());
+        QSqlQuery q(db);
+        ASSERT_TRUE(q.exec("create table Kunden (Nr integer, Name text)"));
+        ASSERT_TRUE(q.exec("insert into Kunden values (1, 'Meier')"));
+    }
+    QSqlDatabase::removeDatabase("foreign");
+    QFile file(storeFile());
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray before = file.readAll();
+    file.close();
+    const QString msg = ErrorOf([] { TDatenModul dm; });
+    EXPECT_EQ(msg, "Die Datei " + storeFile() + " ist keine Datenbank von Kalvex: sie enthält Tabellen, aber keine des "
+                   "Moduls. Sie wird nicht verändert.");
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_EQ(file.readAll(), before);
+}
+
+// Opening an up-to-date store and reading its mails only reads: a save that
+// another connection holds open makes neither wait.
+TEST_P(DatenModulTest, OpeningAndReadingWaitForNoOpenSave)
+{
+    TDatenModul writer;
+    TQMBDatabaseHandler& w = writer.Handler();
+    if (!IsSQLite())   // a wait for the open save fails within seconds, not after 50
+        w.ExecSQL("SET GLOBAL innodb_lock_wait_timeout = 3");
+    TEMail saved;
+    saved.FBetreff = "Gespeichert";
+    saved.FLEmpfaenger.Add().FAdresse = "a@example.org";
+    writer.SaveEMail(saved, TMailStatus::stGesendet);
+    w.BeginTrans();
+    w.ExecSQL("insert into KVXGesendeteMails (Betreff, Datum) values ('Offen', 2460019.0)");
+    w.ExecSQL("update KVXEmpfaenger set Firma = 'x' where MailID = :id", {P("id", saved.FID)});
+    QString error = ErrorOf([&] {
+        TDatenModul reader;
+        reader.LoadEMailListeFromDB();
+        ASSERT_EQ(reader.FEMailListe.Count(), 1);
+        EXPECT_EQ(reader.FEMailListe[0].FBetreff, "Gespeichert");
+        EXPECT_EQ(reader.FEMailListe[0].FAn, QStringList{"a@example.org"});
+    });
+    w.RollbackTrans();
+    if (!IsSQLite())
+        w.ExecSQL("SET GLOBAL innodb_lock_wait_timeout = 50");
+    EXPECT_TRUE(error.isEmpty()) << error.toStdString();
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, DatenModulTest, ::testing::ValuesIn(Backends()), BackendName);

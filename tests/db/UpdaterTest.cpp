@@ -1,5 +1,6 @@
 #include "StoreFixture.h"
 
+#include "Together.h"
 #include "db/DBUpdater.h"
 #include <QSqlField>
 
@@ -70,7 +71,9 @@ TEST_P(UpdaterTest, OldStoresAreUpgraded)
 
     TDBUpdater(*h).CheckTables();
     EXPECT_EQ(h->CalcSQL_Int(-1, "select EmpfType from KVXEmpfaenger"), 0);
-    EXPECT_DOUBLE_EQ(h->CalcSQL_Real(0, "select Datum from KVXGesendeteMails where Betreff = 'alt'"), 2460019.0);
+    // Old day counts exist only in SQLite stores; a server store is never converted.
+    EXPECT_DOUBLE_EQ(h->CalcSQL_Real(0, "select Datum from KVXGesendeteMails where Betreff = 'alt'"),
+                     IsSQLite() ? 2460019.0 : 45000.5);
     EXPECT_DOUBLE_EQ(h->CalcSQL_Real(0, "select Datum from KVXGesendeteMails where Betreff = 'neu'"), 2460019.0);
     EXPECT_EQ(h->CalcSQL_Int(-1, "select MailStatus from KVXGesendeteMails where Betreff = 'alt'"), 2);
     EXPECT_EQ(h->CalcSQL_Int(-1, "select MailStatus from KVXGesendeteMails where Betreff = 'neu'"), 1);
@@ -82,6 +85,32 @@ TEST_P(UpdaterTest, OldStoresAreUpgraded)
     TDBUpdater(*h).CheckTables();
     EXPECT_TRUE(h->CalcSQL_String("x", "select coalesce(EmpfType, 'null') from KVXEmpfaenger") == "null");
     EXPECT_EQ(h->CalcSQL_Int(0, "select count(*) from KVXVorlage"), 1);   // copied once only
+}
+
+// Processes opening a new store at the same moment: each succeeds, the
+// tables are made once and seeded once.
+TEST_P(UpdaterTest, ProcessesStartingTogetherOnANewStoreAllSucceed)
+{
+    for (int round = 0; round < 4; ++round) {
+        TQMBDatabaseConfig config = Config();
+        if (IsSQLite())
+            config.DatabaseName = QString("round%1.db").arg(round);
+        else
+            config = MariaDBServer::Instance().NewSchema();
+        const int failed = RunTogether(8, [&](int) {
+            auto h = TQMBDatabaseFactory::CreateDbHandler(config, QString(), -1);
+            h->SetConnected(true);
+            TDBUpdater(*h).CheckTables();
+            return true;
+        });
+        ASSERT_EQ(failed, 0) << "round " << round;
+        auto h = TQMBDatabaseFactory::CreateDbHandler(config, QString(), -1);
+        h->SetConnected(true);
+        EXPECT_EQ(h->getTableNames(false).size(), 12);
+        EXPECT_EQ(h->CalcSQL_Int(0, "select count(*) from KVXKategorie"), 2);
+        EXPECT_EQ(h->CalcSQL_Int(0, "select count(*) from KVXRubrik"), 7);
+        EXPECT_EQ(h->CalcSQL_Int(0, "select count(*) from KVXVorlage"), 7);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, UpdaterTest, ::testing::ValuesIn(Backends()), BackendName);

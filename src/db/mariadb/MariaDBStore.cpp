@@ -1,6 +1,7 @@
 #include "db/mariadb/MariaDBStore.h"
 
 #include "config/KalvexError.h"
+#include "config/LanguageUnit.h"
 
 #include <QSqlError>
 #include <QSqlQuery>
@@ -225,6 +226,30 @@ QString TQMBMariaDBDataBaseHandler::BuildSqlDataLength(const QString& field, boo
 {
     return (returnByteCount ? QStringLiteral("LENGTH(%1)") : QStringLiteral("CHAR_LENGTH(%1)")).arg(field)
          + QStringLiteral(" AS [%1]").arg(alias);
+}
+
+}  // namespace kalvex
+
+namespace kalvex {
+
+void TQMBMariaDBDataBaseHandler::BeginSchemaChange()
+{
+    const qint64 got = CalcSQL_Int(0, QStringLiteral("SELECT GET_LOCK('kalvex_schema', :t)"),
+                                   {P(QStringLiteral("t"), SchemaLockTimeoutSeconds)});
+    if (got != 1)
+        throw EKalvex(Tx(2501, "Die Datenbank %1 wird gerade von einem anderen Programm eingerichtet. "
+                               "Bitte versuchen Sie es später noch einmal.")
+                          .arg(FDatabase->ConnectionInfo().DatabaseName));
+}
+
+// Released also after a failure: the next process checks again.
+void TQMBMariaDBDataBaseHandler::EndSchemaChange(bool)
+{
+    try {
+        CalcSQL_Int(0, QStringLiteral("SELECT RELEASE_LOCK('kalvex_schema')"));
+    } catch (const EKalvex&) {
+        // a lost connection has released the lock with it
+    }
 }
 
 }  // namespace kalvex

@@ -44,6 +44,12 @@ public:
     QString BuildSqlDataLength(const QString& field, bool returnByteCount, const QString& alias) const override;
     void DropForeignKey(const QString& table, const QString& name) override;
 
+    // DDL commits at once here: schema changes are serialised by a named
+    // lock of the server instead of a transaction.
+    static constexpr int SchemaLockTimeoutSeconds = 120;
+    void BeginSchemaChange() override;
+    void EndSchemaChange(bool commit) override;
+
 protected:
     QString InsertedIdSQL() const override { return QStringLiteral("SELECT LAST_INSERT_ID()"); }
     QString AlterColumnKeyword() const override { return QStringLiteral("MODIFY COLUMN"); }

@@ -403,10 +403,16 @@ QDateTime TQMBQtSqlDatabaseHandler::getSystemTime()
     return JulianDayToDateTime(CalcSQL_Real(0, QStringLiteral("SELECT ") + getSystemTimeCommand(true, true)));
 }
 
+void TQMBQtSqlDatabaseHandler::StartTransaction()
+{
+    if (!db().Connection().transaction())
+        throw EKalvex(db().Connection().lastError().text());
+}
+
 void TQMBQtSqlDatabaseHandler::BeginTrans()
 {
-    if (FTransactionNestedCount == 0 && !db().Connection().transaction())
-        throw EKalvex(db().Connection().lastError().text());
+    if (FTransactionNestedCount == 0)
+        StartTransaction();
     ++FTransactionNestedCount;
 }
 

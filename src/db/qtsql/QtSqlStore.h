@@ -88,6 +88,8 @@ protected:
     virtual QVariant StoredValue(const QVariant& value) const;
     virtual QString TableOptions() const { return QString(); }
     virtual QString CreateIndexSQL(bool unique) const;
+    // Starts the outermost transaction; throws with the driver's message.
+    virtual void StartTransaction();
     void ForgetPreparedStatements() override;
     [[noreturn]] void Fail(const QString& command, const TParamInfoV2Array& params, const QString& error);
 

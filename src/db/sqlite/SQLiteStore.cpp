@@ -1,11 +1,14 @@
 #include "db/sqlite/SQLiteStore.h"
 
 #include "config/KalvexError.h"
+#include "config/LanguageUnit.h"
 
 #include <QDateTime>
 #include <QRegularExpression>
+#include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlQuery>
+#include <sqlite3.h>
 
 namespace kalvex {
 
@@ -26,6 +29,70 @@ void TQMBSQLiteDatabase::AfterOpen(QSqlDatabase& db)
         const QString error = probe.lastError().text();
         probe.finish();
         throw EKalvex(error);
+    }
+}
+
+// A transaction writes from its first statement on: taking the write lock
+// at the start waits for another writer (busy time-out), where a deferred
+// one that read first would fail at once when it starts writing.
+void TQMBSQLiteDatabaseHandler::StartTransaction()
+{
+    QSqlQuery begin(db().Connection());
+    if (!begin.exec(QStringLiteral("BEGIN IMMEDIATE")))
+        throw EKalvex(begin.lastError().text());
+}
+
+namespace {
+
+sqlite3* sqliteHandle(const QSqlDatabase& db)
+{
+    const QVariant handle = db.driver()->handle();
+    if (!handle.isValid() || qstrcmp(handle.typeName(), "sqlite3*") != 0)
+        throw EKalvex(QStringLiteral("TQMBSQLiteDatabaseHandler: keine SQLite-Verbindung"));
+    return *static_cast<sqlite3* const*>(handle.constData());
+}
+
+// The statement with the blob's parameter replaced by a zero blob of the
+// size bound to that parameter.
+QString withZeroBlob(const QString& command, const QString& param)
+{
+    QString out = command;
+    const QRegularExpression placeholder(QLatin1Char(':') + QRegularExpression::escape(param) + QStringLiteral("(?!\\w)"));
+    return out.replace(placeholder, QStringLiteral("zeroblob(:") + param + QLatin1Char(')'));
+}
+
+struct TBlobCloser {
+    sqlite3_blob* blob = nullptr;
+    ~TBlobCloser() { sqlite3_blob_close(blob); }
+};
+
+}  // namespace
+
+qint64 TQMBSQLiteDatabaseHandler::InsertWithBlobFile(const QString& command, TParamInfoV2Array params, const TBlobFile& blob)
+{
+    QMutexLocker lock(&FLock);
+    params.push_back(P(blob.Param, blob.Size));
+    const qint64 id = ExecSQL(withZeroBlob(command, blob.Param), params, true, TECommandTypes::sttInsert,
+                              TExecSQLReturnValue::erInsertedID);
+    writeBlob(blob, id);
+    return id;
+}
+
+void TQMBSQLiteDatabaseHandler::writeBlob(const TBlobFile& blob, qint64 rowId)
+{
+    sqlite3* db = sqliteHandle(this->db().Connection());
+    TBlobCloser target;
+    if (sqlite3_blob_open(db, "main", blob.Table.toUtf8().constData(), blob.Field.toUtf8().constData(), rowId, 1,
+                          &target.blob) != SQLITE_OK)
+        throw EKalvex(QString::fromUtf8(sqlite3_errmsg(db)));
+    QByteArray chunk(static_cast<qsizetype>(std::min(BlobChunkSize, std::max<qint64>(blob.Size, 1))), Qt::Uninitialized);
+    for (qint64 offset = 0; offset < blob.Size;) {
+        const qint64 n = blob.File->read(chunk.data(), std::min<qint64>(chunk.size(), blob.Size - offset));
+        if (n <= 0)
+            throw EKalvex(Tx(2502, "Die Datei %1 konnte nicht vollständig gelesen werden.").arg(blob.File->fileName()));
+        if (sqlite3_blob_write(target.blob, chunk.constData(), static_cast<int>(n), static_cast<int>(offset)) != SQLITE_OK)
+            throw EKalvex(QString::fromUtf8(sqlite3_errmsg(db)));
+        offset += n;
     }
 }
 

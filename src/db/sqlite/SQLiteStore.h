@@ -37,6 +37,12 @@ public:
     void DropCheckConstraint(const QString& table, const QString& name) override;
     void AlterField(const QString& table, const TFieldInfoV2& field, bool skipIfFieldTypeAndSizeOk) override;
     void ShrinkDatabase() override { ExecSQL(QStringLiteral("VACUUM")); }
+    // The row is inserted with a zero blob of the file's size, which the
+    // file then fills piece by piece: the file is never held in memory
+    // when the blob is the row's last column (SQLite builds a row whose
+    // blob is followed by other values whole).
+    qint64 InsertWithBlobFile(const QString& command, TParamInfoV2Array params, const TBlobFile& blob) override;
+    static constexpr qint64 BlobChunkSize = 1 << 20;
     QString BuildSqlIfNull(const QString& field, const QString& def) const override;
     QString BuildSqlDataLength(const QString& field, bool returnByteCount, const QString& alias) const override;
     QString BuildSqlMinDateTime(const QString& field, const QString& alias) const override;
@@ -49,8 +55,10 @@ public:
 
 protected:
     QString InsertedIdSQL() const override { return QStringLiteral("SELECT last_insert_rowid()"); }
+    void StartTransaction() override;
 
 private:
+    void writeBlob(const TBlobFile& blob, qint64 rowId);
     QStringList columnNames(const QString& table);
     void recreateWith(const QString& operation, const QString& names, int expectedFieldCount,
                       const std::function<QString(const QString&)>& changeStatement);
