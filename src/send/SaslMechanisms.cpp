@@ -34,6 +34,7 @@ class TOtpMechanism : public TSaslMechanism {
 public:
     TOtpMechanism(QByteArray name, TSaslCredentials c) : FName(std::move(name)), FCredentials(std::move(c)) {}
     QByteArray Name() const override { return FName; }
+    bool IsOneTimePassword() const override { return true; }
     std::optional<QByteArray> InitialResponse() override
     {
         FSentUser = true;
@@ -74,6 +75,7 @@ class TLoginMechanism : public TSaslMechanism {
 public:
     explicit TLoginMechanism(TSaslCredentials c) : FCredentials(std::move(c)) {}
     QByteArray Name() const override { return "LOGIN"; }
+    int MaxChallenges() const override { return 2; }   // user name, password
     QByteArray Respond(const QByteArray&) override
     {
         return FStep++ == 0 ? FCredentials.user.toUtf8() : FCredentials.password.toUtf8();
@@ -149,10 +151,22 @@ std::vector<std::unique_ptr<TSaslMechanism>> CreateSaslMechanisms(const TSaslCre
 TSaslMechanism* ChooseSaslMechanism(const std::vector<std::unique_ptr<TSaslMechanism>>& mechanisms,
                                     const QList<QByteArray>& announced)
 {
-    for (const auto& m : mechanisms)
+    return NextSaslMechanism(mechanisms, announced, nullptr);
+}
+
+TSaslMechanism* NextSaslMechanism(const std::vector<std::unique_ptr<TSaslMechanism>>& mechanisms,
+                                  const QList<QByteArray>& announced, const TSaslMechanism* current)
+{
+    bool passed = current == nullptr;
+    for (const auto& m : mechanisms) {
+        if (!passed) {
+            passed = m.get() == current;
+            continue;
+        }
         for (const QByteArray& a : announced)
             if (a.compare(m->Name(), Qt::CaseInsensitive) == 0)
                 return m.get();
+    }
     return nullptr;
 }
 

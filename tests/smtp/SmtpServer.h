@@ -9,6 +9,13 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QThread>
+#include <ostream>
+
+// Failure output shows texts, not bytes.
+inline void PrintTo(const QString& text, std::ostream* os)
+{
+    *os << '"' << text.toStdString() << '"';
+}
 
 namespace kalvex::testing {
 

@@ -169,14 +169,15 @@ TEST_F(SmtpTest, ImplicitTlsWithCramMd5AndCertificateChecking)
 
     TEMail wrong = simpleMail();
     r = sendTo(server, wrong, true, "kalvex", "falsch");
-    EXPECT_EQ(r.message, "Der SMTP-Server antwortet nicht. Bitte überprüfen Sie die Verbindungseinstellungen.");
+    EXPECT_EQ(r.message, "Der SMTP-Server antwortet nicht. Bitte überprüfen Sie die Verbindungseinstellungen. "
+                         "Antwort des Servers: 535 5.7.8 Authentication credentials invalid");
 
     // Checking switched on: the self-signed certificate is refused.
     TRecordingMessages messages;
     TEMail checked = simpleMail();
     r = sendTo(server, checked, true, "kalvex", "geheim", &messages, 0, 5000, true);
     EXPECT_EQ(r.message, "Es konnte keine verschlüsselte Verbindung (TLS/SSL) aufgebaut werden..");
-    EXPECT_TRUE(messages.Texts(TRecordingMessages::Kind::Information).contains("TLSHandShake Failed"));
+    EXPECT_EQ(messages.Texts(TRecordingMessages::Kind::Information), QStringList{"TLSHandShake Failed"});
     EXPECT_EQ(server.MailCount(), 1);
 }
 
@@ -204,7 +205,8 @@ TEST_F(SmtpTest, ServerFailuresAtEachStep)
         TRecordingMessages messages;
         TEMail mail = simpleMail();
         const SendResult r = sendTo(server, mail, false, {}, {}, &messages);
-        EXPECT_EQ(r.message, "Der SMTP-Server antwortet nicht. Bitte überprüfen Sie die Verbindungseinstellungen.") << step;
+        EXPECT_EQ(r.message, "Der SMTP-Server antwortet nicht. Bitte überprüfen Sie die Verbindungseinstellungen. "
+                             "Antwort des Servers: 451 try later") << step;
         EXPECT_EQ(mail.FStatus, TMailStatus::stUndefined) << step;
         EXPECT_TRUE(Log().contains("TEMailVersand.Send - 451 try later")) << step;
         if (QByteArray(step) == "RCPT") {
