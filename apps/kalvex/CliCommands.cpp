@@ -10,6 +10,7 @@
 #include "config/uConfig.h"
 #include "db/uDatenModul.h"
 #include "mailinterface/uMailInterface.h"
+#include "mailinterface/MailAddress.h"
 #include "send/ComposeModel.h"
 #include "send/EMailVersand.h"
 #include "send/Genhelp.h"
@@ -194,10 +195,15 @@ QString readBodyFile(const QString& path)
     return QString::fromUtf8(file.readAll());
 }
 
-void addRecipients(TComposeModel& model, const QStringList& addresses, TEmpfaengerTyp kind)
+// Each value may be an address list; false (with the message) on a bad address.
+bool addRecipients(TComposeModel& model, const QStringList& values, TEmpfaengerTyp kind)
 {
-    for (const QString& a : addresses)
-        model.AddRecipient({a.trimmed(), {}, {}, 0, 0, 0, kind});
+    for (const QString& value : values)
+        if (const QString invalid = model.AddAddressList(value, kind); !invalid.isEmpty()) {
+            err(AddressRefusalText(invalid));
+            return false;
+        }
+    return true;
 }
 
 void addComposeOptions(QCommandLineParser& p)
@@ -253,9 +259,10 @@ bool fillModel(const QCommandLineParser& p, TComposeModel& model)
     if (p.isSet(QStringLiteral("template")))
         applyTemplate(p, model.Subject, body);
     RtfToDocument(body, model.Body());
-    addRecipients(model, p.values(QStringLiteral("to")), TEmpfaengerTyp::elAn);
-    addRecipients(model, p.values(QStringLiteral("cc")), TEmpfaengerTyp::elCc);
-    addRecipients(model, p.values(QStringLiteral("bcc")), TEmpfaengerTyp::elBcc);
+    if (!addRecipients(model, p.values(QStringLiteral("to")), TEmpfaengerTyp::elAn)
+        || !addRecipients(model, p.values(QStringLiteral("cc")), TEmpfaengerTyp::elCc)
+        || !addRecipients(model, p.values(QStringLiteral("bcc")), TEmpfaengerTyp::elBcc))
+        return false;
     for (const QString& file : p.values(QStringLiteral("attach")))
         model.AddAttachment(QFileInfo(file).absoluteFilePath());
     model.SeparateFlag = p.isSet(QStringLiteral("separate"));

@@ -122,3 +122,25 @@ TEST_F(CliTest, UsageErrorsAndFailuresHaveTheirExitCodes)
     ASSERT_TRUE(QFile::copy(KALVEX_TRANSLATIONS_DB, dir.filePath("common/Common04/DllsLang.db3")));
     EXPECT_TRUE(run({"--lang", "1033", "show", "77"}).err.contains("There is no e-mail with the ID 77."));
 }
+
+// --to, --cc and --bcc take address lists: each mailbox becomes a recipient,
+// names reach the header, a bad address stops the command before sending.
+TEST_F(CliTest, RecipientOptionsTakeAddressLists)
+{
+    SmtpServer server({});
+    ASSERT_TRUE(server.Running());
+    ASSERT_EQ(run({"config", "--direct", "--host", "127.0.0.1", "--port", QString::number(server.Port()), "--encrypted",
+                   "0", "--sender", "cli@example.org"}).code, 0);
+    Result r = run({"send", "--subject", "Liste", "--body", "Text", "--to",
+                    "Anna Schäfer <anna@example.org>, bernd@example.org", "--bcc", "c@example.org;d@example.org"});
+    ASSERT_EQ(r.code, 0) << r.err.toStdString();
+    ASSERT_EQ(server.MailCount(), 1);
+    EXPECT_EQ(server.Envelope(1), (QStringList{"cli@example.org", "anna@example.org", "bernd@example.org",
+                                               "c@example.org", "d@example.org"}));
+    EXPECT_EQ(server.Parsed(1)["to"].toString(), "Anna Schäfer <anna@example.org>, bernd@example.org");
+
+    r = run({"send", "--subject", "x", "--to", "ok@example.org", "--cc", "chef@example.org, a@@b"});
+    EXPECT_EQ(r.code, 2);
+    EXPECT_TRUE(r.err.contains("Die Adresse a@@b scheint fehlerhaft zu sein.")) << r.err.toStdString();
+    EXPECT_EQ(server.MailCount(), 1);
+}
