@@ -59,6 +59,7 @@ private:
 class TAnonymousMechanism : public TSaslMechanism {
 public:
     QByteArray Name() const override { return "ANONYMOUS"; }
+    int MaxChallenges() const override { return 0; }   // all said in the initial response
     std::optional<QByteArray> InitialResponse() override { return QByteArray("kalvex"); }
     QByteArray Respond(const QByteArray&) override { return "kalvex"; }
 };
@@ -66,6 +67,7 @@ public:
 class TExternalMechanism : public TSaslMechanism {
 public:
     QByteArray Name() const override { return "EXTERNAL"; }
+    int MaxChallenges() const override { return 0; }
     std::optional<QByteArray> InitialResponse() override { return QByteArray(); }
     QByteArray Respond(const QByteArray&) override { return {}; }
 };
@@ -90,6 +92,7 @@ class TPlainMechanism : public TSaslMechanism {
 public:
     explicit TPlainMechanism(TSaslCredentials c) : FCredentials(std::move(c)) {}
     QByteArray Name() const override { return "PLAIN"; }
+    int MaxChallenges() const override { return 0; }
     std::optional<QByteArray> InitialResponse() override { return message(); }
     QByteArray Respond(const QByteArray&) override { return message(); }
 

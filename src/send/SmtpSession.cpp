@@ -472,8 +472,8 @@ void TSmtpSession::handleAuth(const Reply& r)
 void TSmtpSession::answerChallenge(const Reply& r)
 {
     if (++FAuthSteps > FMechanism->MaxChallenges())
-        return failWith<ESmtpProtocol>(Tx(2602, "Der SMTP-Server hat die Anmeldung (%1) nach %2 Schritten nicht abgeschlossen.")
-                                           .arg(QString::fromLatin1(FMechanismName)).arg(FAuthSteps - 1));
+        return failWith<ESmtpProtocol>(Tx(2602, "Der SMTP-Server verlangt für die Anmeldung (%1) mehr Schritte, als das Verfahren vorsieht.")
+                                           .arg(QString::fromLatin1(FMechanismName)));
     const QByteArray challenge = QByteArray::fromBase64(r.lines.value(0).toLatin1());
     try {
         sendCommand(FMechanism->Respond(challenge).toBase64(), State::Auth);
