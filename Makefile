@@ -47,10 +47,12 @@ bench: build
 fuzz: deps
 	cmake -S . -B build-fuzz -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_C_COMPILER=clang \
 		-DCMAKE_BUILD_TYPE=RelWithDebInfo -DKALVEX_FUZZ=ON -DKALVEX_BUILD_TESTS=OFF -DKALVEX_BUILD_BENCH=OFF
-	cmake --build build-fuzz -j$(JOBS) --target kalvex_fuzz_streams kalvex_fuzz_rtf
-	mkdir -p build-fuzz/corpus build-fuzz/corpus-rtf
+	cmake --build build-fuzz -j$(JOBS) --target kalvex_fuzz_streams kalvex_fuzz_rtf kalvex_fuzz_smtp_reply kalvex_fuzz_address
+	mkdir -p build-fuzz/corpus build-fuzz/corpus-rtf build-fuzz/corpus-smtp-reply build-fuzz/corpus-address
 	build-fuzz/fuzz/kalvex_fuzz_streams -max_total_time=60 -rss_limit_mb=2048 build-fuzz/corpus fuzz/seeds
 	build-fuzz/fuzz/kalvex_fuzz_rtf -max_total_time=60 -rss_limit_mb=2048 -timeout=10 build-fuzz/corpus-rtf fuzz/seeds-rtf
+	build-fuzz/fuzz/kalvex_fuzz_smtp_reply -max_total_time=60 -rss_limit_mb=2048 build-fuzz/corpus-smtp-reply fuzz/seeds-smtp-reply
+	build-fuzz/fuzz/kalvex_fuzz_address -max_total_time=60 -rss_limit_mb=2048 build-fuzz/corpus-address fuzz/seeds-address
 
 clean:
 	rm -rf $(BUILD_DIR) build-fuzz

@@ -12,6 +12,7 @@
 #include "config/uConfig.h"
 #include "db/uDatenModul.h"
 #include "mailinterface/uMailInterface.h"
+#include "mailinterface/MailAddress.h"
 #include "send/ComposeModel.h"
 #include "send/EMailVersand.h"
 #include "send/Genhelp.h"
@@ -263,10 +264,12 @@ QByteArray readFile(const QString& path)
     return file.readAll();
 }
 
-void addRecipients(TComposeModel& model, const QStringList& addresses, TEmpfaengerTyp kind)
+// Each value may be an address list; false (with the message) on a bad address.
+void addRecipients(TComposeModel& model, const QStringList& values, TEmpfaengerTyp kind)
 {
-    for (const QString& a : addresses)
-        model.AddRecipient({a.trimmed(), {}, {}, 0, 0, 0, kind});
+    for (const QString& value : values)
+        if (const QString invalid = model.AddAddressList(value, kind); !invalid.isEmpty())
+            throw EUsage(AddressRefusalText(invalid));
 }
 
 void addComposeOptions(QCommandLineParser& p)
@@ -379,7 +382,7 @@ int runCompose(const QStringList& args, const TGlobalOptions& options, bool send
         return *done;
     openInstallation(options);
     checkComposeArguments(cmd.Parser());
-    TDatenModul& store = openStore();
+    openStore();   // before the mail is built: a store that cannot be used ends here
     TComposeModel model;
     fillModel(cmd.Parser(), model);
     if (send && SendModeOf(TConfig::Instance()->FSendDirekt) == TSendMode::smDirect)
@@ -387,8 +390,7 @@ int runCompose(const QStringList& args, const TGlobalOptions& options, bool send
     TConsoleMessages messages(options.answer);
     TMailingRun run(model, messages, *TConfig::Instance(), consoleRunDeps(messages));
     if (!send) {
-        run.SaveDraft();
-        store.LoadEMailListeFromDB();
+        run.SaveDraft();   // the outcome of its own write; no list is read back
         out(Tx(2002, "Entwurf gespeichert."));
         return ExitOk;
     }

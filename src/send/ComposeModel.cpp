@@ -1,5 +1,7 @@
 #include "send/ComposeModel.h"
 
+#include "mailinterface/MailAddress.h"
+
 #include <QFileInfo>
 #include <QTextDocument>
 
@@ -42,6 +44,16 @@ bool TComposeModel::AddRecipient(const TComposeRecipient& recipient)
             return false;
     Recipients.push_back(recipient);
     return true;
+}
+
+QString TComposeModel::AddAddressList(const QString& text, TEmpfaengerTyp kind)
+{
+    const TAddressList list = ParseAddressList(text);
+    if (!list.valid)
+        return list.invalid;
+    for (const TMailbox& m : list.mailboxes)
+        AddRecipient({m.ToString(), m.displayName, {}, 0, 0, 0, kind});
+    return {};
 }
 
 bool TComposeModel::AddAttachment(const QString& file)

@@ -53,6 +53,11 @@ public:
 
     // False (and nothing added) when the address is already listed.
     bool AddRecipient(const TComposeRecipient& recipient);
+    // Every mailbox of an address list as a row of its own, written
+    // "Name <address>" when it has a name, so the name reaches the header.
+    // Returns the first entry that is no address (nothing is added then);
+    // empty when all were taken.
+    QString AddAddressList(const QString& text, TEmpfaengerTyp kind);
     // False when the same path is already listed; the size comes from the file.
     bool AddAttachment(const QString& file);
     void Clear();   // subject, body, recipients, attachments

@@ -23,9 +23,18 @@ QStringList nonEmpty(const QStringList& list)
     return out;
 }
 
-void refuseAddress(const QString& address)
+// To, Cc and Bcc as one envelope, each address once.
+std::vector<TMailbox> envelopeRecipients(const TMimeMessage& message)
 {
-    throw EKalvex(Tx(1016, "Die Adresse ") + address + Tx(1017, " scheint fehlerhaft zu sein."));
+    std::vector<TMailbox> out;
+    QStringList seen;
+    for (const auto* list : {&message.to, &message.cc, &message.bcc})
+        for (const TMailbox& m : *list)
+            if (!seen.contains(m.Address())) {
+                seen << m.Address();
+                out.push_back(m);
+            }
+    return out;
 }
 
 }  // namespace
@@ -51,13 +60,14 @@ void TSmtpEventMessages::StartTlsFailed()
 
 void TSmtpEventMessages::RecipientRefused(const QString& address)
 {
-    FMessages.ShowError(Tx(1016, "Die Adresse ") + address + Tx(1017, " scheint fehlerhaft zu sein."));
+    FMessages.ShowError(AddressRefusalText(address));
 }
 
 QString SmtpFailureMessage(const std::exception& error)
 {
-    if (dynamic_cast<const ESmtpReply*>(&error))
-        return Tx(1020, "Der SMTP-Server antwortet nicht. Bitte überprüfen Sie die Verbindungseinstellungen.");
+    if (const auto* reply = dynamic_cast<const ESmtpReply*>(&error))
+        return Tx(1020, "Der SMTP-Server antwortet nicht. Bitte überprüfen Sie die Verbindungseinstellungen.")
+             + QLatin1Char(' ') + Tx(2603, "Antwort des Servers: %1").arg(reply->message());
     if (dynamic_cast<const ESmtpNoCommonSasl*>(&error))
         return Tx(1021, "Authentifizierung über SASL wird von Ihrem E-Mail-Provider offenbar nicht unterstützt.");
     if (dynamic_cast<const ESmtpTls*>(&error))
@@ -65,18 +75,6 @@ QString SmtpFailureMessage(const std::exception& error)
     if (const auto* k = dynamic_cast<const EKalvex*>(&error))
         return k->message();
     return QString::fromUtf8(error.what());
-}
-
-bool IsSendableAddress(const QString& address)
-{
-    if (address.isEmpty() || !address.contains(QLatin1Char('@')))
-        return false;
-    for (QChar c : address)
-        if (c.unicode() < 0x21 || c.unicode() == 0x7F || c == QLatin1Char('<') || c == QLatin1Char('>')
-            || c.category() == QChar::Other_Format || c.category() == QChar::Separator_Line
-            || c.category() == QChar::Separator_Paragraph)
-            return false;
-    return true;
 }
 
 TEMailVersand::TEMailVersand(IUserMessages* messages, IProgressDisplay* progress) : FProgress(progress)
@@ -99,16 +97,13 @@ void TEMailVersand::Setup(const QString& host, const QString& user, bool encrypt
 }
 
 // Everything that can be refused without the server is refused before any
-// connection is made.
+// connection is made; building the message refuses bad addresses.
 void TEMailVersand::validate(const TEMail& mail) const
 {
     if (nonEmpty(mail.FAn).isEmpty())
         throw TKeinEmpfaengerException();
     if (mail.FVon.trimmed().isEmpty())
         throw TKeinAbsenderException();
-    for (const QString& address : QStringList{mail.FVon} + nonEmpty(mail.FAn) + nonEmpty(mail.FCc) + nonEmpty(mail.FBcc))
-        if (!IsSendableAddress(address.trimmed()))
-            refuseAddress(address);
     for (const QString& path : nonEmpty(mail.FAnhaenge))
         if (!QFileInfo(path).isFile() || !QFileInfo(path).isReadable())
             throw EKalvex(Tx(1023, "Der Anhang \"%1\" wurde nicht gefunden oder kann nicht gelesen werden.").arg(path));
@@ -117,8 +112,11 @@ void TEMailVersand::validate(const TEMail& mail) const
 bool TEMailVersand::SendMail(TEMail& mail)
 {
     validate(mail);
+    const TMimeMessage message = BuildMimeMessage(mail);
+    if (message.to.empty())   // entries of nothing but separators
+        throw TKeinEmpfaengerException();
     try {
-        send(mail);
+        send(message);
     } catch (const std::exception& e) {
         TLogFile::LogGlobal(false, QStringLiteral("TEMailVersand.Send - ") + QString::fromUtf8(e.what()));
         throw EKalvex(SmtpFailureMessage(e));
@@ -127,10 +125,9 @@ bool TEMailVersand::SendMail(TEMail& mail)
     return true;
 }
 
-void TEMailVersand::send(TEMail& mail)
+void TEMailVersand::send(const TMimeMessage& message)
 {
-    const TMimeMessage message = BuildMimeMessage(mail);
-    TSmtpEnvelope envelope{message.from.trimmed(), message.to + message.cc + message.bcc};
+    const TSmtpEnvelope envelope{message.from, envelopeRecipients(message)};
     TSmtpSession session(FSettings, FEvents.get(), FProgress);
     struct ProgressEnd {
         IProgressDisplay* p;

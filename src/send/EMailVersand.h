@@ -37,10 +37,9 @@ private:
     IUserMessages& FMessages;
 };
 
-// The one place that words a failed send for the user.
+// The one place that words a failed send for the user. A refusal by the
+// server keeps the module's text and adds the server's reply line.
 QString SmtpFailureMessage(const std::exception& error);
-// Refuses addresses that would break a command or a header.
-bool IsSendableAddress(const QString& address);
 
 class TEMailVersand : public ISmtpSender {
 public:
@@ -58,7 +57,7 @@ public:
 
 private:
     void validate(const TEMail& mail) const;
-    void send(TEMail& mail);
+    void send(const TMimeMessage& message);
 
     TSmtpSettings FSettings;
     std::unique_ptr<TSmtpEventMessages> FEvents;

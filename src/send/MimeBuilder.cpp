@@ -1,5 +1,6 @@
 #include "send/MimeBuilder.h"
 
+#include "config/KalvexError.h"
 #include "mailinterface/EMail.h"
 
 #include <QFileInfo>
@@ -11,7 +12,9 @@ namespace kalvex {
 namespace {
 
 constexpr int kMaxEncodedWord = 75;
+constexpr int kMaxHeaderLine = 76;
 constexpr int kQpLine = 76;
+constexpr int kFirstNameWord = 40;   // an encoded display name's first word leaves room on the line
 
 bool isPlainHeaderText(const QString& text)
 {
@@ -26,14 +29,78 @@ QByteArray boundaryFor(int depth)
     return "=_kalvex_" + QUuid::createUuid().toByteArray(QUuid::Id128) + '_' + QByteArray::number(depth);
 }
 
-// Address header: the addresses as given, comma-separated, folded after
-// each comma so no line grows long.
-QByteArray addressHeader(const char* name, const QStringList& addresses)
+// Builds a header line by line, breaking before a blank where the next
+// token would pass 76 characters.
+class THeaderFolder {
+public:
+    explicit THeaderFolder(const char* name) : FOut(QByteArray(name) + ':'), FLineLength(FOut.size()) {}
+    void Add(const QByteArray& token)
+    {
+        if (FLineLength + 1 + token.size() > kMaxHeaderLine && FLineLength > 1) {
+            FOut += "\r\n";
+            FLineLength = 0;
+        }
+        FOut += ' ' + token;
+        FLineLength += 1 + static_cast<int>(token.size());
+    }
+    void AddAll(const QList<QByteArray>& tokens)
+    {
+        for (const QByteArray& t : tokens)
+            Add(t);
+    }
+    QByteArray Take() const { return FOut + "\r\n"; }
+
+private:
+    QByteArray FOut;
+    int FLineLength;
+};
+
+// Base64 words of whole UTF-8 characters; the first at most firstMax long.
+QList<QByteArray> encodedWords(const QString& text, int firstMax)
 {
-    QByteArray out = QByteArray(name) + ": ";
-    for (int i = 0; i < addresses.size(); ++i)
-        out += (i ? ",\r\n " : "") + addresses[i].toUtf8();
-    return out + "\r\n";
+    QList<QByteArray> words;
+    QByteArray chunk;
+    auto flush = [&] {
+        if (!chunk.isEmpty())
+            words << "=?UTF-8?B?" + chunk.toBase64() + "?=";
+        chunk.clear();
+    };
+    auto maxBytes = [&] { return (std::max(words.isEmpty() ? firstMax : kMaxEncodedWord, 24) - 12) / 4 * 3; };
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        QString unit(text.at(i));
+        if (text.at(i).isHighSurrogate() && i + 1 < text.size())
+            unit += text.at(++i);
+        const QByteArray bytes = unit.toUtf8();
+        if (!chunk.isEmpty() && chunk.size() + bytes.size() > maxBytes())
+            flush();
+        chunk += bytes;
+    }
+    flush();
+    return words;
+}
+
+// Plain text goes as it is, cut at its blanks; anything else is encoded.
+QList<QByteArray> unstructuredTokens(const QString& text, int firstMax)
+{
+    const QList<QByteArray> words = text.toLatin1().split(' ');
+    const bool fits = std::all_of(words.begin(), words.end(), [](const QByteArray& w) { return w.size() < kMaxHeaderLine - 8; });
+    return isPlainHeaderText(text) && fits ? words : encodedWords(text, firstMax);
+}
+
+QString headerAddress(const TMailbox& m)
+{
+    return m.LocalPartIsAscii() ? m.AceAddress() : m.Address();
+}
+
+// "Name <addr>" as tokens; a name that is not plain ASCII is encoded.
+QList<QByteArray> mailboxTokens(const TMailbox& m)
+{
+    const QByteArray address = headerAddress(m).toUtf8();
+    if (m.displayName.isEmpty())
+        return {address};
+    if (!isPlainHeaderText(m.displayName))
+        return encodedWords(m.displayName, kFirstNameWord) << '<' + address + '>';
+    return FormatDisplayName(m.displayName).toLatin1().split(' ') << '<' + address + '>';
 }
 
 QByteArray contentTypeLine(const TMimePart& part, const QByteArray& boundary)
@@ -87,10 +154,39 @@ QString mimeTypeOf(const QString& path)
     return name.isEmpty() || name.contains(QLatin1Char('"')) ? QStringLiteral("application/octet-stream") : name;
 }
 
-QString domainOf(const QString& address)
+QString domainOf(const TMailbox& from)
 {
-    const QString domain = address.section(QLatin1Char('@'), -1);
-    return address.contains(QLatin1Char('@')) && !domain.isEmpty() ? domain : QStringLiteral("kalvex.invalid");
+    return from.domain.isEmpty() ? QStringLiteral("kalvex.invalid") : from.AceAddress().section(QLatin1Char('@'), -1);
+}
+
+QStringList nonEmpty(const QStringList& list)
+{
+    QStringList out;
+    for (const QString& a : list)
+        if (!a.trimmed().isEmpty())
+            out << a.trimmed();
+    return out;
+}
+
+// Every entry may hold a list; the first bad piece refuses the mail.
+std::vector<TMailbox> parseEntries(const QStringList& entries)
+{
+    std::vector<TMailbox> out;
+    for (const QString& entry : nonEmpty(entries)) {
+        const TAddressList list = ParseAddressList(entry);
+        if (!list.valid)
+            throw EKalvex(AddressRefusalText(list.invalid));
+        out.insert(out.end(), list.mailboxes.begin(), list.mailboxes.end());
+    }
+    return out;
+}
+
+TMailbox parseSender(const QString& from)
+{
+    const auto m = ParseMailbox(from.trimmed());
+    if (!m)
+        throw EKalvex(AddressRefusalText(from));
+    return *m;
 }
 
 }  // namespace
@@ -123,29 +219,34 @@ QString NormalizeLineBreaks(const QString& text)
 
 QByteArray EncodeHeaderWord(const QString& text, int firstLineUsed)
 {
-    if (isPlainHeaderText(text) && text.size() + firstLineUsed <= 76)
+    if (isPlainHeaderText(text) && text.size() + firstLineUsed <= kMaxHeaderLine)
         return text.toLatin1();
-    // Base64 words of whole UTF-8 characters, at most 75 characters each.
-    QByteArray out;
-    QByteArray chunk;
-    auto flush = [&] {
-        if (chunk.isEmpty())
-            return;
-        out += (out.isEmpty() ? "" : "\r\n ") + QByteArray("=?UTF-8?B?") + chunk.toBase64() + "?=";
-        chunk.clear();
-    };
-    const int maxBytes = (kMaxEncodedWord - 12) / 4 * 3;
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        QString unit(text.at(i));
-        if (text.at(i).isHighSurrogate() && i + 1 < text.size())
-            unit += text.at(++i);
-        const QByteArray bytes = unit.toUtf8();
-        if (chunk.size() + bytes.size() > maxBytes)
-            flush();
-        chunk += bytes;
+    return encodedWords(text, kMaxHeaderLine - firstLineUsed).join("\r\n ");
+}
+
+QByteArray AddressHeader(const char* name, const std::vector<TMailbox>& mailboxes)
+{
+    THeaderFolder header(name);
+    for (size_t i = 0; i < mailboxes.size(); ++i) {
+        QList<QByteArray> tokens = mailboxTokens(mailboxes[i]);
+        if (i + 1 < mailboxes.size())
+            tokens.last() += ',';
+        header.AddAll(tokens);
     }
-    flush();
-    return out;
+    return header.Take();
+}
+
+qint64 Base64LinesSize(qint64 raw)
+{
+    return (raw + 2) / 3 * 4 + 2 * ((raw + 56) / 57);
+}
+
+qint64 EncodedMessageSize(const std::vector<TMimeSegment>& segments)
+{
+    qint64 size = 0;
+    for (const TMimeSegment& s : segments)
+        size += s.base64File.isEmpty() ? s.bytes.size() : Base64LinesSize(QFileInfo(s.base64File).size());
+    return size;
 }
 
 QByteArray EncodeQuotedPrintable(const QString& text)
@@ -225,20 +326,13 @@ QByteArray FormatMailDate(const QDateTime& dt)
 TMimeMessage BuildMimeMessage(const TEMail& mail)
 {
     TMimeMessage m;
-    m.from = mail.FVon;
-    auto nonEmpty = [](const QStringList& list) {
-        QStringList out;
-        for (const QString& a : list)
-            if (!a.trimmed().isEmpty())
-                out << a.trimmed();
-        return out;
-    };
-    m.to = nonEmpty(mail.FAn);
-    m.cc = nonEmpty(mail.FCc);
-    m.bcc = nonEmpty(mail.FBcc);
+    m.from = parseSender(mail.FVon);
+    m.to = parseEntries(mail.FAn);
+    m.cc = parseEntries(mail.FCc);
+    m.bcc = parseEntries(mail.FBcc);
     m.subject = mail.FBetreff;
     m.date = QDateTime::currentDateTime();
-    m.messageId = QStringLiteral("<%1@%2>").arg(QUuid::createUuid().toString(QUuid::WithoutBraces), domainOf(mail.FVon));
+    m.messageId = QStringLiteral("<%1@%2>").arg(QUuid::createUuid().toString(QUuid::WithoutBraces), domainOf(m.from));
     const QStringList attachments = nonEmpty(mail.FAnhaenge);
     TMimePart* related = &m.root;
     if (attachments.isEmpty()) {
@@ -266,12 +360,14 @@ TMimeMessage BuildMimeMessage(const TEMail& mail)
 
 std::vector<TMimeSegment> AssembleMessage(const TMimeMessage& message)
 {
-    QByteArray head = "From: " + message.from.toUtf8() + "\r\n";
-    if (!message.to.isEmpty())
-        head += addressHeader("To", message.to);
-    if (!message.cc.isEmpty())
-        head += addressHeader("Cc", message.cc);
-    head += "Subject: " + EncodeHeaderWord(message.subject, 9) + "\r\n";
+    QByteArray head = AddressHeader("From", {message.from});
+    if (!message.to.empty())
+        head += AddressHeader("To", message.to);
+    if (!message.cc.empty())
+        head += AddressHeader("Cc", message.cc);
+    THeaderFolder subject("Subject");
+    subject.AddAll(unstructuredTokens(message.subject, kMaxHeaderLine - 9));
+    head += subject.Take();
     head += "Date: " + FormatMailDate(message.date) + "\r\n";
     head += "Message-ID: " + message.messageId.toLatin1() + "\r\n";
     head += "MIME-Version: 1.0\r\n";

@@ -5,6 +5,8 @@
 // bytes or "this file, base64-encoded", so that a large attachment is read
 // in chunks while it goes out and never held in memory whole.
 
+#include "mailinterface/MailAddress.h"
+
 #include <QByteArray>
 #include <QDateTime>
 #include <QString>
@@ -34,8 +36,8 @@ public:
 };
 
 struct TMimeMessage {
-    QString from;
-    QStringList to, cc, bcc;
+    TMailbox from;
+    std::vector<TMailbox> to, cc, bcc;
     QString subject;
     QDateTime date;
     QString messageId;
@@ -44,12 +46,24 @@ struct TMimeMessage {
 
 // The message tree of a mail record: multipart/related > multipart/alternative
 // > text/plain + text/html, attachments beside it under multipart/mixed.
+// Each address entry may be a list; an entry that does not parse raises
+// EKalvex with "Die Adresse … scheint fehlerhaft zu sein."
 TMimeMessage BuildMimeMessage(const TEMail& mail);
 // Headers and body as segments, ready for DATA (before dot-stuffing).
 std::vector<TMimeSegment> AssembleMessage(const TMimeMessage& message);
+// The octets of the assembled message as SMTP's SIZE counts them (line
+// ends included, no dot-stuffing), attachments in their base64 form.
+qint64 EncodedMessageSize(const std::vector<TMimeSegment>& segments);
+// Bytes of raw data as base64 in 76-character lines with CR LF.
+qint64 Base64LinesSize(qint64 raw);
 
 // Encoders, exposed for their tests.
-QByteArray EncodeHeaderWord(const QString& text, int firstLineUsed);   // RFC 2047, folded
+// RFC 2047 encoded words, folded; the first line already holds
+// firstLineUsed characters, no line exceeds 76.
+QByteArray EncodeHeaderWord(const QString& text, int firstLineUsed);
+// An address header: display names kept (encoded where needed), the
+// domain in IDNA form unless the local part needs SMTPUTF8 anyway.
+QByteArray AddressHeader(const char* name, const std::vector<TMailbox>& mailboxes);
 QByteArray EncodeQuotedPrintable(const QString& text);                 // RFC 2045, CRLF lines
 QByteArray FileNameParameters(const QString& fileName);                // RFC 2231 filename*
 QByteArray FormatMailDate(const QDateTime& dt);                        // RFC 5322

@@ -34,6 +34,7 @@ class TOtpMechanism : public TSaslMechanism {
 public:
     TOtpMechanism(QByteArray name, TSaslCredentials c) : FName(std::move(name)), FCredentials(std::move(c)) {}
     QByteArray Name() const override { return FName; }
+    bool IsOneTimePassword() const override { return true; }
     std::optional<QByteArray> InitialResponse() override
     {
         FSentUser = true;
@@ -58,6 +59,7 @@ private:
 class TAnonymousMechanism : public TSaslMechanism {
 public:
     QByteArray Name() const override { return "ANONYMOUS"; }
+    int MaxChallenges() const override { return 0; }   // all said in the initial response
     std::optional<QByteArray> InitialResponse() override { return QByteArray("kalvex"); }
     QByteArray Respond(const QByteArray&) override { return "kalvex"; }
 };
@@ -65,6 +67,7 @@ public:
 class TExternalMechanism : public TSaslMechanism {
 public:
     QByteArray Name() const override { return "EXTERNAL"; }
+    int MaxChallenges() const override { return 0; }
     std::optional<QByteArray> InitialResponse() override { return QByteArray(); }
     QByteArray Respond(const QByteArray&) override { return {}; }
 };
@@ -74,6 +77,7 @@ class TLoginMechanism : public TSaslMechanism {
 public:
     explicit TLoginMechanism(TSaslCredentials c) : FCredentials(std::move(c)) {}
     QByteArray Name() const override { return "LOGIN"; }
+    int MaxChallenges() const override { return 2; }   // user name, password
     QByteArray Respond(const QByteArray&) override
     {
         return FStep++ == 0 ? FCredentials.user.toUtf8() : FCredentials.password.toUtf8();
@@ -88,6 +92,7 @@ class TPlainMechanism : public TSaslMechanism {
 public:
     explicit TPlainMechanism(TSaslCredentials c) : FCredentials(std::move(c)) {}
     QByteArray Name() const override { return "PLAIN"; }
+    int MaxChallenges() const override { return 0; }
     std::optional<QByteArray> InitialResponse() override { return message(); }
     QByteArray Respond(const QByteArray&) override { return message(); }
 
@@ -149,10 +154,22 @@ std::vector<std::unique_ptr<TSaslMechanism>> CreateSaslMechanisms(const TSaslCre
 TSaslMechanism* ChooseSaslMechanism(const std::vector<std::unique_ptr<TSaslMechanism>>& mechanisms,
                                     const QList<QByteArray>& announced)
 {
-    for (const auto& m : mechanisms)
+    return NextSaslMechanism(mechanisms, announced, nullptr);
+}
+
+TSaslMechanism* NextSaslMechanism(const std::vector<std::unique_ptr<TSaslMechanism>>& mechanisms,
+                                  const QList<QByteArray>& announced, const TSaslMechanism* current)
+{
+    bool passed = current == nullptr;
+    for (const auto& m : mechanisms) {
+        if (!passed) {
+            passed = m.get() == current;
+            continue;
+        }
         for (const QByteArray& a : announced)
             if (a.compare(m->Name(), Qt::CaseInsensitive) == 0)
                 return m.get();
+    }
     return nullptr;
 }
 

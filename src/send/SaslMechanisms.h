@@ -25,6 +25,11 @@ public:
     // The answer to one decoded challenge (raw, not base64). Raises EKalvex
     // when the challenge makes no sense to the mechanism.
     virtual QByteArray Respond(const QByteArray& challenge) = 0;
+    // How many challenges the exchange takes at most; a server asking for
+    // more is not answered.
+    virtual int MaxChallenges() const { return 1; }
+    // S/KEY and OTP: a refusal may only mean the sequence is out of step.
+    virtual bool IsOneTimePassword() const { return false; }
 };
 
 // The eight mechanisms in preference order; those that need credentials get
@@ -34,6 +39,11 @@ std::vector<std::unique_ptr<TSaslMechanism>> CreateSaslMechanisms(const TSaslCre
 // null when none is common.
 TSaslMechanism* ChooseSaslMechanism(const std::vector<std::unique_ptr<TSaslMechanism>>& mechanisms,
                                     const QList<QByteArray>& announced);
+
+// The next mechanism after current in preference order that the server
+// announced; null when there is none.
+TSaslMechanism* NextSaslMechanism(const std::vector<std::unique_ptr<TSaslMechanism>>& mechanisms,
+                                  const QList<QByteArray>& announced, const TSaslMechanism* current);
 
 // RFC 2289 one-time password for "otp-md5"/"otp-sha1" challenges, as
 // "hex:" + 16 hex digits.

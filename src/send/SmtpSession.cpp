@@ -9,6 +9,7 @@
 #include <QFileInfo>
 #include <QSslConfiguration>
 
+#include <algorithm>
 #include <cstring>
 
 namespace kalvex {
@@ -101,40 +102,13 @@ void TSmtpSession::Run(const TSmtpEnvelope& envelope, std::vector<TMimeSegment> 
 {
     FEnvelope = envelope;
     FMessage = std::move(message);
-    FSocket = std::make_unique<QSslSocket>();
-    if (!FSettings.verifyCertificate)
-        FSocket->setPeerVerifyMode(QSslSocket::VerifyNone);
-    connect(FSocket.get(), &QSslSocket::connected, this, &TSmtpSession::onConnected);
-    connect(FSocket.get(), &QSslSocket::encrypted, this, &TSmtpSession::onEncrypted);
-    connect(FSocket.get(), &QSslSocket::readyRead, this, &TSmtpSession::onReadyRead);
-    connect(FSocket.get(), &QSslSocket::errorOccurred, this, &TSmtpSession::onSocketError);
-    connect(FSocket.get(), &QSslSocket::disconnected, this, &TSmtpSession::onDisconnected);
-    connect(FSocket.get(), &QSslSocket::bytesWritten, this, [this] {
-        if (FState == State::Body)
-            pumpBody();
-    });
-    connect(FSocket.get(), &QSslSocket::sslErrors, this, [this](const QList<QSslError>& errors) {
-        if (!FSettings.verifyCertificate) {
-            FSocket->ignoreSslErrors();
-            return;
-        }
-        if (FEvents)
-            FEvents->TlsHandshakeFailed();
-        failWith<ESmtpTls>(errors.isEmpty() ? QStringLiteral("TLS") : errors.first().errorString());
-    });
-    FState = State::Connecting;
-    step(Tx(1003, "Verbindung zu %1 wird aufgebaut ...").arg(FSettings.host));
-    FTimer.start(FSettings.connectTimeoutMs);
-    FCancelPoll.start();
-    if (FSettings.tls == TSmtpTls::Implicit)
-        FSocket->connectToHostEncrypted(FSettings.host, FSettings.port);
-    else
-        FSocket->connectToHost(FSettings.host, FSettings.port);
+    FMessageSize = EncodedMessageSize(FMessage);
+    connectSocket();
     QEventLoop loop;
     FLoop = &loop;
     // All events: the progress display's cancel button must work while the
     // server is silent; the display itself holds back input to other windows.
-    if (FState != State::Done && !FError)
+    if (FState != State::Done)
         loop.exec();
     FLoop = nullptr;
     FTimer.stop();
@@ -145,6 +119,31 @@ void TSmtpSession::Run(const TSmtpEnvelope& envelope, std::vector<TMimeSegment> 
         std::rethrow_exception(FError);
 }
 
+void TSmtpSession::connectSocket()
+{
+    FSocket = std::make_unique<QSslSocket>();
+    if (!FSettings.verifyCertificate)
+        FSocket->setPeerVerifyMode(QSslSocket::VerifyNone);
+    connect(FSocket.get(), &QSslSocket::connected, this, &TSmtpSession::onConnected);
+    connect(FSocket.get(), &QSslSocket::encrypted, this, &TSmtpSession::onEncrypted);
+    connect(FSocket.get(), &QSslSocket::readyRead, this, &TSmtpSession::onReadyRead);
+    connect(FSocket.get(), &QSslSocket::errorOccurred, this, &TSmtpSession::onSocketError);
+    connect(FSocket.get(), &QSslSocket::disconnected, this, &TSmtpSession::onDisconnected);
+    connect(FSocket.get(), &QSslSocket::sslErrors, this, &TSmtpSession::onSslErrors);
+    connect(FSocket.get(), &QSslSocket::bytesWritten, this, [this] {
+        if (FState == State::Body)
+            pumpBody();
+    });
+    FState = State::Connecting;
+    step(Tx(1003, "Verbindung zu %1 wird aufgebaut ...").arg(FSettings.host));
+    armTimer(FSettings.connectTimeoutMs);
+    FCancelPoll.start();
+    if (FSettings.tls == TSmtpTls::Implicit)
+        FSocket->connectToHostEncrypted(FSettings.host, FSettings.port);
+    else
+        FSocket->connectToHost(FSettings.host, FSettings.port);
+}
+
 void TSmtpSession::step(const QString& text)
 {
     if (FProgress)
@@ -153,18 +152,48 @@ void TSmtpSession::step(const QString& text)
 
 void TSmtpSession::fail(std::exception_ptr error)
 {
-    if (FError || FState == State::Done)
+    if (FError || FState == State::Quit || FState == State::Done)
         return;
     FError = error;
+    if (atCommandBoundary())
+        return sendQuit();
+    leave();
+}
+
+void TSmtpSession::abortWith(std::exception_ptr error)
+{
+    if (FError || FState == State::Quit || FState == State::Done)
+        return;
+    FError = error;
+    leave();
+}
+
+// Between commands a QUIT is understood; during the handshake or inside
+// the data it would not be.
+bool TSmtpSession::atCommandBoundary() const
+{
+    switch (FState) {
+    case State::Greeting: case State::Ehlo: case State::Helo: case State::StartTls: case State::EhloAgain:
+    case State::Auth: case State::MailFrom: case State::RcptTo: case State::Data: case State::DataEnd:
+        return FSocket && FSocket->state() == QAbstractSocket::ConnectedState;
+    default:
+        return false;
+    }
+}
+
+void TSmtpSession::leave()
+{
+    FState = State::Done;
+    FTimer.stop();
     if (FLoop)
         FLoop->quit();
 }
 
-void TSmtpSession::finish()
+void TSmtpSession::reportTlsFailure()
 {
-    FState = State::Done;
-    if (FLoop)
-        FLoop->quit();
+    if (FEvents && !FTlsFailureShown)
+        FEvents->TlsHandshakeFailed();
+    FTlsFailureShown = true;
 }
 
 void TSmtpSession::onConnected()
@@ -173,90 +202,88 @@ void TSmtpSession::onConnected()
     if (FSettings.tls == TSmtpTls::Implicit)
         return;   // the greeting comes after the handshake
     FState = State::Greeting;
-    FTimer.start(FSettings.replyTimeoutMs);
+    armTimer(FSettings.replyTimeoutMs);
 }
 
 void TSmtpSession::onEncrypted()
 {
     if (FState == State::Connecting) {
         FState = State::Greeting;
-        FTimer.start(FSettings.replyTimeoutMs);
+        armTimer(FSettings.replyTimeoutMs);
     } else if (FState == State::TlsHandshake) {
         sendEhlo(State::EhloAgain);
     }
 }
 
+void TSmtpSession::onSslErrors(const QList<QSslError>& errors)
+{
+    if (!FSettings.verifyCertificate) {
+        FSocket->ignoreSslErrors();
+        return;
+    }
+    reportTlsFailure();
+    abortWith<ESmtpTls>(errors.isEmpty() ? QStringLiteral("TLS") : errors.first().errorString());
+}
+
 void TSmtpSession::onSocketError(QAbstractSocket::SocketError error)
 {
-    if (FState == State::Quit || FState == State::Done)
+    if (FState == State::Quit)
+        return leave();
+    if (FState == State::Done)
         return;
     if (error == QAbstractSocket::SslHandshakeFailedError || error == QAbstractSocket::SslInternalError
         || error == QAbstractSocket::SslInvalidUserDataError) {
-        if (FEvents)
-            FEvents->TlsHandshakeFailed();
-        failWith<ESmtpTls>(FSocket->errorString());
-        return;
+        reportTlsFailure();
+        return abortWith<ESmtpTls>(FSocket->errorString());
     }
     if (error == QAbstractSocket::RemoteHostClosedError)
         return onDisconnected();
-    failWith<EKalvex>(FState == State::Connecting
-                          ? Tx(1004, "Der SMTP-Server %1:%2 ist nicht erreichbar: %3").arg(FSettings.host).arg(FSettings.port).arg(FSocket->errorString())
-                          : Tx(1005, "Die Verbindung zum SMTP-Server ist gestört: %1").arg(FSocket->errorString()));
+    abortWith<EKalvex>(FState == State::Connecting
+                           ? Tx(1004, "Der SMTP-Server %1:%2 ist nicht erreichbar: %3").arg(FSettings.host).arg(FSettings.port).arg(FSocket->errorString())
+                           : Tx(1005, "Die Verbindung zum SMTP-Server ist gestört: %1").arg(FSocket->errorString()));
 }
 
 void TSmtpSession::onDisconnected()
 {
-    if (FState == State::Quit) {
-        finish();
-        return;
-    }
-    failWith<EKalvex>(Tx(1006, "Der SMTP-Server hat die Verbindung unerwartet beendet."));
+    if (FState == State::Quit)
+        return leave();
+    abortWith<EKalvex>(Tx(1006, "Der SMTP-Server hat die Verbindung unerwartet beendet."));
 }
 
 void TSmtpSession::onTimeout()
 {
-    const int ms = FState == State::Connecting ? FSettings.connectTimeoutMs
-                 : FState == State::DataEnd    ? FSettings.dataEndTimeoutMs
-                                               : FSettings.replyTimeoutMs;
-    failWith<ESmtpTimeout>(Tx(1007, "Der SMTP-Server %1 hat nicht innerhalb von %2 Sekunden geantwortet.")
-                               .arg(FSettings.host).arg(ms / 1000.0));
-}
-
-// A reply is complete with a line "NNN " or "NNN" (no hyphen).
-bool TSmtpSession::takeReply(Reply& reply)
-{
-    for (;;) {
-        const qsizetype eol = FBuffer.indexOf('\n');
-        if (eol < 0)
-            return false;
-        QByteArray line = FBuffer.left(eol);
-        FBuffer.remove(0, eol + 1);
-        if (line.endsWith('\r'))
-            line.chop(1);
-        bool ok = false;
-        const int code = line.left(3).toInt(&ok);
-        if (!ok || line.size() < 3) {
-            failWith<ESmtpReply>(Tx(1008, "Unverständliche Antwort des SMTP-Servers: %1").arg(QString::fromUtf8(line.left(200))));
-            return false;
-        }
-        FPending.code = code;
-        FPending.lines << QString::fromUtf8(line.mid(4));
-        if (line.size() > 3 && line.at(3) == '-')
-            continue;
-        reply = FPending;
-        FPending = Reply();
-        return true;
-    }
+    if (FState == State::Quit)
+        return leave();
+    abortWith<ESmtpTimeout>(Tx(1007, "Der SMTP-Server %1 hat nicht innerhalb von %2 Sekunden geantwortet.")
+                                .arg(FSettings.host).arg(FTimeoutMs / 1000.0));
 }
 
 void TSmtpSession::onReadyRead()
 {
-    FBuffer += FSocket->readAll();
-    if (FBuffer.size() > (1 << 20))
-        return failWith<ESmtpReply>(Tx(1009, "Der SMTP-Server sendet eine übergroße Antwort."));
+    constexpr qint64 kReadChunk = 64 * 1024;
+    while (FState != State::Done && FSocket->bytesAvailable() > 0) {
+        FParser.Feed(FSocket->read(kReadChunk));
+        takeReplies();
+    }
+}
+
+void TSmtpSession::takeReplies()
+{
     Reply reply;
-    while (!FError && FState != State::Done && takeReply(reply))
-        onReply(reply);
+    while (FState != State::Done) {
+        switch (FParser.Next(reply)) {
+        case TSmtpReplyParser::Result::NeedMore:
+            return;
+        case TSmtpReplyParser::Result::Reply:
+            onReply(reply);
+            break;
+        case TSmtpReplyParser::Result::Malformed:
+            return abortWith<ESmtpProtocol>(Tx(1008, "Unverständliche Antwort des SMTP-Servers: %1")
+                                                .arg(SanitizedServerText(QString::fromUtf8(FParser.BadLine()))));
+        case TSmtpReplyParser::Result::TooLarge:
+            return abortWith<ESmtpProtocol>(Tx(1009, "Der SMTP-Server sendet eine übergroße Antwort."));
+        }
+    }
 }
 
 void TSmtpSession::onReply(const Reply& r)
@@ -273,18 +300,30 @@ void TSmtpSession::onReply(const Reply& r)
     case State::RcptTo: return handleRcptTo(r);
     case State::Data: return handleData(r);
     case State::DataEnd: return handleDataEnd(r);
-    case State::Quit: return finish();
+    case State::Quit: return leave();
     default:
         // Nothing is expected now (for example while the body streams).
-        failWith<ESmtpReply>(Tx(1010, "Unerwartete Antwort des SMTP-Servers: %1 %2").arg(r.code).arg(r.lines.join(QLatin1Char(' '))));
+        abortWith<ESmtpProtocol>(Tx(1010, "Unerwartete Antwort des SMTP-Servers: %1 %2")
+                                     .arg(r.code).arg(SanitizedServerText(r.lines.join(QLatin1Char(' ')))));
     }
+}
+
+void TSmtpSession::armTimer(int ms)
+{
+    FTimeoutMs = ms;
+    FTimer.start(ms);
 }
 
 void TSmtpSession::sendCommand(const QByteArray& line, State next, int timeoutMs)
 {
     FState = next;
     FSocket->write(line + "\r\n");
-    FTimer.start(timeoutMs < 0 ? FSettings.replyTimeoutMs : timeoutMs);
+    armTimer(timeoutMs < 0 ? FSettings.replyTimeoutMs : timeoutMs);
+}
+
+void TSmtpSession::sendQuit()
+{
+    sendCommand("QUIT", State::Quit, FSettings.quitTimeoutMs);
 }
 
 void TSmtpSession::sendEhlo(State next)
@@ -295,7 +334,7 @@ void TSmtpSession::sendEhlo(State next)
 void TSmtpSession::handleGreeting(const Reply& r)
 {
     if (r.code != 220)
-        return fail(std::make_exception_ptr(ESmtpReply(r.code, r.lines.join(QLatin1Char(' ')))));
+        return failReply(r);
     step(Tx(1011, "Anmeldung am SMTP-Server ..."));
     sendEhlo(State::Ehlo);
 }
@@ -305,27 +344,40 @@ void TSmtpSession::handleEhlo(const Reply& r, bool again)
     if (r.code != 250) {
         if (!again)
             return sendCommand("HELO " + FSettings.heloName.toLatin1(), State::Helo);
-        return fail(std::make_exception_ptr(ESmtpReply(r.code, r.lines.join(QLatin1Char(' ')))));
+        return failReply(r);
     }
+    readCapabilities(r);
+    afterEhlo();
+}
+
+// Keywords, AUTH mechanisms (also the old "AUTH=" form) and the SIZE limit.
+void TSmtpSession::readCapabilities(const Reply& r)
+{
     FCapabilities.clear();
     FAuthMechanisms.clear();
+    FSizeLimit = 0;
     for (const QString& line : r.lines.mid(1)) {
-        const QByteArray cap = line.toLatin1().trimmed();
-        FCapabilities << cap.toUpper();
-        if (cap.startsWith("AUTH ") || cap.startsWith("AUTH=") || cap.startsWith("auth "))
-            for (const QByteArray& m : cap.mid(5).simplified().split(' '))
-                if (!m.isEmpty())
-                    FAuthMechanisms << m.toUpper();
+        QList<QByteArray> words = line.toLatin1().toUpper().simplified().split(' ');
+        if (words.first().startsWith("AUTH="))
+            words.insert(1, words.first().mid(5));
+        const QByteArray keyword = words.first().startsWith("AUTH=") ? QByteArray("AUTH") : words.first();
+        FCapabilities << keyword;
+        if (keyword == "AUTH")
+            for (const QByteArray& m : words.mid(1))
+                if (!m.isEmpty() && !FAuthMechanisms.contains(m))
+                    FAuthMechanisms << m;
+        if (keyword == "SIZE")
+            FSizeLimit = std::max<qint64>(0, words.value(1).toLongLong());
     }
-    afterEhlo();
 }
 
 void TSmtpSession::handleHelo(const Reply& r)
 {
     if (r.code != 250)
-        return fail(std::make_exception_ptr(ESmtpReply(r.code, r.lines.join(QLatin1Char(' ')))));
+        return failReply(r);
     FCapabilities.clear();
     FAuthMechanisms.clear();
+    FSizeLimit = 0;
     afterEhlo();
 }
 
@@ -347,38 +399,83 @@ void TSmtpSession::handleStartTls(const Reply& r)
     if (r.code != 220) {
         if (FEvents)
             FEvents->StartTlsFailed();
-        return failWith<ESmtpTls>(QStringLiteral("TLSNegCmd Failed: %1 %2").arg(r.code).arg(r.lines.join(QLatin1Char(' '))));
+        return failWith<ESmtpTls>(QStringLiteral("TLSNegCmd Failed: %1").arg(r.Sanitized()));
     }
     FState = State::TlsHandshake;
-    FTimer.start(FSettings.connectTimeoutMs);
+    armTimer(FSettings.connectTimeoutMs);
     FSocket->startClientEncryption();
 }
 
-// No AUTH without both user name and password.
+// What the EHLO reply rules out is refused before the password goes out.
 void TSmtpSession::startAuthOrMail()
 {
-    if (FSettings.user.isEmpty() || FSettings.password.isEmpty()) {
-        sendCommand("MAIL FROM:<" + FEnvelope.from.toUtf8() + ">", State::MailFrom);
+    if (refuseBeforeMail())
         return;
-    }
+    if (FSettings.user.isEmpty() || FSettings.password.isEmpty())   // no AUTH without both
+        return sendMailFrom();
     FMechanisms = CreateSaslMechanisms({FSettings.user, FSettings.password});
-    FMechanism = ChooseSaslMechanism(FMechanisms, FAuthMechanisms);
-    if (!FMechanism)
+    TSaslMechanism* mechanism = ChooseSaslMechanism(FMechanisms, FAuthMechanisms);
+    if (!mechanism)
         return failWith<ESmtpNoCommonSasl>(Tx(1012, "Der SMTP-Server bietet kein unterstütztes SASL-Verfahren an (%1).")
                                                .arg(QString::fromLatin1(FAuthMechanisms.join(' '))));
-    FMechanismName = FMechanism->Name();
+    startAuth(mechanism);
+}
+
+// A message over the server's SIZE, or a non-ASCII local part for a server
+// without SMTPUTF8, cannot be delivered.
+bool TSmtpSession::refuseBeforeMail()
+{
+    if (FSizeLimit > 0 && FMessageSize > FSizeLimit) {
+        failWith<EKalvex>(Tx(2600, "Die E-Mail ist %1 Bytes groß, der SMTP-Server nimmt aber höchstens %2 Bytes an.")
+                              .arg(FMessageSize).arg(FSizeLimit));
+        return true;
+    }
+    std::vector<TMailbox> all = FEnvelope.recipients;
+    all.insert(all.begin(), FEnvelope.from);
+    FUseSmtpUtf8 = FCapabilities.contains("SMTPUTF8")
+                && std::any_of(all.begin(), all.end(), [](const TMailbox& m) { return !m.IsAscii(); });
+    for (const TMailbox& m : all) {
+        if (FUseSmtpUtf8 || m.LocalPartIsAscii())
+            continue;
+        failWith<EKalvex>(Tx(2601, "Die Adresse %1 enthält vor dem @ Zeichen außerhalb von ASCII. Der SMTP-Server "
+                                   "kann solche Adressen nicht annehmen (SMTPUTF8 fehlt).").arg(m.Address()));
+        return true;
+    }
+    return false;
+}
+
+void TSmtpSession::startAuth(TSaslMechanism* mechanism)
+{
+    FMechanism = mechanism;
+    FMechanismName = mechanism->Name();
+    FAuthSteps = 0;
     QByteArray command = "AUTH " + FMechanismName;
     if (const auto initial = FMechanism->InitialResponse())
         command += ' ' + (initial->isEmpty() ? QByteArray("=") : initial->toBase64());
     sendCommand(command, State::Auth);
 }
 
+// A failed one-time password may just be out of sequence at the server:
+// the next mechanism the server offers is tried.
 void TSmtpSession::handleAuth(const Reply& r)
 {
     if (r.code == 235)
-        return sendCommand("MAIL FROM:<" + FEnvelope.from.toUtf8() + ">", State::MailFrom);
-    if (r.code != 334)
-        return fail(std::make_exception_ptr(ESmtpReply(r.code, r.lines.join(QLatin1Char(' ')))));
+        return sendMailFrom();
+    if (r.code == 334)
+        return answerChallenge(r);
+    if (r.code == 535 && FMechanism->IsOneTimePassword())
+        if (TSaslMechanism* next = NextSaslMechanism(FMechanisms, FAuthMechanisms, FMechanism))
+            return startAuth(next);
+    failReply(r);
+}
+
+// Each mechanism needs a known number of challenges; a server that asks
+// for more does not get the password again and again.
+void TSmtpSession::answerChallenge(const Reply& r)
+{
+    if (++FAuthSteps > FMechanism->MaxChallenges())
+        return failWith<ESmtpProtocol>(Tx(2602, "Der SMTP-Server verlangt für die Anmeldung (%1) mehr Schritte, als das Verfahren vorsieht.")
+                                           .arg(QString::fromLatin1(FMechanismName)));
     const QByteArray challenge = QByteArray::fromBase64(r.lines.value(0).toLatin1());
     try {
         sendCommand(FMechanism->Respond(challenge).toBase64(), State::Auth);
@@ -387,11 +484,28 @@ void TSmtpSession::handleAuth(const Reply& r)
     }
 }
 
+// With SMTPUTF8 the addresses go as they are; otherwise the domains in
+// their IDNA form (local parts are ASCII by then).
+QByteArray TSmtpSession::envelopeAddress(const TMailbox& mailbox) const
+{
+    return FUseSmtpUtf8 ? mailbox.Address().toUtf8() : mailbox.AceAddress().toLatin1();
+}
+
+void TSmtpSession::sendMailFrom()
+{
+    QByteArray command = "MAIL FROM:<" + envelopeAddress(FEnvelope.from) + ">";
+    if (FCapabilities.contains("SIZE"))
+        command += " SIZE=" + QByteArray::number(FMessageSize);
+    if (FUseSmtpUtf8)
+        command += " SMTPUTF8";
+    sendCommand(command, State::MailFrom);
+}
+
 void TSmtpSession::handleMailFrom(const Reply& r)
 {
     if (r.code != 250)
-        return fail(std::make_exception_ptr(ESmtpReply(r.code, r.lines.join(QLatin1Char(' ')))));
-    FNextRecipient = 0;
+        return failReply(r);
+    FNextRecipient = FTransactionStart;
     sendNextRecipient();
 }
 
@@ -399,15 +513,20 @@ void TSmtpSession::sendNextRecipient()
 {
     if (FNextRecipient >= FEnvelope.recipients.size())
         return sendCommand("DATA", State::Data);
-    sendCommand("RCPT TO:<" + FEnvelope.recipients[FNextRecipient].toUtf8() + ">", State::RcptTo);
+    sendCommand("RCPT TO:<" + envelopeAddress(FEnvelope.recipients[FNextRecipient]) + ">", State::RcptTo);
 }
 
+// 452 means "no more recipients in this transaction" (RFC 5321
+// 4.5.3.1.10): the accepted ones get the mail now, the rest afterwards.
+// It says nothing about the address, so the address is not blamed.
 void TSmtpSession::handleRcptTo(const Reply& r)
 {
+    if (r.code == 452 && FNextRecipient > FTransactionStart)
+        return sendCommand("DATA", State::Data);
     if (r.code != 250 && r.code != 251) {
-        if (FEvents)
-            FEvents->RecipientRefused(FEnvelope.recipients[FNextRecipient]);
-        return fail(std::make_exception_ptr(ESmtpReply(r.code, r.lines.join(QLatin1Char(' ')))));
+        if (FEvents && r.code != 452)
+            FEvents->RecipientRefused(FEnvelope.recipients[FNextRecipient].Address());
+        return failReply(r);
     }
     ++FNextRecipient;
     sendNextRecipient();
@@ -416,17 +535,25 @@ void TSmtpSession::handleRcptTo(const Reply& r)
 void TSmtpSession::handleData(const Reply& r)
 {
     if (r.code != 354)
-        return fail(std::make_exception_ptr(ESmtpReply(r.code, r.lines.join(QLatin1Char(' ')))));
+        return failReply(r);
     FState = State::Body;
-    FBodyTotal = 0;
-    for (const TMimeSegment& s : FMessage)
-        FBodyTotal += s.base64File.isEmpty() ? s.bytes.size() : QFileInfo(s.base64File).size() * 4 / 3;
+    rewindBody();
     if (FProgress)
         FProgress->Begin(Tx(1013, "E-Mail wird gesendet ..."), FBodyTotal);
-    FTimer.start(FSettings.replyTimeoutMs);
+    armTimer(FSettings.replyTimeoutMs);
     pumpBody();
 }
 
+// Every transaction sends the whole message from its start.
+void TSmtpSession::rewindBody()
+{
+    FSegment = 0;
+    FFile.reset();
+    FAtLineStart = true;
+    FChunkEncoded = false;
+    FBodySent = 0;
+    FBodyTotal = FMessageSize;
+}
 // Produces the next piece of the body: literal bytes, or a chunk of a file
 // in base64 lines.
 QByteArray TSmtpSession::nextBodyChunk()
@@ -468,7 +595,7 @@ void TSmtpSession::pumpBody()
                 FAtLineStart = true;   // base64 lines end with CR LF and never begin with "."
             FSocket->write(FChunkEncoded ? chunk : dotStuff(chunk, FAtLineStart));
             FBodySent += chunk.size();
-            FTimer.start(FSettings.replyTimeoutMs);   // progress counts as a sign of life
+            armTimer(FSettings.replyTimeoutMs);   // progress counts as a sign of life
             step(Tx(1013, "E-Mail wird gesendet ..."));
         }
     } catch (...) {
@@ -479,14 +606,14 @@ void TSmtpSession::pumpBody()
 void TSmtpSession::handleDataEnd(const Reply& r)
 {
     if (r.code != 250)
-        return fail(std::make_exception_ptr(ESmtpReply(r.code, r.lines.join(QLatin1Char(' ')))));
-    sendCommand("QUIT", State::Quit);
+        return failReply(r);
+    if (FNextRecipient < FEnvelope.recipients.size()) {
+        FTransactionStart = FNextRecipient;
+        return sendMailFrom();
+    }
     // The mail is accepted: a server that hangs up without answering QUIT
     // changes nothing.
-    QTimer::singleShot(2000, this, [this] {
-        if (FState == State::Quit)
-            finish();
-    });
+    sendQuit();
 }
 
 }  // namespace kalvex

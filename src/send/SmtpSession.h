@@ -2,9 +2,13 @@
 // One SMTP exchange over QSslSocket as an explicit state machine:
 // greeting, EHLO, STARTTLS, EHLO again, AUTH, MAIL, RCPT, DATA, QUIT. The
 // caller blocks in Run() while a local event loop drives the socket, so the
-// windows keep repainting; one thread only.
+// windows keep repainting; one thread only. A server that refuses
+// recipients with 452 (too many) gets the rest in further transactions on
+// the same connection.
 
+#include "mailinterface/MailAddress.h"
 #include "send/MimeBuilder.h"
+#include "send/SmtpReply.h"
 
 #include "config/KalvexError.h"
 
@@ -38,6 +42,7 @@ struct TSmtpSettings {
     int connectTimeoutMs = 30000;
     int replyTimeoutMs = 60000;
     int dataEndTimeoutMs = 600000;   // a server may scan a large mail for a while
+    int quitTimeoutMs = 1000;        // the answer to QUIT changes nothing
 };
 
 // The questions the protocol raises on the way; the windows answer with
@@ -52,14 +57,18 @@ public:
 };
 
 // The failures of the exchange, so that one place can word them.
+// A negative reply: the message is the server's reply, sanitised.
 class ESmtpReply : public EKalvex {
 public:
-    ESmtpReply(int code, const QString& text) : EKalvex(QStringLiteral("%1 %2").arg(code).arg(text)), FCode(code) {}
-    explicit ESmtpReply(const QString& message) : EKalvex(message), FCode(0) {}
+    explicit ESmtpReply(const TSmtpReply& reply) : EKalvex(reply.Sanitized()), FCode(reply.code) {}
     int Code() const { return FCode; }
 
 private:
     int FCode;
+};
+// The server broke the protocol; the message is the German text for the user.
+class ESmtpProtocol : public EKalvex {
+    using EKalvex::EKalvex;
 };
 class ESmtpNoCommonSasl : public EKalvex {
     using EKalvex::EKalvex;
@@ -75,8 +84,8 @@ class ESmtpCancelled : public EKalvex {
 };
 
 struct TSmtpEnvelope {
-    QString from;
-    QStringList recipients;   // To, Cc and Bcc
+    TMailbox from;
+    std::vector<TMailbox> recipients;   // To, Cc and Bcc
 };
 
 class TSmtpSession : public QObject {
@@ -96,19 +105,18 @@ public:
     const QByteArray& ChosenMechanism() const { return FMechanismName; }
 
 private:
-    struct Reply {
-        int code = 0;
-        QStringList lines;
-    };
+    using Reply = TSmtpReply;
 
+    void connectSocket();
     void onConnected();
     void onEncrypted();
     void onReadyRead();
+    void takeReplies();
     void onSocketError(QAbstractSocket::SocketError error);
+    void onSslErrors(const QList<QSslError>& errors);
     void onDisconnected();
     void onTimeout();
     void onReply(const Reply& reply);
-    bool takeReply(Reply& reply);
 
     void handleGreeting(const Reply& r);
     void handleEhlo(const Reply& r, bool again);
@@ -121,16 +129,33 @@ private:
     void handleDataEnd(const Reply& r);
 
     void sendCommand(const QByteArray& line, State next, int timeoutMs = -1);
+    void armTimer(int ms);
     void sendEhlo(State next);
+    void readCapabilities(const Reply& r);
     void afterEhlo();
     void startAuthOrMail();
+    bool refuseBeforeMail();
+    void startAuth(TSaslMechanism* mechanism);
+    void answerChallenge(const Reply& r);
+    void sendMailFrom();
+    QByteArray envelopeAddress(const TMailbox& mailbox) const;
     void sendNextRecipient();
+    void sendQuit();
+    void rewindBody();
     void pumpBody();
     QByteArray nextBodyChunk();
+    // Ends with a QUIT where the protocol allows one (a refusal, a cancel).
     void fail(std::exception_ptr error);
     template <class E>
     void failWith(const QString& message) { fail(std::make_exception_ptr(E(message))); }
-    void finish();
+    void failReply(const Reply& r) { fail(std::make_exception_ptr(ESmtpReply(r))); }
+    // Ends at once: the line is dead or cannot be trusted any more.
+    void abortWith(std::exception_ptr error);
+    template <class E>
+    void abortWith(const QString& message) { abortWith(std::make_exception_ptr(E(message))); }
+    bool atCommandBoundary() const;
+    void leave();
+    void reportTlsFailure();
     void step(const QString& text);
 
     TSmtpSettings FSettings;
@@ -141,16 +166,22 @@ private:
     QTimer FCancelPoll;
     QEventLoop* FLoop = nullptr;
     State FState = State::Idle;
-    QByteArray FBuffer;
-    Reply FPending;
+    int FTimeoutMs = 0;   // what the running timer was set to, for the message
+    TSmtpReplyParser FParser;
     std::exception_ptr FError;
+    bool FTlsFailureShown = false;
     TSmtpEnvelope FEnvelope;
-    int FNextRecipient = 0;
-    QList<QByteArray> FCapabilities;
+    size_t FTransactionStart = 0;   // the first recipient of the running transaction
+    size_t FNextRecipient = 0;
+    QList<QByteArray> FCapabilities;   // the keywords of the EHLO reply
     QList<QByteArray> FAuthMechanisms;
+    qint64 FSizeLimit = 0;             // SIZE of the EHLO reply; 0 none
+    bool FUseSmtpUtf8 = false;
     std::vector<std::unique_ptr<TSaslMechanism>> FMechanisms;
     TSaslMechanism* FMechanism = nullptr;
     QByteArray FMechanismName;
+    int FAuthSteps = 0;                // challenges answered for the running mechanism
+    qint64 FMessageSize = 0;           // octets of the message as SIZE counts them
     // The body as it streams out.
     std::vector<TMimeSegment> FMessage;
     size_t FSegment = 0;

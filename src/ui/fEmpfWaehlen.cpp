@@ -201,11 +201,11 @@ TFormEmpfWaehlen::TFormEmpfWaehlen(TQMBDatabaseHandler& handler, TAdressDB* adr,
     auto* book = new QWidget(tabs);
     buildAddressBook(book);
     tabs->addTab(book, Tx(2212, "Eigenes Adressbuch"));
-    if (mode == TEmpfWaehlenMode::emAuswahl) {
-        auto* host = new QWidget(tabs);
-        buildHostPage(host);
-        tabs->addTab(host, Tx(2213, "Adressdatenbank"));
-    }
+    // The host's addresses are shown in both modes: managing the own book
+    // means looking up who the host already knows.
+    auto* host = new QWidget(tabs);
+    buildHostPage(host);
+    tabs->addTab(host, Tx(2213, "Adressdatenbank"));
     layout->addWidget(tabs, 3);
     layout->addWidget(mode == TEmpfWaehlenMode::emAuswahl ? buildSelectionButtons() : buildManagementButtons(), 2);
     LoadWindowGeometry(this, kGeometrySection);

@@ -61,7 +61,7 @@ public:
     QList<QAction*> Commands() const;
 
     QTreeWidget* tvAdressen;
-    QTableWidget* gridHost;
+    QTableWidget* gridHost = nullptr;
     QTableWidget* gridAuswahl;
     QLineEdit* edSuche;
     QTabWidget* tabs;

@@ -14,6 +14,18 @@ TEST(Mime, HeaderAndBodyEncoders)
         EXPECT_LE(line.size(), 77);
     EXPECT_FALSE(word.contains("\r\n\r\n"));
     EXPECT_TRUE(word.startsWith("=?UTF-8?B?"));
+    EXPECT_LE(word.left(word.indexOf('\r')).size(), 76 - 9);   // "Subject: " stands before it
+
+    // Long encoded names and many addresses: folded between words and
+    // after commas, no line over 76.
+    std::vector<TMailbox> list;
+    for (int i = 0; i < 6; ++i)
+        list.push_back({QString::fromUtf8("Schäfer-Müller Großbaustellen Nord-Süd GmbH %1").arg(i), "anna", "example.org"});
+    list.push_back({"Plain Name, With Comma", "b", "example.org"});
+    const QByteArray to = AddressHeader("To", list);
+    EXPECT_TRUE(to.endsWith(" <anna@example.org>,\r\n \"Plain Name, With Comma\" <b@example.org>\r\n")) << to.data();
+    for (const QByteArray& line : to.split('\n'))
+        EXPECT_LE(line.size(), 77) << line.data();
 
     const QByteArray qp = EncodeQuotedPrintable(QString::fromUtf8("a=b ü\nZeile mit Blank \n") + QString(200, 'y'));
     EXPECT_TRUE(qp.startsWith("a=3Db =C3=BC\r\nZeile mit Blank=20\r\n"));

@@ -1,6 +1,7 @@
 #pragma once
-// Starts the Python SMTP peer (tests/smtp/smtp_server.py) on 127.0.0.1 for
-// one test and stops it again; reads what it received.
+// Starts a Python SMTP peer on 127.0.0.1 for one test and stops it again;
+// reads what it received. The peer is aiosmtpd (smtp_server.py) or the
+// deliberately broken server (smtp_fault_server.py).
 
 #include <QCoreApplication>
 #include <QDir>
@@ -9,6 +10,13 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QThread>
+#include <ostream>
+
+// Failure output shows texts, not bytes.
+inline void PrintTo(const QString& text, std::ostream* os)
+{
+    *os << '"' << text.toStdString() << '"';
+}
 
 namespace kalvex::testing {
 
@@ -41,13 +49,13 @@ inline QPair<QString, QString> Certificate()
 
 class SmtpServer {
 public:
-    explicit SmtpServer(QStringList args)
+    explicit SmtpServer(QStringList args, const QString& script = QStringLiteral("smtp_server.py"))
     {
         App();
         const auto [cert, key] = Certificate();
         args << "--maildir" << FDir.path() << "--cert" << cert << "--key" << key;
         FProcess.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        FProcess.start("/usr/bin/python3", QStringList{SourceDir() + "/tests/smtp/smtp_server.py"} + args);
+        FProcess.start("/usr/bin/python3", QStringList{SourceDir() + "/tests/smtp/" + script} + args);
         FProcess.waitForStarted(10000);
         for (int i = 0; i < 100 && FPort == 0; ++i) {
             FProcess.waitForReadyRead(200);
@@ -67,11 +75,20 @@ public:
     bool Running() const { return FPort != 0; }
     QString MailFile(int n) const { return FDir.filePath(QString("mail%1.eml").arg(n, 4, 10, QChar('0'))); }
     int MailCount() const { return QDir(FDir.path()).entryList({"*.eml"}).size(); }
-    QStringList Envelope(int n) const
+    QStringList Envelope(int n) const { return readLines(MailFile(n) + ".rcpt"); }
+    // The MAIL FROM line of a message (with its parameters).
+    QString MailLine(int n) const { return readLines(MailFile(n) + ".mail").value(0); }
+    // The command lines the fault server received, once it has seen the
+    // client's connections close (it writes "CLOSED" then).
+    QStringList Transcript(int connections = 1) const
     {
-        QFile f(MailFile(n) + ".rcpt");
-        f.open(QIODevice::ReadOnly);
-        return QString::fromUtf8(f.readAll()).split('\n', Qt::SkipEmptyParts);
+        QStringList lines;
+        for (int i = 0; i < 100 && lines.count("CLOSED") < connections; ++i) {
+            if (i > 0)
+                QThread::msleep(50);
+            lines = readLines(FDir.filePath("transcript.txt"));
+        }
+        return lines;
     }
     // What Python's email package makes of the message.
     QJsonObject Parsed(int n) const
@@ -83,6 +100,13 @@ public:
     }
 
 private:
+    static QStringList readLines(const QString& path)
+    {
+        QFile f(path);
+        f.open(QIODevice::ReadOnly);
+        return QString::fromUtf8(f.readAll()).split('\n', Qt::SkipEmptyParts);
+    }
+
     QTemporaryDir FDir;
     QProcess FProcess;
     quint16 FPort = 0;

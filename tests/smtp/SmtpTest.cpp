@@ -169,14 +169,15 @@ TEST_F(SmtpTest, ImplicitTlsWithCramMd5AndCertificateChecking)
 
     TEMail wrong = simpleMail();
     r = sendTo(server, wrong, true, "kalvex", "falsch");
-    EXPECT_EQ(r.message, "Der SMTP-Server antwortet nicht. Bitte überprüfen Sie die Verbindungseinstellungen.");
+    EXPECT_EQ(r.message, "Der SMTP-Server antwortet nicht. Bitte überprüfen Sie die Verbindungseinstellungen. "
+                         "Antwort des Servers: 535 5.7.8 Authentication credentials invalid");
 
     // Checking switched on: the self-signed certificate is refused.
     TRecordingMessages messages;
     TEMail checked = simpleMail();
     r = sendTo(server, checked, true, "kalvex", "geheim", &messages, 0, 5000, true);
     EXPECT_EQ(r.message, "Es konnte keine verschlüsselte Verbindung (TLS/SSL) aufgebaut werden..");
-    EXPECT_TRUE(messages.Texts(TRecordingMessages::Kind::Information).contains("TLSHandShake Failed"));
+    EXPECT_EQ(messages.Texts(TRecordingMessages::Kind::Information), QStringList{"TLSHandShake Failed"});
     EXPECT_EQ(server.MailCount(), 1);
 }
 
@@ -204,7 +205,8 @@ TEST_F(SmtpTest, ServerFailuresAtEachStep)
         TRecordingMessages messages;
         TEMail mail = simpleMail();
         const SendResult r = sendTo(server, mail, false, {}, {}, &messages);
-        EXPECT_EQ(r.message, "Der SMTP-Server antwortet nicht. Bitte überprüfen Sie die Verbindungseinstellungen.") << step;
+        EXPECT_EQ(r.message, "Der SMTP-Server antwortet nicht. Bitte überprüfen Sie die Verbindungseinstellungen. "
+                             "Antwort des Servers: 451 try later") << step;
         EXPECT_EQ(mail.FStatus, TMailStatus::stUndefined) << step;
         EXPECT_TRUE(Log().contains("TEMailVersand.Send - 451 try later")) << step;
         if (QByteArray(step) == "RCPT") {
@@ -247,4 +249,65 @@ TEST_F(SmtpTest, BadInputNeverReachesTheServer)
     noFrom.FVon.clear();
     EXPECT_EQ(sendTo(server, noFrom, false).message, "Es wurde kein Absender angegeben.");
     EXPECT_EQ(server.MailCount(), 0);
+}
+
+// With SMTPUTF8 international addresses go as they are; without it the
+// domain goes in its IDNA form and a non-ASCII local part is refused.
+TEST_F(SmtpTest, InternationalAddressesUseSmtpUtf8OrIdna)
+{
+    SmtpServer utf8({"--smtputf8"});
+    ASSERT_TRUE(utf8.Running());
+    TEMail mail = simpleMail();
+    mail.FAn = {QString::fromUtf8("Jürgen Groß <jürgen@müller.example>, anna@bücher.example")};
+    SendResult r = sendTo(utf8, mail, false);
+    ASSERT_TRUE(r.ok) << r.message.toStdString();
+    EXPECT_EQ(utf8.Envelope(1), (QStringList{"absender@example.org", QString::fromUtf8("jürgen@müller.example"),
+                                             QString::fromUtf8("anna@bücher.example")}));
+    EXPECT_TRUE(utf8.MailLine(1).contains("SMTPUTF8")) << utf8.MailLine(1).toStdString();
+    QFile raw(utf8.MailFile(1));
+    ASSERT_TRUE(raw.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(raw.readAll().contains("To: =?UTF-8?B?SsO8cmdlbiBHcm/Dnw==?= <j\xc3\xbcrgen@m\xc3\xbcller.example>,\r\n"
+                                       " anna@xn--bcher-kva.example\r\n"));
+
+    SmtpServer ascii({});
+    ASSERT_TRUE(ascii.Running());
+    TEMail idn = simpleMail();
+    idn.FAn = {QString::fromUtf8("Anna Bücher <anna@bücher.example>")};
+    r = sendTo(ascii, idn, false);
+    ASSERT_TRUE(r.ok) << r.message.toStdString();
+    EXPECT_EQ(ascii.Envelope(1), (QStringList{"absender@example.org", "anna@xn--bcher-kva.example"}));
+    EXPECT_FALSE(ascii.MailLine(1).contains("SMTPUTF8"));
+    EXPECT_EQ(ascii.Parsed(1)["to"].toString(), QString::fromUtf8("Anna Bücher <anna@xn--bcher-kva.example>"));
+    TEMail wide = simpleMail();
+    wide.FCc = {QString::fromUtf8("jürgen@example.org")};
+    EXPECT_EQ(sendTo(ascii, wide, false).message,
+              QString::fromUtf8("Die Adresse jürgen@example.org enthält vor dem @ Zeichen außerhalb von ASCII. "
+                                "Der SMTP-Server kann solche Adressen nicht annehmen (SMTPUTF8 fehlt)."));
+    EXPECT_EQ(ascii.MailCount(), 1);
+}
+
+// Lists in one entry become one RCPT each; bad forms are refused before
+// any connection, named as written.
+TEST_F(SmtpTest, AddressListsAndDisplayNames)
+{
+    SmtpServer server({});
+    ASSERT_TRUE(server.Running());
+    TEMail mail = simpleMail();
+    mail.FVon = QString::fromUtf8("Büro Schäfer <absender@example.org>");
+    mail.FAn = {"a@example.org,b@example.org", "\"Albers, Bernd\" <bernd@example.org>"};
+    mail.FCc = {"a@example.org"};
+    SendResult r = sendTo(server, mail, false);
+    ASSERT_TRUE(r.ok) << r.message.toStdString();
+    EXPECT_EQ(server.Envelope(1), (QStringList{"absender@example.org", "a@example.org", "b@example.org",
+                                               "bernd@example.org"}));
+    const QJsonObject m = server.Parsed(1);
+    EXPECT_TRUE(m["problems"].toArray().isEmpty()) << QJsonDocument(m["problems"].toArray()).toJson().toStdString();
+    EXPECT_EQ(m["from"].toString(), QString::fromUtf8("Büro Schäfer <absender@example.org>"));
+    EXPECT_EQ(m["to"].toString(), "a@example.org, b@example.org, \"Albers, Bernd\" <bernd@example.org>");
+    for (const char* bad : {"@", "a@", "@b", "a@@b", "a@x)", "Anna <a@x.org"}) {
+        TEMail refused = simpleMail();
+        refused.FAn = {QString("ok@example.org, ") + bad};
+        EXPECT_EQ(sendTo(server, refused, false).message, QString("Die Adresse %1 scheint fehlerhaft zu sein.").arg(bad));
+    }
+    EXPECT_EQ(server.MailCount(), 1);
 }

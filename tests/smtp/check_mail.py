@@ -17,6 +17,9 @@ for i, line in enumerate(lines):
     if len(line) > 998:
         problems.append("line %d longer than 998" % i)
 head = raw.split(b"\r\n\r\n", 1)[0]
+for line in head.split(b"\r\n"):
+    if len(line) > 76 and b"filename*" not in line:
+        problems.append("header line over 76: %r" % line[:100])
 names = [l.split(b":", 1)[0].lower() for l in head.split(b"\r\n") if l and not l[:1].isspace()]
 for single in [b"from", b"to", b"cc", b"bcc", b"subject", b"date", b"message-id"]:
     if names.count(single) > 1:

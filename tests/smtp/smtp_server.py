@@ -44,6 +44,7 @@ class Handler:
         if args.fail_at == "MAIL":
             return args.fail_reply
         envelope.mail_from = address
+        envelope.mail_options.extend(mail_options)
         return "250 OK"
 
     async def handle_RCPT(self, server, session, envelope, address, rcpt_options):
@@ -59,8 +60,10 @@ class Handler:
         name = os.path.join(args.maildir, "mail%04d.eml" % self.count)
         with open(name + ".tmp", "wb") as f:
             f.write(envelope.original_content)
-        with open(name + ".rcpt", "w") as f:
+        with open(name + ".rcpt", "w", encoding="utf-8") as f:
             f.write(envelope.mail_from + "\n" + "\n".join(envelope.rcpt_tos) + "\n")
+        with open(name + ".mail", "w", encoding="utf-8") as f:
+            f.write(" ".join(["MAIL FROM:<%s>" % envelope.mail_from] + envelope.mail_options) + "\n")
         os.rename(name + ".tmp", name)
         return "250 Message accepted"
 
@@ -122,6 +125,7 @@ def main():
     p.add_argument("--maildir", default=".")
     p.add_argument("--fail-at", default="", choices=["", "MAIL", "RCPT", "END"])
     p.add_argument("--fail-reply", default="550 refused")
+    p.add_argument("--smtputf8", action="store_true", help="announce SMTPUTF8")
     args = p.parse_args()
 
     if args.mode != "aiosmtpd":
@@ -138,7 +142,7 @@ def main():
     all_mechs = ["PLAIN", "LOGIN", "CRAM-MD5"]
     kwargs = dict(hostname="127.0.0.1", port=port, authenticator=authenticator,
                   auth_exclude_mechanism=[m for m in all_mechs if m not in offered],
-                  auth_require_tls=False, data_size_limit=None)
+                  auth_require_tls=False, data_size_limit=None, enable_SMTPUTF8=args.smtputf8)
     if not offered:
         kwargs["auth_required"] = False
     if args.tls == "starttls":

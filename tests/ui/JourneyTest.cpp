@@ -25,6 +25,7 @@
 #include <QMessageBox>
 #include <QProgressDialog>
 #include <QPushButton>
+#include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QTableWidget>
 #include <QTest>
@@ -130,12 +131,34 @@ private:
     std::function<void(QDialog&)> FOnDialog;
 };
 
+// Calls what the user does once the distribution window is up and modal
+// (not before: something may spin the event loop while it is being made).
+void whenWindowIsUp(std::function<void(TMainForm&)> act)
+{
+    auto* poll = new QTimer;
+    poll->setInterval(10);
+    QObject::connect(poll, &QTimer::timeout, [poll, act] {
+        auto* w = qobject_cast<TMainForm*>(QApplication::activeModalWidget());
+        if (!w || !w->isVisible())
+            return;
+        poll->stop();
+        poll->deleteLater();
+        act(*w);
+        if (w->isVisible()) {
+            ADD_FAILURE() << "the journey left the window open";
+            w->done(QDialog::Rejected);
+        }
+    });
+    poll->start();
+}
+
 class Journey : public ::testing::Test {
 protected:
     // The application comes before the installation and the user's timer.
     struct TAppFirst {
         TAppFirst()
         {
+            QSqlDatabase::connectionNames();   // Qt SQL's globals must outlive the application
             kalvex::testing::WidgetApp();
             qunsetenv("KALVEX_AUTOCLOSE");
         }
@@ -154,12 +177,9 @@ protected:
     // Runs the window modally as the module does; the script is the user.
     TDistributionWindowResult run(TDistributionSession& session, const std::function<void(TMainForm&)>& script)
     {
-        QTimer::singleShot(0, [&session, script] {
-            script(session.Window());
-            if (session.Window().isVisible()) {
-                ADD_FAILURE() << "the journey left the window open";
-                session.Window().done(QDialog::Rejected);
-            }
+        whenWindowIsUp([&session, script](TMainForm& w) {
+            EXPECT_EQ(&w, &session.Window());
+            script(w);
         });
         return session.Run();
     }
@@ -393,20 +413,18 @@ TEST_F(HostJourney, Version3TellsSentFromClosedAndVersion2TheChosenTemplate)
     SmtpServer server({});
     useServer(server);
     TStreamRef to = recipients("b.albers@example.org");
-    QTimer::singleShot(0, [] {
-        auto* w = qobject_cast<TMainForm*>(QApplication::activeModalWidget());
-        ASSERT_NE(w, nullptr);
-        EXPECT_EQ(w->Model().Recipients.size(), 1u);
-        w->edBetreff->setText("Vom Host");
-        w->barbtSend->trigger();
-        w->close();
+    whenWindowIsUp([](TMainForm& w) {
+        EXPECT_EQ(w.Model().Recipients.size(), 1u);
+        w.edBetreff->setText("Vom Host");
+        w.barbtSend->trigger();
+        w.close();
     });
     EXPECT_EQ(mail->ShowVerteilerFormTemplate(0, 1031, "", "", to.Interface(), nullptr, "", "", "", nullptr),
               KALVEX_EXIT_SENT);
     EXPECT_EQ(server.MailCount(), 1);
     EXPECT_EQ(site.Module->Handler().CalcSQL_Int(-1, "select count(*) from KVXTempEmpf"), 1);
 
-    QTimer::singleShot(0, [] { QApplication::activeModalWidget()->close(); });
+    whenWindowIsUp([](TMainForm& w) { w.close(); });
     QUuid chosen = QUuid::createUuid();
     EXPECT_EQ(mail->ShowVerteilerFormTemplate(0, 1031, "", "", nullptr, nullptr, "", site.Kind.toString(),
                                               "{94170175-0000-0000-0000-000000000000}", &chosen),

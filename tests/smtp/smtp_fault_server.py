@@ -1,0 +1,238 @@
+#!/usr/bin/python3
+"""A deliberately broken SMTP server for the faults aiosmtpd cannot produce:
+endless replies, endless AUTH challenges, 452 after a number of recipients,
+STARTTLS without a handshake, chosen refusals at any step, a SIZE limit.
+Plain asyncio sockets. Prints READY <port> when it listens.
+
+Every command line it receives goes to <maildir>/transcript.txt (AUTH
+responses included, message lines not), and "CLOSED" when the client has
+gone. Each accepted message is written with dot-stuffing undone to
+mailNNNN.eml, its envelope to mailNNNN.eml.rcpt and the MAIL FROM line to
+mailNNNN.eml.mail."""
+import argparse
+import asyncio
+import base64
+import os
+
+args = None
+count = 0
+
+
+def record(text):
+    with open(os.path.join(args.maildir, "transcript.txt"), "a", encoding="utf-8") as f:
+        f.write(text + "\n")
+
+
+def save(data, mail_line, mail_from, rcpts):
+    global count
+    count += 1
+    name = os.path.join(args.maildir, "mail%04d.eml" % count)
+    with open(name + ".rcpt", "w", encoding="utf-8") as f:
+        f.write(mail_from + "\n" + "\n".join(rcpts) + "\n")
+    with open(name + ".mail", "w", encoding="utf-8") as f:
+        f.write(mail_line + "\n")
+    with open(name + ".tmp", "wb") as f:
+        f.write(data)
+    os.rename(name + ".tmp", name)
+
+
+def address_of(line):
+    text = line.decode("utf-8", "replace")
+    return text[text.find("<") + 1:text.find(">")]
+
+
+class Session:
+    def __init__(self, reader, writer):
+        self.reader = reader
+        self.writer = writer
+        self.mail_line = ""
+        self.mail_from = ""
+        self.rcpts = []
+        self.rcpt_count = 0
+
+    async def send(self, line):
+        self.writer.write(line.encode("utf-8") + b"\r\n")
+        await self.writer.drain()
+
+    async def reply(self, step, default):
+        await self.send(args.reply.get(step, default))
+
+    async def readline(self):
+        line = await self.reader.readline()
+        if not line:
+            raise ConnectionResetError()
+        text = line.rstrip(b"\r\n").decode("utf-8", "backslashreplace")
+        record(text)
+        return line.rstrip(b"\r\n")
+
+    async def flood(self, first, chunk):
+        await self.send(first)
+        while True:
+            self.writer.write(chunk)
+            await self.writer.drain()
+
+    async def ehlo(self):
+        if args.fault == "endless-multiline":
+            await self.flood("250-fault.test", b"250-" + b"x" * 60 + b"\r\n")
+        if args.fault == "endless-line":
+            await self.flood("250-fault.test", b"x" * 65536)
+        if "EHLO" in args.reply:
+            return await self.reply("EHLO", "")
+        lines = ["fault.test", "8BITMIME"]
+        if args.starttls:
+            lines.append("STARTTLS")
+        if args.auth:
+            lines.append("AUTH " + args.auth)
+        if args.size >= 0:
+            lines.append("SIZE %d" % args.size)
+        if args.smtputf8:
+            lines.append("SMTPUTF8")
+        for line in lines[:-1]:
+            self.writer.write(("250-" + line + "\r\n").encode())
+        await self.send("250 " + lines[-1])
+
+    async def respond(self, challenge):
+        await self.send("334 " + base64.b64encode(challenge).decode())
+        return base64.b64decode(await self.readline())
+
+    async def endless_challenges(self):
+        n = 0
+        while True:
+            n += 1
+            await self.send("334 " + base64.b64encode(b"challenge %d" % n).decode())
+            await self.readline()
+
+    async def auth(self, line):
+        parts = line.split()
+        mech = parts[1].decode().upper() if len(parts) > 1 else ""
+        initial = base64.b64decode(parts[2]) if len(parts) > 2 and parts[2] != b"=" else None
+        if args.fault == "endless-334":
+            return await self.endless_challenges()
+        ok = mech in args.auth.split()
+        if mech == "LOGIN":
+            user = await self.respond(b"Username:")
+            password = await self.respond(b"Password:")
+            ok = ok and user.decode() == args.user and password.decode() == args.password
+        elif mech == "PLAIN":
+            data = initial if initial is not None else await self.respond(b"")
+            ok = ok and data.split(b"\0")[1:] == [args.user.encode(), args.password.encode()]
+        elif mech in ("OTP", "SKEY"):
+            if initial is None:
+                await self.respond(b"")
+            await self.respond(b"otp-md5 499 ke1234 ext")
+        if not ok or mech in args.fail_auth.split():
+            return await self.send("535 5.7.8 Authentication credentials invalid")
+        await self.reply("AUTH", "235 2.7.0 Authentication successful")
+
+    async def rcpt(self, line):
+        self.rcpt_count += 1
+        if args.rcpt_limit and self.rcpt_count >= args.rcpt_limit:
+            return await self.send("452 4.5.3 Too many recipients")
+        if "RCPT" in args.reply:
+            return await self.reply("RCPT", "")
+        self.rcpts.append(address_of(line))
+        await self.send("250 OK")
+
+    async def data(self):
+        if "DATA" in args.reply:
+            return await self.reply("DATA", "")
+        await self.send("354 go ahead")
+        data = bytearray()
+        while True:
+            line = await self.reader.readline()
+            if not line:
+                raise ConnectionResetError()
+            if line == b".\r\n":
+                break
+            data += line[1:] if line.startswith(b".") else line
+        record("DATA-END %d" % len(data))
+        if args.size > 0 and len(data) > args.size:
+            return await self.send("552 5.3.4 Message size exceeds fixed limit")
+        if "END" in args.reply:
+            return await self.reply("END", "")
+        save(bytes(data), self.mail_line, self.mail_from, self.rcpts)
+        await self.send("250 Message accepted")
+
+    async def mail(self, line):
+        self.mail_line = line.decode("utf-8", "replace")
+        self.mail_from = address_of(line)
+        self.rcpts = []
+        self.rcpt_count = 0
+        await self.reply("MAIL", "250 OK")
+
+    async def command(self, line):
+        verb = line.split(b" ", 1)[0].split(b":", 1)[0].upper()
+        if verb == b"EHLO":
+            await self.ehlo()
+        elif verb == b"STARTTLS":
+            await self.send("220 go ahead")
+            if args.fault == "starttls-stall":
+                while await self.reader.read(4096):   # the client's handshake, never answered
+                    pass
+                raise ConnectionResetError()
+        elif verb == b"AUTH":
+            await self.auth(line)
+        elif verb == b"MAIL":
+            await self.mail(line)
+        elif verb == b"RCPT":
+            await self.rcpt(line)
+        elif verb == b"DATA":
+            await self.data()
+        elif verb == b"QUIT":
+            await self.send("221 bye")
+            return False
+        else:
+            await self.send("250 OK" if verb in (b"HELO", b"RSET", b"NOOP") else "500 unknown")
+        return True
+
+    async def run(self):
+        await self.reply("GREETING", "220 fault.test ready")
+        while await self.command(await self.readline()):
+            pass
+
+
+async def client(reader, writer):
+    try:
+        await Session(reader, writer).run()
+    except (ConnectionError, asyncio.IncompleteReadError):
+        pass
+    finally:
+        record("CLOSED")
+        writer.close()
+
+
+async def serve():
+    server = await asyncio.start_server(client, "127.0.0.1", args.port, limit=1 << 20)
+    print("READY %d" % server.sockets[0].getsockname()[1], flush=True)
+    async with server:
+        await server.serve_forever()
+
+
+def main():
+    global args
+    p = argparse.ArgumentParser()
+    p.add_argument("--port", type=int, default=0)
+    p.add_argument("--maildir", default=".")
+    p.add_argument("--cert", default="")   # given to every test server; no TLS here
+    p.add_argument("--key", default="")
+    p.add_argument("--fault", default="none",
+                   choices=["none", "endless-multiline", "endless-line", "endless-334", "starttls-stall"])
+    p.add_argument("--reply", action="append", default=[], help="STEP=reply line; GREETING EHLO AUTH MAIL RCPT DATA END")
+    p.add_argument("--rcpt-limit", type=int, default=0, help="452 on this recipient of each transaction")
+    p.add_argument("--auth", default="", help="mechanisms announced, blank-separated")
+    p.add_argument("--fail-auth", default="", help="mechanisms that end in 535")
+    p.add_argument("--user", default="kalvex")
+    p.add_argument("--password", default="geheim")
+    p.add_argument("--size", type=int, default=-1, help="SIZE announced and enforced; -1 none")
+    p.add_argument("--starttls", action="store_true")
+    p.add_argument("--smtputf8", action="store_true")
+    args = p.parse_args()
+    args.reply = dict(r.split("=", 1) for r in args.reply)
+    try:
+        asyncio.run(serve())
+    except KeyboardInterrupt:
+        pass
+
+
+if __name__ == "__main__":
+    main()
