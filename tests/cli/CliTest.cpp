@@ -371,6 +371,42 @@ TEST_F(CliTest, APasswordOverAPlainConnectionIsWarnedAboutOnce)
     EXPECT_EQ(warnings(run({"test-connection"})), 0);
 }
 
+// A full disk after delivery: the mail went out, so it is reported as sent
+// but not logged (exit 4), and the log file keeps it; it is never reported
+// as aborted, which would lead the user to send it again.
+TEST_F(CliTest, ADeliveredMailThatCannotBeLoggedIsReportedAsSent)
+{
+    SmtpServer server({});
+    ASSERT_TRUE(server.Running());
+    ASSERT_EQ(run({"config", "--direct", "--host", "127.0.0.1", "--port", QString::number(server.Port()), "--encrypted",
+                   "0", "--sender", "cli@example.org"}).code, 0);
+    ASSERT_EQ(run({"list"}).code, 0);   // the store exists
+    const QString store = dir.filePath("common/Common04/kalvex.db");
+    const QString attachment = dir.filePath("plan.bin");
+    QFile f(attachment);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(QByteArray(300000, 'x'));
+    f.close();
+    // No file may grow past the store's present size: the store's next write fails as on a full disk.
+    const qint64 blocks = QFileInfo(store).size() / 512;
+    auto p = std::make_unique<QProcess>();
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("KALVEX_REGISTRY", dir.filePath("registry.ini"));
+    p->setProcessEnvironment(env);
+    p->start("/bin/sh", {"-c", QString("trap '' XFSZ; ulimit -f %1; exec \"$0\" \"$@\"").arg(blocks), KALVEX_CLI,
+                         "--install-key", "Cli", "send", "--to", "a@example.org", "--subject", "Plan", "--body", "Anbei",
+                         "--attach", attachment});
+    ASSERT_TRUE(p->waitForFinished(60000));
+    const Result r = resultOf(*p);
+    EXPECT_EQ(r.code, 4) << r.err.toStdString();
+    EXPECT_TRUE(r.err.contains("gesendet, aber nicht im Protokoll gespeichert")) << r.err.toStdString();
+    EXPECT_FALSE(r.err.contains("abgebrochen")) << r.err.toStdString();
+    EXPECT_EQ(server.MailCount(), 1);
+    EXPECT_EQ(storedMails(), 0);
+    const QString log = QString::fromUtf8(readBytes(dir.filePath("common/Common04/KVXLog/logfile_kalvex.txt")));
+    EXPECT_TRUE(log.contains("Gesendet, aber nicht im Protokoll gespeichert: \"Plan\" an a@example.org")) << log.toStdString();
+}
+
 // Without settings the connection test names what is missing.
 TEST_F(CliTest, ConnectionTestNamesTheMissingSettings)
 {
