@@ -9,7 +9,8 @@ SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 DEB_PACKAGES := cmake ninja-build g++ pkg-config qt6-base-dev libqt6sql6-sqlite libgl-dev \
 	libgtest-dev libbenchmark-dev python3 python3-aiosmtpd xdg-utils desktop-file-utils \
 	openssl sqlite3 libsqlite3-dev clang libclang-rt-14-dev \
-	mariadb-server libqt6sql6-mysql libqt6sql6-odbc unixodbc odbc-mariadb tdsodbc mdbtools mrtg-contrib
+	mariadb-server libqt6sql6-mysql libqt6sql6-odbc unixodbc odbc-mariadb tdsodbc mdbtools mrtg-contrib \
+	xvfb xauth xdotool
 
 .PHONY: all deps build test run bench fuzz screenshots clean
 

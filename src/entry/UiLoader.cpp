@@ -1,7 +1,7 @@
 #include "entry/UiLoader.h"
 
 #include <QApplication>
-#include <memory>
+#include <utility>
 
 namespace kalvex {
 
@@ -12,9 +12,13 @@ int gArgc = 1;
 char gProgramName[] = "kalvex";
 char* gArgv[] = {gProgramName, nullptr};
 
-std::unique_ptr<QApplication>& ownedApplication()
+// A plain pointer, not an object with a destructor: a process that ends
+// without finalize, or Qt's own exit when the display connection breaks,
+// runs the exit handlers while the module's windows are still on the
+// stack, and tearing the application down under them crashes the host.
+QApplication*& ownedApplication()
 {
-    static std::unique_ptr<QApplication> app;
+    static QApplication* app = nullptr;
     return app;
 }
 
@@ -35,12 +39,12 @@ void UiLoaderInitialize()
     if (QCoreApplication::instance())
         return;
     chooseHeadlessPlatformIfNeeded();
-    ownedApplication() = std::make_unique<QApplication>(gArgc, gArgv);
+    ownedApplication() = new QApplication(gArgc, gArgv);
 }
 
 void UiLoaderFinalize()
 {
-    ownedApplication().reset();
+    delete std::exchange(ownedApplication(), nullptr);
 }
 
 bool UiLoaderOwnsApplication()
