@@ -13,6 +13,7 @@
 #include "entry/TMail.h"
 #include "entry/WindowWiring.h"
 #include "mailinterface/Empfaenger.h"
+#include "address/AdressDB.h"
 #include "ui/fEmpfWaehlen.h"
 #include "ui/fMainForm.h"
 
@@ -24,6 +25,7 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QProgressDialog>
+#include <QRadioButton>
 #include <QPushButton>
 #include <QSqlDatabase>
 #include <QSqlQuery>
@@ -117,6 +119,7 @@ private:
     {
         if (!FCancelWhen || CancelledAtMs >= 0 || !FCancelWhen(progress.labelText()))
             return;
+        progress.grab().save(QStringLiteral(KALVEX_SCREENSHOT_DIR "/progress-run.png"));   // for a look
         for (QPushButton* b : progress.findChildren<QPushButton*>()) {
             CancelledAtMs = Clock.elapsed();
             QTest::mouseClick(b, Qt::LeftButton);   // a real click: it must get through
@@ -189,7 +192,7 @@ protected:
         w.edBody->setPlainText("Guten Tag,\nanbei die Unterlagen.");
         w.AddRecipientRow({to, {}, {}, 0, 0, 0, TEmpfaengerTyp::elAn});
     }
-    qint64 count(const char* sql) { return site.Module->Handler().CalcSQL_Int(-1, sql); }
+    qint64 count(const char* sql) { return TDatenModul::Instance()->Handler().CalcSQL_Int(-1, sql); }
     QString logFile()
     {
         QFile f(TLogFile::DefaultFileName(site.Path("common") + "/"));
@@ -210,14 +213,26 @@ TEST_F(Journey, SendThenCloseAsksNothing)
 {
     SmtpServer server({});
     useServer(server);
+    const QString plan = site.Path("plan.pdf");
+    QFile file(plan);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("%PDF-1.4 Bauzeitenplan");
+    file.close();
     TDistributionSession session({});
+    QString attachmentState;
     const auto result = run(session, [&](TMainForm& w) {
         compose(w, "Bauzeitenplan", "b.albers@example.org");
+        w.AddAttachmentFiles({plan});
         w.barbtSend->trigger();
+        w.ribbon->setCurrentIndex(1);
+        w.gridGesendet->setCurrentCell(0, 1);
+        if (w.gridGesendetAnhang->rowCount() == 1)
+            attachmentState = w.gridGesendetAnhang->item(0, 2)->text();
         w.barbtProgrammBeenden->trigger();
     });
     EXPECT_EQ(user.Seen(QMessageBox::Information), QStringList{"EMail(s) wurden gesendet."});
     EXPECT_TRUE(user.Seen(QMessageBox::Question).isEmpty());
+    EXPECT_EQ(attachmentState, "gespeichert");   // known without loading the contents
     EXPECT_EQ(server.MailCount(), 1);
     EXPECT_EQ(count(kSent), 1);
     EXPECT_EQ(count(kDrafts), 0);
@@ -422,7 +437,7 @@ TEST_F(HostJourney, Version3TellsSentFromClosedAndVersion2TheChosenTemplate)
     EXPECT_EQ(mail->ShowVerteilerFormTemplate(0, 1031, "", "", to.Interface(), nullptr, "", "", "", nullptr),
               KALVEX_EXIT_SENT);
     EXPECT_EQ(server.MailCount(), 1);
-    EXPECT_EQ(site.Module->Handler().CalcSQL_Int(-1, "select count(*) from KVXTempEmpf"), 1);
+    EXPECT_EQ(count("select count(*) from KVXTempEmpf"), 1);
 
     whenWindowIsUp([](TMainForm& w) { w.close(); });
     QUuid chosen = QUuid::createUuid();
@@ -449,6 +464,37 @@ TEST_F(HostJourney, AddressManagementVersion2ShowsTheHostAddresses)
     mail->ShowMailAdrVerwaltungVersion2(0, 1031);
     EXPECT_EQ(hostRows, 1);
     EXPECT_FALSE(missingNotice);
+}
+
+// Picked recipients take the kind chosen under "Voreinstellung"; a row
+// taken from the host's address database is named by its field Name.
+TEST_F(HostJourney, PickedRecipientsTakeThePresetKind)
+{
+    TDistributionWindowSetup setup;
+    TAdressDB adr(site.Path("pkz") + "/");
+    adr.Load(QString(), "AdressDB", 2026);
+    ASSERT_TRUE(adr.IsOpen());
+    setup.adr = &adr;
+    TDistributionSession session(setup);
+    user.OnDialog([](QDialog& d) {
+        auto* w = qobject_cast<TFormEmpfWaehlen*>(&d);
+        if (!w)
+            return d.reject();
+        w->gridHost->selectAll();
+        w->AddSelectedAs(TEmpfaengerTyp::elAn);   // the kind inside the recipient window
+        w->accept();
+    });
+    run(session, [&](TMainForm& w) {
+        w.rbVoreinstellung[1]->setChecked(true);
+        w.btAusAdrDBUebernehmen->trigger();
+        w.close();
+    });
+    ASSERT_EQ(session.Window().Model().Recipients.size(), 1u);
+    const TComposeRecipient& r = session.Window().Model().Recipients[0];
+    EXPECT_EQ(r.email, "b.albers@example.org");
+    EXPECT_EQ(r.name, "Albers");
+    EXPECT_EQ(r.company, "Albers Hochbau");
+    EXPECT_EQ(r.kind, TEmpfaengerTyp::elCc);
 }
 
 // Before InitInterface the host learns what is missing; a field stream of
