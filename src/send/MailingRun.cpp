@@ -265,6 +265,7 @@ bool TMailingRun::SendDirect(TEMail& mail, bool log)
         if (!FDeps.newSmtpSender)
             throw EKalvex(Tx(1993, "Der direkte Versand ist nicht verfügbar."));
         std::unique_ptr<ISmtpSender> sender = FDeps.newSmtpSender();
+        logPasswordInClearOnce();
         mail.FVon = FConfig.FUser;
         sender->Setup(FConfig.FHost, FConfig.FUser, FConfig.FVerbindungVerschluesselt, FConfig.FPort, FConfig.FPass);
         if (sender->SendMail(mail))
@@ -279,6 +280,15 @@ bool TMailingRun::SendDirect(TEMail& mail, bool log)
     if (log)
         storeSentMail(mail);
     return true;
+}
+
+// The log says once per window that the password travels unencrypted.
+void TMailingRun::logPasswordInClearOnce()
+{
+    if (FPasswordWarningLogged || !FConfig.PasswordInClear())
+        return;
+    FPasswordWarningLogged = true;
+    TLogFile::LogGlobal(false, QStringLiteral("TMainForm.SendenDirekt - ") + PasswordInClearWarning());
 }
 
 // A cancel is the user's wish, not a fault: no error box, result code 1.

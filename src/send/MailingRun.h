@@ -118,10 +118,12 @@ private:
     void storeMail(TEMail& mail, int kind);
     void storeSentMail(TEMail& mail);
     void sendFailed(const QString& reason);
+    void logPasswordInClearOnce();
     void logRecipientResult(const TEMail& mail, const QString& result);
 
     TRunTally FTally;
     QString FLastFailure;   // the reason of the last mail that did not go out
+    bool FPasswordWarningLogged = false;
     TComposeModel& FModel;
     IUserMessages& FMessages;
     TConfig& FConfig;

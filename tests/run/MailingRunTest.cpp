@@ -102,6 +102,12 @@ TEST_F(MailingRunTest, SeparateRunSendsOneMailPerRecipientAndLogsTheFirst)
     EXPECT_EQ(logged("select count(*) from KVXGesendeteMails"), 1);
     EXPECT_EQ(logged("select count(*) from KVXEmpfaenger"), 1);
     EXPECT_TRUE(messages.Entries().empty());   // no summary after a separate run
+    QFile log(TLogFile::DefaultFileName(common));
+    ASSERT_TRUE(log.open(QIODevice::ReadOnly));
+    const QString lines = QString::fromUtf8(log.readAll());
+    EXPECT_EQ(lines.count("Passwort wird unverschlüsselt übertragen"), 1);   // the plain connection, said once
+    EXPECT_EQ(lines.count("Rundschreiben an "), 3);                          // who received the circular
+    EXPECT_EQ(run.Tally().sent, 3);
 }
 
 TEST_F(MailingRunTest, OneMailKeepsTheRecipientKindsAndTheResultCodeCarriesOver)
