@@ -67,6 +67,17 @@ public:
         Module->LoadEMailListeFromDB(true);
     }
     QString Path(const QString& name) const { return FDir.filePath(name); }
+    // Direct sending, without encryption, to a local test server.
+    static void SendDirectTo(quint16 port)
+    {
+        TConfig& config = TConfig::Ensure();
+        config.FSendDirekt = 1;
+        config.FVersandart = TVersandArt::vaDirekt;
+        config.FHost = "127.0.0.1";
+        config.FPort = port;
+        config.FUser = "absender@example.org";
+        config.FVerbindungVerschluesselt = false;
+    }
 
     TDatenModul* Module = nullptr;
     TFelder Fields;

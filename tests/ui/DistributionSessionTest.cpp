@@ -25,12 +25,7 @@ TEST(DistributionSession, TemplateDraftAndSendEndToEnd)
     kalvex::testing::DemoInstallation site;
     kalvex::testing::SmtpServer server({});
     ASSERT_TRUE(server.Running());
-    TConfig& config = TConfig::Ensure();
-    config.FSendDirekt = 1;
-    config.FVersandart = TVersandArt::vaDirekt;
-    config.FHost = "127.0.0.1";
-    config.FPort = server.Port();
-    config.FUser = "absender@example.org";
+    site.SendDirectTo(server.Port());
 
     TDistributionWindowSetup setup;
     setup.art = site.Kind;

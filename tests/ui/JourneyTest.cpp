@@ -169,13 +169,7 @@ protected:
     void useServer(const SmtpServer& server)
     {
         ASSERT_TRUE(server.Running());
-        TConfig& config = TConfig::Ensure();
-        config.FSendDirekt = 1;
-        config.FVersandart = TVersandArt::vaDirekt;
-        config.FHost = "127.0.0.1";
-        config.FPort = server.Port();
-        config.FUser = "absender@example.org";
-        config.FVerbindungVerschluesselt = false;
+        DemoInstallation::SendDirectTo(server.Port());
     }
     // Runs the window modally as the module does; the script is the user.
     TDistributionWindowResult run(TDistributionSession& session, const std::function<void(TMainForm&)>& script)
