@@ -149,10 +149,16 @@ TQMBDatabaseConfig TDatenModul::loadConfig(const TStoreSettings& source, const T
     const TIniFile options(source.file);
     dbConfig.Options.Provider = options.ReadString(QStringLiteral("Options"), QStringLiteral("Provider"), dbConfig.Options.Provider);
     dbConfig.Options.OdbcDriver = options.ReadString(QStringLiteral("Options"), QStringLiteral("OdbcDriver"), QString());
-    if (dbConfig.DatabaseType != TQMBDatabaseConfigType::dbtSQLite) {
+    if (dbConfig.DatabaseType == TQMBDatabaseConfigType::dbtSQLite)
+        completeSQLiteConfig(dbConfig, source, defaults);
+    else
         requireStoreKeys(dbConfig, source);
-        return dbConfig;
-    }
+    return dbConfig;
+}
+
+void TDatenModul::completeSQLiteConfig(TQMBDatabaseConfig& dbConfig, const TStoreSettings& source,
+                                       const TQMBDatabaseConfig& defaults)
+{
     // Older installations named the SQLite file *.db3.
     if (dbConfig.DatabaseName.endsWith(QLatin1String("db3"))) {
         dbConfig.DatabaseName = defaults.DatabaseName;
@@ -163,7 +169,6 @@ TQMBDatabaseConfig TDatenModul::loadConfig(const TStoreSettings& source, const T
         dbConfig.HostName = defaults.HostName;
     if (dbConfig.DatabaseName.trimmed().isEmpty())
         dbConfig.DatabaseName = defaults.DatabaseName;
-    return dbConfig;
 }
 
 // Without its server or its database a store would be some other database

@@ -95,6 +95,8 @@ private:
     bool convertOldAccessStore();   // true when it wrote kalvex.db
     TQMBDatabaseConfig readConfig(const QString& databaseFolder) const;
     static TQMBDatabaseConfig loadConfig(const TStoreSettings& source, const TQMBDatabaseConfig& defaults);
+    static void completeSQLiteConfig(TQMBDatabaseConfig& dbConfig, const TStoreSettings& source,
+                                     const TQMBDatabaseConfig& defaults);
     static void requireStoreKeys(const TQMBDatabaseConfig& dbConfig, const TStoreSettings& source);
     static void readMail(TQMBDataSet& ds, TEMail& mail);
     static void readRecipients(TQMBDataSet* ds, const QHash<int32_t, TEMail*>& byId);

@@ -68,13 +68,14 @@ QVariant TQMBSQLiteDatabaseHandler::StoredValue(const QVariant& v) const
     const TQMBDatabaseConfigOptions& options = db().ConnectionInfo().Options;
     if (v.typeId() == QMetaType::QUuid && options.SqliteGuidFormat == TGuidFormat::dbgfBinary)
         return v.toUuid().toRfc4122();
-    if (v.typeId() != QMetaType::QDateTime || v.isNull())
+    const bool dateTime = v.typeId() == QMetaType::QDateTime || v.typeId() == QMetaType::QDate;
+    if (v.isNull() || !dateTime)
         return TQMBQtSqlDatabaseHandler::StoredValue(v);
-    if (options.SqliteDateTimeFormat == TDateTimeFormat::dbdtfString)
-        return v.toDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
-    if (options.SqliteDateTimeFormat == TDateTimeFormat::dbdtfDelphi)
-        return DateTimeToDays(v.toDateTime());
-    return TQMBQtSqlDatabaseHandler::StoredValue(v);
+    switch (options.SqliteDateTimeFormat) {
+    case TDateTimeFormat::dbdtfString: return v.toDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
+    case TDateTimeFormat::dbdtfDelphi: return DateTimeToDays(v.toDateTime());
+    default: return TQMBQtSqlDatabaseHandler::StoredValue(v);
+    }
 }
 
 // A transaction writes from its first statement on: taking the write lock
