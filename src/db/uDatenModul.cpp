@@ -41,6 +41,7 @@ std::unique_ptr<TDatenModul>& globalModule()
 }
 
 const QString kSection = QStringLiteral("Kalvex");
+const QString kServerDbIni = QStringLiteral("serverdboptions.ini");
 
 QString guidText(const QUuid& guid)
 {
@@ -61,6 +62,18 @@ TMailSender senderOf(const QString& text)
     if (text == QLatin1String("Kalvex"))
         return TMailSender::msKalvex;
     return text == QLatin1String("Standard-E-Mail-Client") ? TMailSender::msStandardClient : TMailSender::msUndefined;
+}
+
+// A kind stored without a field catalogue (NULL, empty, or the 0 that the
+// schema upgrade writes into the column it adds) has no fields. No stream
+// is that short, so "0" is never a catalogue.
+TFelder felderOf(const QVariant& stored)
+{
+    TFelder felder;
+    const QByteArray bytes = stored.isNull() ? QByteArray() : stored.toByteArray();
+    if (!bytes.isEmpty() && bytes != "0")
+        felder.LoadFromBytes(bytes);
+    return felder;
 }
 
 [[noreturn]] void throwNotInitialised()
@@ -97,25 +110,81 @@ void TDatenModul::Free()
     globalModule().reset();
 }
 
-TQMBDatabaseConfig TDatenModul::readConfig(const QString& databaseFolder) const
+QString TDatenModul::GetServerDBIniPfadFromRegistry()
+{
+    return TConfig::Ensure().FProgramDataPath;
+}
+
+// The host's folder and section first, then the installation's data folder,
+// then the module's own settings folder: the first file whose section
+// names a DatabaseType holds the store's settings.
+std::vector<TDatenModul::TStoreSettings> TDatenModul::StoreSettingsSources()
 {
     const TConfig& config = TConfig::Ensure();
-    const QString iniFile = config.IniFolder() + QStringLiteral("serverdboptions.ini");
-    TQMBDatabaseConfig dbConfig;
-    dbConfig.HostName = databaseFolder.isEmpty() ? config.CommonFolder04() : IncludeTrailingSeparator(databaseFolder);
-    dbConfig.DatabaseName = QStringLiteral("kalvex.db");
-    if (TIniFile(iniFile).ValueExists(kSection, QStringLiteral("DatabaseType"))) {
-        TQMBDatabaseFactory::LoadDatabaseConfig(iniFile, kSection, dbConfig);
-        const TIniFile options(iniFile);
-        dbConfig.Options.Provider = options.ReadString(QStringLiteral("Options"), QStringLiteral("Provider"), dbConfig.Options.Provider);
-        dbConfig.Options.OdbcDriver = options.ReadString(QStringLiteral("Options"), QStringLiteral("OdbcDriver"), QString());
-        // Older installations named the SQLite file *.db3.
-        if (dbConfig.DatabaseType == TQMBDatabaseConfigType::dbtSQLite && dbConfig.DatabaseName.endsWith(QLatin1String("db3"))) {
-            dbConfig.DatabaseName = QStringLiteral("kalvex.db");
-            TQMBDatabaseFactory::SaveDatabaseConfig(iniFile, kSection, dbConfig);
-        }
-    }
+    const QString section = config.FSektionsName.trimmed().isEmpty() ? kSection : config.FSektionsName.trimmed();
+    std::vector<TStoreSettings> sources;
+    if (!config.FServerDBIniDir.trimmed().isEmpty())
+        sources.push_back({QDir(config.FServerDBIniDir.trimmed()).filePath(kServerDbIni), section});
+    if (const QString installed = GetServerDBIniPfadFromRegistry(); !installed.isEmpty())
+        sources.push_back({QDir(installed).filePath(kServerDbIni), section});
+    sources.push_back({config.IniFolder() + kServerDbIni, kSection});
+    return sources;
+}
+
+TQMBDatabaseConfig TDatenModul::readConfig(const QString& databaseFolder) const
+{
+    TQMBDatabaseConfig defaults;
+    defaults.HostName = databaseFolder.isEmpty() ? TConfig::Ensure().CommonFolder04() : IncludeTrailingSeparator(databaseFolder);
+    defaults.DatabaseName = QStringLiteral("kalvex.db");
+    for (const TStoreSettings& source : StoreSettingsSources())
+        if (TIniFile(source.file).ValueExists(source.section, QStringLiteral("DatabaseType")))
+            return loadConfig(source, defaults);
+    return defaults;
+}
+
+TQMBDatabaseConfig TDatenModul::loadConfig(const TStoreSettings& source, const TQMBDatabaseConfig& defaults)
+{
+    TQMBDatabaseConfig dbConfig = defaults;
+    TQMBDatabaseFactory::LoadDatabaseConfig(source.file, source.section, dbConfig);
+    const TIniFile options(source.file);
+    dbConfig.Options.Provider = options.ReadString(QStringLiteral("Options"), QStringLiteral("Provider"), dbConfig.Options.Provider);
+    dbConfig.Options.OdbcDriver = options.ReadString(QStringLiteral("Options"), QStringLiteral("OdbcDriver"), QString());
+    if (dbConfig.DatabaseType == TQMBDatabaseConfigType::dbtSQLite)
+        completeSQLiteConfig(dbConfig, source, defaults);
+    else
+        requireStoreKeys(dbConfig, source);
     return dbConfig;
+}
+
+void TDatenModul::completeSQLiteConfig(TQMBDatabaseConfig& dbConfig, const TStoreSettings& source,
+                                       const TQMBDatabaseConfig& defaults)
+{
+    // Older installations named the SQLite file *.db3.
+    if (dbConfig.DatabaseName.endsWith(QLatin1String("db3"))) {
+        dbConfig.DatabaseName = defaults.DatabaseName;
+        TQMBDatabaseFactory::SaveDatabaseConfig(source.file, source.section, dbConfig);
+    }
+    // A key left out means the module's own store, never a nameless one.
+    if (dbConfig.HostName.trimmed().isEmpty())
+        dbConfig.HostName = defaults.HostName;
+    if (dbConfig.DatabaseName.trimmed().isEmpty())
+        dbConfig.DatabaseName = defaults.DatabaseName;
+}
+
+// Without its server or its database a store would be some other database
+// (an empty temporary one): what is saved there is lost.
+void TDatenModul::requireStoreKeys(const TQMBDatabaseConfig& dbConfig, const TStoreSettings& source)
+{
+    const bool fileStore = dbConfig.DatabaseType == TQMBDatabaseConfigType::dbtMSAccess
+                        || dbConfig.DatabaseType == TQMBDatabaseConfigType::dbtMSAccessACCDB;
+    const QString missing = !fileStore && dbConfig.HostName.trimmed().isEmpty() ? QStringLiteral("Hostname")
+                          : dbConfig.DatabaseName.trimmed().isEmpty()            ? QStringLiteral("DatabaseName")
+                                                                                 : QString();
+    if (missing.isEmpty())
+        return;
+    throw EKalvex(Tx(2700, "Die Datenbankeinstellungen in %1, Abschnitt [%2], sind unvollständig: \"%3\" fehlt oder ist leer. "
+                           "Ohne diesen Wert kann die Datenbank nicht geöffnet werden.")
+                      .arg(source.file, source.section, missing));
 }
 
 // The converter sits next to the host program or on the PATH.
@@ -157,8 +226,8 @@ void TDatenModul::openStore(const QString& databaseFolder)
 {
     const TConfig& config = TConfig::Ensure();
     TLogFile::EnsureGlobal(config.FCommonPath);
+    FConfig = readConfig(databaseFolder);   // a configuration error leaves every file as it is
     const bool converted = convertOldAccessStore();
-    FConfig = readConfig(databaseFolder);
     if (FConfig.DatabaseType == TQMBDatabaseConfigType::dbtSQLite)
         QDir().mkpath(FConfig.HostName.isEmpty() ? QStringLiteral(".") : FConfig.HostName);
     try {
@@ -385,9 +454,7 @@ void TDatenModul::LoadProgrammVorlageArtListeFromDB()
             current->SetTranslation(1031, ds->Field("Name1031").toString(), ds->Field("Beschreibung1031").toString());
             current->SetTranslation(1033, ds->Field("Name1033").toString(), ds->Field("Beschreibung1033").toString());
             current->FFelderVersion = ds->Field("FelderVersion").toInt();
-            const QByteArray felder = ds->Field("Felder").toByteArray();
-            if (!felder.isEmpty())
-                current->FFelder.LoadFromBytes(felder);
+            current->FFelder = felderOf(ds->Field("Felder"));
         }
         if (!ds->Field("Programm_ID").isNull())
             current->AddProgID(ds->Field("Programm_ID").toInt());

@@ -12,15 +12,16 @@
 #include <QUuid>
 #include <functional>
 #include <memory>
+#include <vector>
 
 namespace kalvex {
 
 class TDatenModul {
 public:
-    // Opens the store: the log file, the connection settings (section
-    // "Kalvex" of serverdboptions.ini in the module's settings folder;
-    // without one, kalvex.db in databaseFolder or the common folder), the
-    // schema check, the lists. Raises EKalvex with the connection message.
+    // Opens the store: the log file, the connection settings (see
+    // StoreSettingsSources; without any, kalvex.db in databaseFolder or the
+    // common folder), the schema check, the lists. Raises EKalvex with the
+    // connection message, or naming the key a server store lacks.
     explicit TDatenModul(const QString& databaseFolder = QString());
     ~TDatenModul();
     TDatenModul(const TDatenModul&) = delete;
@@ -29,6 +30,16 @@ public:
     static TDatenModul* Instance();
     static TDatenModul& Install(std::unique_ptr<TDatenModul> module);
     static void Free();
+
+    // A serverdboptions.ini and the section in it where the store's
+    // connection settings may stand, in the order they are looked at.
+    struct TStoreSettings {
+        QString file;
+        QString section;
+    };
+    static std::vector<TStoreSettings> StoreSettingsSources();
+    // The installation's data folder (the registry value named in Regpath.ini).
+    static QString GetServerDBIniPfadFromRegistry();
 
     TQMBDatabaseHandler& Handler() { return *FDBHandler; }
     const TQMBDatabaseConfig& Config() const { return FConfig; }
@@ -83,6 +94,10 @@ private:
     static QString converterProgram();
     bool convertOldAccessStore();   // true when it wrote kalvex.db
     TQMBDatabaseConfig readConfig(const QString& databaseFolder) const;
+    static TQMBDatabaseConfig loadConfig(const TStoreSettings& source, const TQMBDatabaseConfig& defaults);
+    static void completeSQLiteConfig(TQMBDatabaseConfig& dbConfig, const TStoreSettings& source,
+                                     const TQMBDatabaseConfig& defaults);
+    static void requireStoreKeys(const TQMBDatabaseConfig& dbConfig, const TStoreSettings& source);
     static void readMail(TQMBDataSet& ds, TEMail& mail);
     static void readRecipients(TQMBDataSet* ds, const QHash<int32_t, TEMail*>& byId);
     QString attachmentListSql(const QString& where) const;

@@ -537,3 +537,55 @@ TEST_F(CliTest, RecipientOptionsTakeAddressLists)
     EXPECT_TRUE(r.err.contains("Die Adresse a@@b scheint fehlerhaft zu sein.")) << r.err.toStdString();
     EXPECT_EQ(server.MailCount(), 1);
 }
+
+// A store that an older version left (tables without the columns added
+// since, a program template kind without a field catalogue) is upgraded
+// and used: list, show, a draft from its template.
+TEST_F(CliTest, AnOlderStoreIsUpgradedAndUsed)
+{
+    QDir().mkpath(dir.filePath("common/Common04"));
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "old");
+        db.setDatabaseName(storeFile());
+        ASSERT_TRUE(db.open());
+        QSqlQuery q(db);
+        for (const char* sql : {
+                 "CREATE TABLE [KVXGesendeteMails] ([ID] INTEGER PRIMARY KEY AUTOINCREMENT, [Betreff] TEXT, [Datum] DATETIME, "
+                 "[Status] NVARCHAR(255), [InhaltRTF] TEXT, [Inhalt] TEXT, [GesendetDurch] NVARCHAR(255))",
+                 "INSERT INTO KVXGesendeteMails (Betreff, Datum, Status, Inhalt) VALUES ('Von früher', 45000.5, 'gesendet', 'Alt')",
+                 "CREATE TABLE [KVXEmpfaenger] ([ID] INTEGER PRIMARY KEY AUTOINCREMENT, [MailID] INTEGER, [Adresse] NVARCHAR(255), "
+                 "[GanzerName] NVARCHAR(255), [Firma] NVARCHAR(255), [AdressDB_ID] INTEGER)",
+                 "INSERT INTO KVXEmpfaenger (MailID, Adresse) VALUES (1, 'alt@example.org')",
+                 "CREATE TABLE [ProgrammVorlageArt] ([GUID] NVARCHAR(50), [Name1031] NVARCHAR(255), [Beschreibung1031] TEXT)",
+                 "INSERT INTO ProgrammVorlageArt VALUES ('{0A0A0A0A-1111-2222-3333-444444444444}', 'Altes Formular', '')",
+                 "CREATE TABLE [ProgrammVorlage] ([GUID] NVARCHAR(50), [Art] NVARCHAR(50), [Betreff] NVARCHAR(255), [Body] TEXT, "
+                 "[IsStandard] BOOLEAN, [IsDefault] BOOLEAN, [OrvanProgVersion] INTEGER)",
+                 "INSERT INTO ProgrammVorlage VALUES ('{0B0B0B0B-1111-2222-3333-444444444444}', "
+                 "'{0A0A0A0A-1111-2222-3333-444444444444}', 'Aus der Vorlage', 'Vorlagentext', 1, 0, 2019)"})
+            ASSERT_TRUE(q.exec(QString::fromUtf8(sql))) << sql;
+    }
+    QSqlDatabase::removeDatabase("old");
+    Result r = run({"list"});
+    ASSERT_EQ(r.code, 0) << r.err.toStdString();
+    EXPECT_TRUE(r.out.contains("Von früher")) << r.out.toStdString();
+    r = run({"show", "1"});
+    ASSERT_EQ(r.code, 0) << r.err.toStdString();
+    EXPECT_TRUE(r.out.contains("alt@example.org"));
+    r = run({"draft", "--template", "{0B0B0B0B-1111-2222-3333-444444444444}", "--to", "neu@example.org"});
+    ASSERT_EQ(r.code, 0) << r.err.toStdString();
+    r = run({"show", "2"});
+    EXPECT_TRUE(r.out.contains("Betreff: Aus der Vorlage\n")) << r.out.toStdString();
+}
+
+// Settings of a server store without its server: refused by the key's
+// name, nothing stored anywhere.
+TEST_F(CliTest, AServerStoreWithoutItsServerIsRefused)
+{
+    writeBytes(dir.filePath("common/Common04/KVXIni/serverdboptions.ini"), "[Kalvex]\nDatabaseType=4\n");
+    const Result r = run({"draft", "--subject", "Wichtig", "--to", "a@example.org"});
+    EXPECT_EQ(r.code, 3);
+    EXPECT_TRUE(r.err.contains("Abschnitt [Kalvex], sind unvollständig: \"Hostname\" fehlt oder ist leer.")) << r.err.toStdString();
+    EXPECT_FALSE(r.out.contains("Entwurf gespeichert."));
+    EXPECT_FALSE(QFile::exists(storeFile()));
+    EXPECT_EQ(run({"list"}).code, 3);
+}

@@ -374,3 +374,188 @@ TEST_P(DatenModulTest, UserTemplatesAndCategories)
     EXPECT_FALSE(mine->IsStandard);   // not read by the join
     EXPECT_EQ(all, 8);                // seven seeded text blocks and ours; the orphan is not loaded
 }
+
+namespace {
+
+TFieldInfoV2 column(const char* name, TFieldType type, int length = 0)
+{
+    return TFieldInfoV2{name, type, length, {}, false};
+}
+
+const QUuid kOldKind("{0A0A0A0A-1111-2222-3333-444444444444}");
+const QUuid kOldTemplate("{0B0B0B0B-1111-2222-3333-444444444444}");
+
+// The tables an older version left, with rows: every table that the schema
+// check upgrades, in its older layout.
+void writeOlderStore(TQMBDatabaseHandler& h, const QVariant& oldDate)
+{
+    using T = TFieldType;
+    h.createTable("KVXGesendeteMails", {column("ID", T::ftAutoInc), column("Betreff", T::ftMemo),
+                                        column("Datum", T::ftDateTime), column("Status", T::ftWideString, 255),
+                                        column("InhaltRTF", T::ftMemo), column("Inhalt", T::ftMemo),
+                                        column("GesendetDurch", T::ftWideString, 255)});
+    h.ExecSQL("insert into KVXGesendeteMails (Betreff, Datum, Status, Inhalt, GesendetDurch) values ('Alt gesendet', :d, 'gesendet', 'a', 'Kalvex')",
+              {P("d", oldDate)});
+    h.ExecSQL("insert into KVXGesendeteMails (Betreff, Datum, Status, Inhalt) values ('Alter Entwurf', :d, 'bearbeiten', 'b')",
+              {P("d", oldDate)});
+    h.createTable("KVXEmpfaenger", {column("ID", T::ftAutoInc), column("MailID", T::ftInteger),
+                                    column("Adresse", T::ftWideString, 255), column("GanzerName", T::ftWideString, 255),
+                                    column("Firma", T::ftWideString, 255), column("AdressDB_ID", T::ftInteger)});
+    h.ExecSQL("insert into KVXEmpfaenger (MailID, Adresse) values (1, 'alt@example.org')");
+    h.ExecSQL("insert into KVXEmpfaenger (MailID, Adresse) values (2, 'entwurf@example.org')");
+    h.createTable("KVXRubrik", {column("ID", T::ftAutoInc), column("Rubrik", T::ftWideString, 255),
+                                column("KategorieID", T::ftInteger), column("Inhalt", T::ftMemo)});
+    h.ExecSQL("insert into KVXRubrik (Rubrik, KategorieID, Inhalt) values ('Eigener Baustein', 1, 'Hallo')");
+    h.createTable("KVXVorlage", {column("ID", T::ftAutoInc), column("Name", T::ftWideString, 255),
+                                 column("KategorieID", T::ftInteger), column("Typ", T::ftInteger),
+                                 column("IsStandard", T::ftBoolean), column("Betreff", T::ftWideString, 255),
+                                 column("BodyPlain", T::ftMemo), column("BodyRTF", T::ftMemo)});
+    h.createTable("ProgrammVorlageArt", {column("GUID", T::ftWideString, 50), column("Name1031", T::ftWideString, 255),
+                                         column("Beschreibung1031", T::ftMemo)});
+    h.ExecSQL("insert into ProgrammVorlageArt (GUID, Name1031, Beschreibung1031) values (:g, 'Altes Formular', 'von früher')",
+              {P("g", GuidToString(kOldKind))});
+    h.createTable("ProgrammVorlage", {column("GUID", T::ftWideString, 50), column("Art", T::ftWideString, 50),
+                                      column("Betreff", T::ftWideString, 255), column("Body", T::ftMemo),
+                                      column("IsStandard", T::ftBoolean), column("IsDefault", T::ftBoolean),
+                                      column("OrvanProgVersion", T::ftInteger)});
+    h.ExecSQL("insert into ProgrammVorlage (GUID, Art, Betreff, Body, IsStandard, IsDefault, OrvanProgVersion) values (:g, :a, 'Alt <Projekt>', 'Text', 1, 0, 2019)",
+              {P("g", GuidToString(kOldTemplate)), P("a", GuidToString(kOldKind))});
+    h.createTable("ProgrammVorlageArt_Programm", {column("ProgrammVorlageArt_GUID", T::ftGuid), column("Programm_ID", T::ftInteger)});
+    h.ExecSQL("insert into ProgrammVorlageArt_Programm (ProgrammVorlageArt_GUID, Programm_ID) values (:g, 3)",
+              {P("g", GuidToString(kOldKind))});
+}
+
+}  // namespace
+
+// A store of an older version opens, keeps its rows and works like a new one
+// afterwards: list, show, new kinds and templates, drafts.
+TEST_P(DatenModulTest, AnOlderStoreIsUpgradedAndUsable)
+{
+    {
+        TQMBDatabaseConfig config = Config();
+        if (IsSQLite())
+            config = config.Clone(common + "Common04", "kalvex.db");
+        auto h = TQMBDatabaseFactory::CreateDbHandler(config, QString(), -1);
+        h->SetConnected(true);
+        // Older SQLite versions kept day counts; a server keeps its own date type.
+        writeOlderStore(*h, IsSQLite() ? QVariant(45000.5) : h->DateTimeValue(45000.5));
+    }
+    const QUuid newKind = QUuid::createUuid();
+    const QUuid newTemplate = QUuid::createUuid();
+    {
+        TDatenModul dm;
+        const TProgrammVorlageArt* old = dm.FProgrammVorlageArtListe.GetProgrammVorlageArt(kOldKind);
+        ASSERT_NE(old, nullptr);
+        EXPECT_EQ(old->GetName(1031), "Altes Formular");
+        EXPECT_EQ(old->FFelder.FEinfachListe.Count(), 0);
+        EXPECT_EQ(old->FFelderVersion, 0);
+        EXPECT_EQ(old->FOrvanProgIDs, 1u << 3);
+        EXPECT_EQ(dm.VorlageVorhanden(kOldTemplate), 0);
+
+        dm.LoadEMailListeFromDB();
+        ASSERT_EQ(dm.FEMailListe.Count(), 2);
+        const TEMail* sent = dm.FEMailListe.FindByID(1);
+        ASSERT_NE(sent, nullptr);
+        EXPECT_EQ(sent->FStatus, TMailStatus::stGesendet);
+        EXPECT_DOUBLE_EQ(sent->FDatum, 45000.5);
+        const std::unique_ptr<TEMail> draft = dm.LoadEMail(2);
+        ASSERT_NE(draft, nullptr);
+        EXPECT_EQ(draft->FStatus, TMailStatus::stEntwurf);
+        EXPECT_EQ(draft->FAn, QStringList{"entwurf@example.org"});
+
+        dm.FOrvanProgID = 3;
+        dm.EnsureGeneralKind();
+        dm.VorlageArtAnlegen(newKind, "Neu", "New", "", "", oneField("Betrag"), 2);
+        dm.VorlageArtFelderAktualisieren(kOldKind, oneField("Projekt"), 1);
+        dm.VorlageAnlegen(kOldKind, newTemplate, "Neue Vorlage", "New template", "<Projekt>", "Body", "", false);
+        TEMail mail;
+        mail.FBetreff = "Neuer Entwurf";
+        mail.FLEmpfaenger.Add().FAdresse = "neu@example.org";
+        dm.SaveEMail(mail, TMailStatus::stEntwurf);
+        // Kinds written without a catalogue by other versions.
+        dm.Handler().ExecSQL("insert into ProgrammVorlageArt (GUID, Name1031) values (:g, 'Ohne')",
+                             {P("g", GuidToString(QUuid::createUuid()))});
+        dm.Handler().ExecSQL("insert into ProgrammVorlageArt (GUID, Name1031, Felder) values (:g, 'Leer', :f)",
+                             {P("g", GuidToString(QUuid::createUuid())), P("f", QByteArray(""))});
+    }
+    TDatenModul reopened;
+    EXPECT_EQ(reopened.FProgrammVorlageArtListe.Count(), 5);
+    const TProgrammVorlageArt* old = reopened.FProgrammVorlageArtListe.GetProgrammVorlageArt(kOldKind);
+    ASSERT_NE(old, nullptr);
+    ASSERT_EQ(old->FFelder.FEinfachListe.Count(), 1);
+    EXPECT_EQ(old->FFelder.FEinfachListe[0].GetFeldname(1031), "Projekt");
+    EXPECT_EQ(old->FFelderVersion, 1);
+    ASSERT_NE(reopened.FProgrammVorlageArtListe.GetProgrammVorlageArt(newKind), nullptr);
+    EXPECT_EQ(reopened.FProgrammVorlageArtListe.GetProgrammVorlageArt(newKind)->FFelderVersion, 2);
+    EXPECT_EQ(reopened.FProgrammVorlageListe.Count(), 2);
+    EXPECT_EQ(reopened.VorlageVorhanden(newTemplate), 0);
+    reopened.LoadEMailListeFromDB();
+    EXPECT_EQ(reopened.FEMailListe.Count(), 3);
+    EXPECT_EQ(reopened.Handler().CalcSQL_String("", "select BodyRTF from KVXVorlage where Name = 'Eigener Baustein'"), "Hallo");
+}
+
+// A server store needs its server and its database: a setting without them
+// is refused by the key's name and nothing is created anywhere. A SQLite
+// setting without them is the module's own store.
+TEST_P(DatenModulTest, PartialStoreSettingsNameTheMissingKey)
+{
+    const QString ini = common + "Common04/KVXIni/serverdboptions.ini";
+    QFile::remove(ini);
+    TIniFile settings(ini);
+    settings.WriteInteger("Kalvex", "DatabaseType", static_cast<int>(GetParam().type));
+    if (IsSQLite()) {
+        {
+            TDatenModul dm;
+            EXPECT_EQ(dm.Config().FilePath(), storeFile());
+            TEMail draft;
+            draft.FBetreff = "Entwurf";
+            dm.SaveEMail(draft, TMailStatus::stEntwurf);
+        }
+        TDatenModul reopened;
+        reopened.LoadEMailListeFromDB();
+        EXPECT_EQ(reopened.FEMailListe.Count(), 1);
+        return;
+    }
+    const QString incomplete = "Die Datenbankeinstellungen in " + ini + ", Abschnitt [Kalvex], sind unvollständig: \"%1\" "
+                               "fehlt oder ist leer. Ohne diesen Wert kann die Datenbank nicht geöffnet werden.";
+    EXPECT_EQ(ErrorOf([] { TDatenModul dm; }), incomplete.arg("Hostname"));
+    settings.WriteString("Kalvex", "Hostname", Config().HostName);
+    EXPECT_EQ(ErrorOf([] { TDatenModul dm; }), incomplete.arg("DatabaseName"));
+    EXPECT_FALSE(QFile::exists(storeFile()));
+    settings.WriteString("Kalvex", "NoCode", "1");
+    settings.WriteString("Kalvex", "DatabaseName", Config().DatabaseName);
+    settings.WriteString("Kalvex", "Username", Config().Username);
+    TDatenModul dm;
+    EXPECT_EQ(dm.Config().DatabaseName, Config().DatabaseName);
+}
+
+// The host's folder and section come first, then the installation's data
+// folder, then the module's own settings folder, then kalvex.db.
+TEST_P(DatenModulTest, StoreSettingsComeFromTheHostThenTheInstallationThenTheCommonFolder)
+{
+    auto sqliteStore = [&](const char* name) {
+        TQMBDatabaseConfig c;
+        c.HostName = FDir.filePath("stores");
+        c.DatabaseName = name;
+        return c;
+    };
+    TConfig& config = TConfig::Ensure();
+    config.FServerDBIniDir = FDir.filePath("host");
+    config.FSektionsName = "Haupt";
+    TQMBDatabaseFactory::SaveDatabaseConfig(FDir.filePath("host/serverdboptions.ini"), "Haupt", Config());
+    TQMBDatabaseFactory::SaveDatabaseConfig(FDir.filePath("host/serverdboptions.ini"), "Kalvex", sqliteStore("nicht.db"));
+    TQMBDatabaseFactory::SaveDatabaseConfig(FDir.filePath("data/serverdboptions.ini"), "Haupt", sqliteStore("install.db"));
+    TQMBDatabaseFactory::SaveDatabaseConfig(common + "Common04/KVXIni/serverdboptions.ini", "Kalvex", sqliteStore("common.db"));
+    EXPECT_EQ(TDatenModul::GetServerDBIniPfadFromRegistry(), FDir.filePath("data") + "/");
+    auto opened = [] {
+        TDatenModul dm;
+        return dm.Config().FilePath();
+    };
+    EXPECT_EQ(opened(), Config().FilePath());
+    config.FServerDBIniDir.clear();
+    EXPECT_EQ(opened(), FDir.filePath("stores/install.db"));
+    config.FSektionsName.clear();   // the installation's file has no section "Kalvex"
+    EXPECT_EQ(opened(), FDir.filePath("stores/common.db"));
+    QFile::remove(common + "Common04/KVXIni/serverdboptions.ini");
+    EXPECT_EQ(opened(), storeFile());
+}

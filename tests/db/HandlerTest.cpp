@@ -4,6 +4,8 @@
 #include "config/IniPlus.h"
 #include "db/sqlite/SQLiteStore.h"
 
+#include <QFileInfo>
+
 using namespace kalvex;
 using namespace kalvex::testing;
 
@@ -169,3 +171,85 @@ TEST_P(HandlerTest, ConnectionSettingsReadBackScrambled)
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, HandlerTest, ::testing::ValuesIn(Backends()), BackendName);
+
+namespace {
+
+std::unique_ptr<TQMBDatabaseHandler> openSQLite(const QTemporaryDir& dir, const QString& name,
+                                                TQMBDatabaseConfigSqliteGuidFormat guid = {},
+                                                TQMBDatabaseConfigSqliteDateTimeFormat dateTime = {})
+{
+    TQMBDatabaseConfig config;
+    config.HostName = dir.path();
+    config.DatabaseName = name;
+    config.Options.SqliteGuidFormat = guid;
+    config.Options.SqliteDateTimeFormat = dateTime;
+    auto h = TQMBDatabaseFactory::CreateDbHandler(config, QString(), -1);
+    h->SetConnected(true);
+    return h;
+}
+
+}  // namespace
+
+// The SQLite store's options: formats of typed GUIDs and date-times, unknown
+// values refused before the file is opened, commits with synchronous NORMAL.
+TEST(SQLiteOptionsTest, FormatsSynchronousAndUnknownValues)
+{
+    using G = TQMBDatabaseConfigSqliteGuidFormat;
+    using D = TQMBDatabaseConfigSqliteDateTimeFormat;
+    QTemporaryDir dir;
+    const QUuid guid("{0F637C8A-F91A-4C32-822D-B6D1697C9146}");
+    const QDateTime when(QDate(2024, 5, 6), QTime(18, 0));
+    struct Row {
+        G guidFormat;
+        D dateTimeFormat;
+        QString storedGuid;
+        QString storedDate;
+    };
+    const Row rows[] = {
+        {G::dbgfDefault, D::dbdtfDefault, "text:{0F637C8A-F91A-4C32-822D-B6D1697C9146}", "real:2460437.25"},
+        {G::dbgfString, D::dbdtfReal, "text:{0F637C8A-F91A-4C32-822D-B6D1697C9146}", "real:2460437.25"},
+        {G::dbgfBinary, D::dbdtfString, "blob:0F637C8AF91A4C32822DB6D1697C9146", "text:2024-05-06 18:00:00.000"},
+        {G::dbgfBinary, D::dbdtfDelphi, "blob:0F637C8AF91A4C32822DB6D1697C9146", "real:45418.75"},
+    };
+    int n = 0;
+    for (const Row& row : rows) {
+        auto h = openSQLite(dir, QString("f%1.db").arg(++n), row.guidFormat, row.dateTimeFormat);
+        EXPECT_EQ(h->CalcSQL_Int(-1, "PRAGMA synchronous"), 1);   // NORMAL
+        h->ExecSQL("create table t (g GUID, d DATETIME)");
+        h->ExecSQL("insert into t (g, d) values (:g, :d)", {P("g", guid), P("d", when)});
+        auto stored = [&](const char* column) {
+            const QString c = QString::fromLatin1(column);
+            return h->CalcSQL_String("", "select typeof(" + c + ") || ':' || case typeof(" + c + ") when 'blob' then hex(" + c
+                                             + ") when 'real' then printf('%.2f', " + c + ") else " + c + " end from t");
+        };
+        EXPECT_EQ(stored("g"), row.storedGuid) << n;
+        EXPECT_EQ(stored("d"), row.storedDate) << n;
+    }
+    TQMBDatabaseConfig bad;
+    bad.HostName = dir.path();
+    bad.DatabaseName = "bad.db";
+    bad.Options.SqliteGuidFormat = static_cast<G>(7);
+    EXPECT_EQ(ErrorOf([&] { TQMBDatabaseFactory::CreateDbHandler(bad, QString(), -1); }),
+              "TQMBSQLiteDatabase.Create: unknown Options.SqliteGuidFormat: 7");
+    bad.Options.SqliteGuidFormat = G::dbgfBinary;
+    bad.Options.SqliteDateTimeFormat = static_cast<D>(-1);
+    EXPECT_EQ(ErrorOf([&] { TQMBDatabaseFactory::CreateDbHandler(bad, QString(), -1); }),
+              "TQMBSQLiteDatabase.Create: unknown Options.SqliteDateTimeFormat: -1");
+    EXPECT_FALSE(QFile::exists(dir.filePath("bad.db")));
+}
+
+// Deleted rows leave free pages behind; shrinking gives them back.
+TEST(SQLiteOptionsTest, ShrinkDatabaseCompactsTheFile)
+{
+    QTemporaryDir dir;
+    auto h = openSQLite(dir, "shrink.db");
+    h->ExecSQL("create table t (b BLOB)");
+    h->ExecSQL("insert into t (b) values (:b)", {P("b", QByteArray(4 << 20, 'x'))});
+    h->ExecSQL("delete from t");
+    const qint64 before = QFileInfo(dir.filePath("shrink.db")).size();
+    h->ShrinkDatabase();
+    const qint64 after = QFileInfo(dir.filePath("shrink.db")).size();
+    EXPECT_GT(before, 4 << 20);
+    EXPECT_LT(after, 1 << 20);
+    EXPECT_EQ(h->CalcSQL_Int(-1, "select count(*) from t"), 0);
+}

@@ -2,6 +2,7 @@
 
 #include "config/KalvexError.h"
 #include "config/LanguageUnit.h"
+#include "mailinterface/EMail.h"
 
 #include <QDateTime>
 #include <QRegularExpression>
@@ -12,23 +13,68 @@
 
 namespace kalvex {
 
+namespace {
+
+using TGuidFormat = TQMBDatabaseConfigSqliteGuidFormat;
+using TDateTimeFormat = TQMBDatabaseConfigSqliteDateTimeFormat;
+
+// Settings files may hold any number: one that names no format is refused
+// before the file is opened.
+void checkFormats(const TQMBDatabaseConfigOptions& options)
+{
+    const int guid = static_cast<int>(options.SqliteGuidFormat);
+    if (guid < static_cast<int>(TGuidFormat::dbgfDefault) || guid > static_cast<int>(TGuidFormat::dbgfBinary))
+        throw EKalvex(QStringLiteral("TQMBSQLiteDatabase.Create: unknown Options.SqliteGuidFormat: %1").arg(guid));
+    const int dateTime = static_cast<int>(options.SqliteDateTimeFormat);
+    if (dateTime < static_cast<int>(TDateTimeFormat::dbdtfDefault) || dateTime > static_cast<int>(TDateTimeFormat::dbdtfDelphi))
+        throw EKalvex(QStringLiteral("TQMBSQLiteDatabase.Create: unknown Options.SqliteDateTimeFormat: %1").arg(dateTime));
+}
+
+void execPragma(QSqlDatabase& db, const QString& pragma)
+{
+    QSqlQuery query(db);
+    if (!query.exec(pragma)) {
+        const QString error = query.lastError().text();
+        query.finish();
+        throw EKalvex(error);
+    }
+}
+
+}  // namespace
+
 TQMBSQLiteDatabase::TQMBSQLiteDatabase(const TQMBDatabaseConfig& config)
     : TQMBQtSqlDatabase(config, QStringLiteral("QSQLITE"))
 {
+    checkFormats(config.Options);
     QSqlDatabase db = Connection();
     db.setDatabaseName(config.FilePath());
     db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(BusyTimeoutMs));
 }
 
-// Opening checks that the file is a database: SQLite itself would only
-// notice at the first statement.
+// Opening checks that the file is a database (SQLite itself would only
+// notice at the first statement); a commit then waits for the journal but
+// not for every page on disk (a power cut may lose the last commit, never
+// the file).
 void TQMBSQLiteDatabase::AfterOpen(QSqlDatabase& db)
 {
-    QSqlQuery probe(db);
-    if (!probe.exec(QStringLiteral("PRAGMA schema_version"))) {
-        const QString error = probe.lastError().text();
-        probe.finish();
-        throw EKalvex(error);
+    execPragma(db, QStringLiteral("PRAGMA schema_version"));
+    execPragma(db, QStringLiteral("PRAGMA synchronous = NORMAL"));
+}
+
+// Typed values follow the store's formats; the module's own columns are
+// written as numbers and text and keep Julian days and braced GUIDs.
+QVariant TQMBSQLiteDatabaseHandler::StoredValue(const QVariant& v) const
+{
+    const TQMBDatabaseConfigOptions& options = db().ConnectionInfo().Options;
+    if (v.typeId() == QMetaType::QUuid && options.SqliteGuidFormat == TGuidFormat::dbgfBinary)
+        return v.toUuid().toRfc4122();
+    const bool dateTime = v.typeId() == QMetaType::QDateTime || v.typeId() == QMetaType::QDate;
+    if (v.isNull() || !dateTime)
+        return TQMBQtSqlDatabaseHandler::StoredValue(v);
+    switch (options.SqliteDateTimeFormat) {
+    case TDateTimeFormat::dbdtfString: return v.toDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
+    case TDateTimeFormat::dbdtfDelphi: return DateTimeToDays(v.toDateTime());
+    default: return TQMBQtSqlDatabaseHandler::StoredValue(v);
     }
 }
 

@@ -55,6 +55,9 @@ public:
 
 protected:
     QString InsertedIdSQL() const override { return QStringLiteral("SELECT last_insert_rowid()"); }
+    // GUIDs as braced text or 16 bytes, date-times as Julian days, text or
+    // day counts from 1899-12-30, as the store's options say.
+    QVariant StoredValue(const QVariant& value) const override;
     void StartTransaction() override;
 
 private:
