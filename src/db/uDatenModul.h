@@ -15,13 +15,16 @@
 
 namespace kalvex {
 
+class IProcessWait;
+
 class TDatenModul {
 public:
     // Opens the store: the log file, the connection settings (section
     // "Kalvex" of serverdboptions.ini in the module's settings folder;
     // without one, kalvex.db in databaseFolder or the common folder), the
     // schema check, the lists. Raises EKalvex with the connection message.
-    explicit TDatenModul(const QString& databaseFolder = QString());
+    // wait (may be null, not kept) shows the conversion of an old Access store.
+    explicit TDatenModul(const QString& databaseFolder = QString(), IProcessWait* wait = nullptr);
     ~TDatenModul();
     TDatenModul(const TDatenModul&) = delete;
     TDatenModul& operator=(const TDatenModul&) = delete;
@@ -79,9 +82,9 @@ public:
     QString FDatenPfad;
 
 private:
-    void openStore(const QString& databaseFolder);
+    void openStore(const QString& databaseFolder, IProcessWait* wait);
     static QString converterProgram();
-    bool convertOldAccessStore();   // true when it wrote kalvex.db
+    bool convertOldAccessStore(IProcessWait* wait);   // true when it wrote kalvex.db
     TQMBDatabaseConfig readConfig(const QString& databaseFolder) const;
     static void readMail(TQMBDataSet& ds, TEMail& mail);
     static void readRecipients(TQMBDataSet* ds, const QHash<int32_t, TEMail*>& byId);

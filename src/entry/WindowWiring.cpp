@@ -9,6 +9,7 @@
 #include "send/MailingRun.h"
 #include "ui/MessageBoxes.h"
 #include "ui/ProgressDialog.h"
+#include "ui/RPWaitWindow.h"
 #include "ui/WindowRunner.h"
 #include "ui/fDarstellung.h"
 #include "ui/fEmpfWaehlen.h"
@@ -196,6 +197,19 @@ TDistributionWindowResult TDistributionSession::Run()
 TDistributionWindowResult RunDistributionWindow(const TDistributionWindowSetup& setup)
 {
     return TDistributionSession(setup).Run();
+}
+
+std::unique_ptr<IProcessWait> ProcessWaitWindow()
+{
+    if (!qobject_cast<QApplication*>(QCoreApplication::instance()))
+        return nullptr;
+    return std::make_unique<TrunProcessWindow>();
+}
+
+void ShowFailure(const QString& text)
+{
+    TMessageBoxes messages;
+    messages.ShowError(text);
 }
 
 void RunAddressManagement(TAdressDB* adr)

@@ -15,6 +15,8 @@
 #include "mailinterface/Empfaenger.h"
 #include "ui/fEmpfWaehlen.h"
 #include "ui/fMainForm.h"
+#include "ui/fVorlagen.h"
+#include "config/UserMessages.h"
 
 #include <QCheckBox>
 #include <QCloseEvent>
@@ -26,6 +28,9 @@
 #include <QProgressDialog>
 #include <QPushButton>
 #include <QSqlDatabase>
+#include <QStandardItemModel>
+#include <QTextCharFormat>
+#include <QTextCursor>
 #include <QSqlQuery>
 #include <QTableWidget>
 #include <QTest>
@@ -365,6 +370,50 @@ TEST_F(Journey, CancelInTheMiddleOfASeparateRunStopsTheRest)
     EXPECT_TRUE(log.contains("Rundschreiben an empf1@example.org: gesendet"));
     EXPECT_FALSE(log.contains(QString("Rundschreiben an empf%1@example.org").arg(sent + 2)));
     EXPECT_EQ(result.exitCode, KALVEX_EXIT_SENT_WITH_FAILURES);
+}
+
+// What keeps the window from opening is shown before the method returns,
+// and the host still gets it through its error: a store that cannot be
+// opened, a log that cannot be created; an unreadable translation database
+// is shown and the window opens in German.
+TEST_F(Journey, FailuresToOpenAreShownToTheUser)
+{
+    TDatenModul::Free();
+    const QString store = site.Path("common/Common04/kalvex.db");
+    ASSERT_TRUE(QFile::remove(store));
+    QDir().mkpath(store);
+    TMail mail;
+    EXPECT_THROW(mail.ShowVerteilerFormLeer(0, "", "", 1031, "", 2026), EKalvex);
+    ASSERT_EQ(user.Seen(QMessageBox::Critical).size(), 1);
+    EXPECT_TRUE(user.Seen(QMessageBox::Critical)[0].startsWith("Es ist ein Fehler beim Verbinden zur Datenbank aufgetreten!"));
+    EXPECT_THROW(mail.ShowMailAdrVerwaltungVersion2(0, 1031), EKalvex);   // nothing was opened
+    EXPECT_EQ(user.Seen(QMessageBox::Critical).size(), 2);
+    QDir().rmdir(store);
+
+    TLogFile::Uninstall();   // the failed opening left its log to the next one
+    const QString logFolder = site.Path("common/Common04/KVXLog");
+    QDir(logFolder).removeRecursively();
+    QFile blocker(logFolder);   // a file where the log's folder belongs
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    EXPECT_THROW(mail.ShowMailAdrVerwaltung(0, "", "", 1031, 2026), EKalvex);
+    ASSERT_EQ(user.Seen(QMessageBox::Critical).size(), 3);
+    EXPECT_EQ(user.Seen(QMessageBox::Critical)[2], "LogFile konnte nicht erstellt werden");
+    QFile::remove(logFolder);
+
+    QFile lang(site.Path("common/Common04/DllsLang.db3"));
+    ASSERT_TRUE(lang.open(QIODevice::WriteOnly));
+    lang.write(QByteArray(4096, 'x'));
+    lang.close();
+    bool opened = false;
+    whenWindowIsUp([&](TMainForm& w) {
+        opened = true;
+        w.close();
+    });
+    mail.ShowVerteilerFormLeer(0, "", "", 1031, "", 2026);
+    EXPECT_TRUE(opened);
+    ASSERT_EQ(user.Seen(QMessageBox::Critical).size(), 4);
+    EXPECT_TRUE(user.Seen(QMessageBox::Critical)[3].startsWith("Der Datenbankhandler konnte nicht erstellt werden!\r\n\r\n"));
 }
 
 // The host's view: the interface methods with streams, as a host calls them.
