@@ -113,6 +113,10 @@ TMainFormServices makeServices(TMailingRun& run, IUserMessages& messages, IProgr
     services.pickFromAddressDatabase = [&messages, adr](QWidget* parent) { return pickRecipients(parent, adr, messages, true); };
     services.insertTextBlock = [&messages](QWidget* parent, QTextEdit& editor) { insertTextBlock(parent, editor, messages); };
     services.editTemplates = [&messages, lang](QWidget* parent) { editTemplates(parent, messages, lang); };
+    services.ownTemplates = [] {
+        TDatenModul* module = TDatenModul::Instance();
+        return module ? LoadVorlagenFromDB(module->Handler()) : TKategorieListe();
+    };
     services.setupConnection = [&](QWidget* parent) { return runSetupDialog(parent, run, messages, progress); };
     services.send = [&run](TComposeModel&) {
         if (TConfig::Ensure().FVersandart == TVersandArt::vaStandardClient)

@@ -416,6 +416,58 @@ TEST_F(Journey, FailuresToOpenAreShownToTheUser)
     EXPECT_TRUE(user.Seen(QMessageBox::Critical)[3].startsWith("Der Datenbankhandler konnte nicht erstellt werden!\r\n\r\n"));
 }
 
+// The user's own templates follow the host's under their categories and
+// fill the mail with the host's values, keeping their formatting; text
+// blocks and empty categories are not offered.
+TEST_F(Journey, OwnTemplatesAreOfferedAfterTheProgramTemplates)
+{
+    TRecordingMessages messages;
+    TFormVorlagen manager(site.Module->Handler(), messages, nullptr, 1031);
+    manager.NeueKategorie("Leer");
+    const int32_t eigene = manager.NeueKategorie("Baustelle");
+    manager.NeuerEintrag(eigene);
+    manager.edName->setText("Baustellenbrief");
+    manager.edBetreff->setText("Baustelle <Projekt>");
+    QTextCursor cursor(manager.edText->document());
+    QTextCharFormat bold;
+    bold.setFontWeight(QFont::Bold);
+    cursor.insertText("Wichtig", bold);
+    cursor.insertText(" bis <Frist>", QTextCharFormat());
+    ASSERT_TRUE(manager.Speichern());
+    TFormtextbausteine blocks(site.Module->Handler(), messages);
+    blocks.NeuerEintrag(eigene);
+    blocks.edName->setText("Gruß");
+    blocks.edText->setPlainText("Mit freundlichen Grüßen");
+    ASSERT_TRUE(blocks.Speichern());
+    EXPECT_TRUE(site.Module->Handler().CalcSQL_String("", "select BodyRTF from KVXVorlage where Name = 'Gruß'").startsWith("{\\rtf"));
+
+    TDistributionWindowSetup setup;
+    setup.art = site.Kind;
+    setup.felder = &site.Fields;
+    TDistributionSession session(setup);
+    const auto result = run(session, [&](TMainForm& w) {
+        QStringList entries;
+        for (int i = 0; i < w.cbVorlagen->count(); ++i)
+            entries << w.cbVorlagen->itemText(i);
+        ASSERT_EQ(entries, QStringList({"Defect notice (englisch)", "Mängelanzeige", "Baustelle", "    Baustellenbrief"}));
+        const auto* model = qobject_cast<QStandardItemModel*>(w.cbVorlagen->model());
+        EXPECT_FALSE(model->item(2)->isEnabled());   // a heading, not a template
+        w.cbVorlagen->setCurrentIndex(3);
+        emit w.cbVorlagen->activated(3);
+        EXPECT_EQ(w.edBetreff->text(), "Baustelle Neubau Lagerhalle Nord");
+        EXPECT_EQ(w.edBody->toPlainText(), "Wichtig bis 15.12.2026");
+        QTextCursor at(w.edBody->document());
+        at.setPosition(1);
+        EXPECT_EQ(at.charFormat().fontWeight(), QFont::Bold);
+        at.setPosition(10);
+        EXPECT_NE(at.charFormat().fontWeight(), QFont::Bold);
+        w.edBetreff->clear();
+        w.edBody->clear();
+        w.close();
+    });
+    EXPECT_TRUE(result.selectedVorlage.isNull());   // not a host template
+}
+
 // The host's view: the interface methods with streams, as a host calls them.
 class HostJourney : public Journey {
 protected:
