@@ -414,6 +414,12 @@ TEST_F(Journey, FailuresToOpenAreShownToTheUser)
     EXPECT_TRUE(opened);
     ASSERT_EQ(user.Seen(QMessageBox::Critical).size(), 4);
     EXPECT_TRUE(user.Seen(QMessageBox::Critical)[3].startsWith("Der Datenbankhandler konnte nicht erstellt werden!\r\n\r\n"));
+
+    // Each window call of the host is a session of its own in the log.
+    whenWindowIsUp([](TMainForm& w) { w.close(); });
+    mail.ShowVerteilerFormLeer(0, "", "", 1031, "", 2026);
+    EXPECT_EQ(logFile().count("Programmstart: "), 2);
+    EXPECT_EQ(logFile().count("Programmende: "), 1);
 }
 
 // The user's own templates follow the host's under their categories and
