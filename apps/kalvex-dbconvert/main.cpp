@@ -19,7 +19,10 @@ int main(int argc, char** argv)
     }
     RegisterBuiltInStores();
     try {
-        TAccessConverter(*args, [](const QString& line) { std::printf("%s\n", qPrintable(line)); }).Run();
+        TAccessConverter(*args, [](const QString& line) {
+            std::printf("%s\n", qPrintable(line));
+            std::fflush(stdout);   // the waiting module shows each step as it comes
+        }).Run();
     } catch (const EKalvex& e) {
         std::fprintf(stderr, "kalvex-dbconvert: %s\n", qPrintable(e.message()));
         return 1;

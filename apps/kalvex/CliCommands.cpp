@@ -98,7 +98,10 @@ TConfig& openInstallation(const TGlobalOptions& options)
                                "prüfen oder --install-key angeben)."));
     config.InitMailServer();
     TLogFile::EnsureGlobal(config.FCommonPath);
-    TLang::Install(std::make_unique<TLang>(config.CommonFolder04())).SetLanguage(options.lang);
+    const TLang& lang = TLang::Install(std::make_unique<TLang>(config.CommonFolder04()));
+    if (!lang.LoadError().isEmpty())
+        err(lang.LoadError());   // the German texts are used; the user should know why
+    TLang::Instance()->SetLanguage(options.lang);
     config.SetCurrLangCode(options.lang);
     return config;
 }

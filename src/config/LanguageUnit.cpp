@@ -67,8 +67,9 @@ void TLang::loadDatabase(const QString& fileName)
         db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY"));
         QSqlQuery q(db);
         if (!db.open() || !q.exec(QStringLiteral("SELECT [Departments].[DeName], [De_La].[Cntrl_ID], [Labels].[DE], [Labels].[EN] FROM ([Departments] INNER JOIN [De_La] ON [Departments].[ID] = [De_La].[Department_ID]) INNER JOIN [Labels] ON [De_La].[Label_ID] = [Labels].[ID]"))) {
-            TLogFile::LogGlobal(false, QStringLiteral("Der Datenbankhandler konnte nicht erstellt werden!\r\n\r\n")
-                                           + (q.lastError().isValid() ? q.lastError().text() : db.lastError().text()));
+            prLoadError = QStringLiteral("Der Datenbankhandler konnte nicht erstellt werden!\r\n\r\n")
+                        + (q.lastError().isValid() ? q.lastError().text() : db.lastError().text());
+            TLogFile::LogGlobal(false, prLoadError);
         } else {
             while (q.next())
                 Add(q.value(0).toString(), q.value(2).toString(), q.value(3).toString(), q.value(1).toInt());

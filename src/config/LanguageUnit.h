@@ -54,6 +54,9 @@ public:
     QString Translate(const QString& department, int id, const QString& fallback) const;
     int TextCount() const;
     const QString& Folder() const { return prStrFile; }
+    // Why the translation database could not be read, for the user; empty
+    // when it was read or there is none (then the German texts are used).
+    const QString& LoadError() const { return prLoadError; }
 
     // The process-wide instance (may be null).
     static TLang* Instance();
@@ -66,6 +69,7 @@ private:
     QHash<QString, TUnitLang> prDicLang;
     TLanguages prCurrLanguage = TLanguages::lDE;
     QString prStrFile;
+    QString prLoadError;
 };
 
 // Translation of a text of the module (department "Kalvex").

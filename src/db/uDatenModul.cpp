@@ -1,13 +1,16 @@
 #include "db/uDatenModul.h"
 
 #include "config/AppPaths.h"
+#include "config/AttachmentFiles.h"
 #include "config/IniPlus.h"
 #include "config/KalvexError.h"
 #include "config/LanguageUnit.h"
 #include "config/LogFileUnit.h"
+#include "config/ProcessWait.h"
 #include "config/uConfig.h"
 #include "db/DBUpdater.h"
 
+#include <QDeadlineTimer>
 #include <QDesktopServices>
 #include <QCoreApplication>
 #include <QDir>
@@ -22,7 +25,35 @@
 namespace kalvex {
 
 namespace {
+
 constexpr int kConverterTimeoutMs = 30 * 60 * 1000;   // a large old store takes minutes
+
+// Reads the converter's lines (its steps and the rows copied) while it runs
+// and shows each; polls so that the wait window stays painted.
+// Returns everything it printed.
+QString waitForConverter(QProcess& converter, IProcessWait* wait)
+{
+    QString output;
+    QString last;
+    if (wait)
+        wait->Begin(QFileInfo(converter.program()).fileName());
+    const QDeadlineTimer deadline(kConverterTimeoutMs);
+    for (bool running = true; running;) {
+        running = !converter.waitForFinished(50) && converter.state() != QProcess::NotRunning && !deadline.hasExpired();
+        while (converter.canReadLine() || (!running && converter.bytesAvailable() > 0)) {
+            last = QString::fromUtf8(converter.readLine()).trimmed();
+            output += last + QLatin1Char('\n');
+            if (wait)
+                wait->Show(last);
+        }
+        if (wait)
+            wait->Show(last);
+    }
+    if (wait)
+        wait->End();
+    return output.trimmed();
+}
+
 }  // namespace
 
 namespace {
@@ -83,15 +114,20 @@ TFelder felderOf(const QVariant& stored)
 
 }  // namespace
 
-TDatenModul::TDatenModul(const QString& databaseFolder)
+TDatenModul::TDatenModul(const QString& databaseFolder, IProcessWait* wait)
 {
-    openStore(databaseFolder);
+    openStore(databaseFolder, wait);
 }
 
+// The log lives as long as the data module of the process: freeing the
+// installed module (or the last one) writes the log's end entry. A module
+// replaced by Install leaves the log to its successor.
 TDatenModul::~TDatenModul()
 {
     FEMailListe.Clear();
     FDBHandler.reset();
+    if (!globalModule())
+        TLogFile::Uninstall();
 }
 
 TDatenModul* TDatenModul::Instance()
@@ -199,7 +235,7 @@ QString TDatenModul::converterProgram()
     return QStandardPaths::findExecutable(name);
 }
 
-bool TDatenModul::convertOldAccessStore()
+bool TDatenModul::convertOldAccessStore(IProcessWait* wait)
 {
     TLogFile::LogGlobal(true, QStringLiteral("ConvertDBToSQLite: start"));
     const QString folder = TConfig::Ensure().CommonFolder04();
@@ -213,21 +249,21 @@ bool TDatenModul::convertOldAccessStore()
     QProcess converter;
     converter.setProcessChannelMode(QProcess::MergedChannels);
     converter.start(program, {QStringLiteral("-c"), mdb, db, QStringLiteral("-ctCopyAutoIncAsautoinc")});
-    const bool done = converter.waitForFinished(kConverterTimeoutMs) && converter.exitStatus() == QProcess::NormalExit
+    const QString output = waitForConverter(converter, wait);
+    const bool done = converter.state() == QProcess::NotRunning && converter.exitStatus() == QProcess::NormalExit
                    && converter.exitCode() == 0;
     if (!done)
-        TLogFile::LogGlobal(false, QStringLiteral("ConvertDBToSQLite: ") + QString::fromUtf8(converter.readAll()).trimmed()
-                                       + converter.errorString());
+        TLogFile::LogGlobal(false, QStringLiteral("ConvertDBToSQLite: ") + output + converter.errorString());
     TLogFile::LogGlobal(true, QStringLiteral("ConvertDBToSQLite: nach RunProcess"));
     return done;
 }
 
-void TDatenModul::openStore(const QString& databaseFolder)
+void TDatenModul::openStore(const QString& databaseFolder, IProcessWait* wait)
 {
     const TConfig& config = TConfig::Ensure();
     TLogFile::EnsureGlobal(config.FCommonPath);
     FConfig = readConfig(databaseFolder);   // a configuration error leaves every file as it is
-    const bool converted = convertOldAccessStore();
+    const bool converted = convertOldAccessStore(wait);
     if (FConfig.DatabaseType == TQMBDatabaseConfigType::dbtSQLite)
         QDir().mkpath(FConfig.HostName.isEmpty() ? QStringLiteral(".") : FConfig.HostName);
     try {
@@ -418,16 +454,7 @@ QByteArray TDatenModul::AnhangOeffnen(const QString& path)
 
 QString TDatenModul::AnhangOeffnenUndAnzeigen(const QString& path)
 {
-    const QString folder = TConfig::Ensure().IniFolder() + QStringLiteral("Temp/");
-    QDir().mkpath(folder);
-    QString name = path.section(QLatin1Char('/'), -1).section(QLatin1Char('\\'), -1);
-    if (name.isEmpty() || name == QLatin1String("..") || name == QLatin1String("."))
-        name = QStringLiteral("Anhang");
-    const QString target = folder + name;
-    QSaveFile file(target);
-    const QByteArray content = AnhangOeffnen(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size() || !file.commit())
-        throw EKalvex(Tx(1403, "Der Anhang konnte nicht nach %1 geschrieben werden.").arg(target));
+    const QString target = WriteAttachmentToTemp(path, AnhangOeffnen(path));
     QDesktopServices::openUrl(QUrl::fromLocalFile(target));
     return target;
 }

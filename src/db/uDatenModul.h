@@ -16,13 +16,16 @@
 
 namespace kalvex {
 
+class IProcessWait;
+
 class TDatenModul {
 public:
     // Opens the store: the log file, the connection settings (see
     // StoreSettingsSources; without any, kalvex.db in databaseFolder or the
     // common folder), the schema check, the lists. Raises EKalvex with the
     // connection message, or naming the key a server store lacks.
-    explicit TDatenModul(const QString& databaseFolder = QString());
+    // wait (may be null, not kept) shows the conversion of an old Access store.
+    explicit TDatenModul(const QString& databaseFolder = QString(), IProcessWait* wait = nullptr);
     ~TDatenModul();
     TDatenModul(const TDatenModul&) = delete;
     TDatenModul& operator=(const TDatenModul&) = delete;
@@ -90,9 +93,9 @@ public:
     QString FDatenPfad;
 
 private:
-    void openStore(const QString& databaseFolder);
+    void openStore(const QString& databaseFolder, IProcessWait* wait);
     static QString converterProgram();
-    bool convertOldAccessStore();   // true when it wrote kalvex.db
+    bool convertOldAccessStore(IProcessWait* wait);   // true when it wrote kalvex.db
     TQMBDatabaseConfig readConfig(const QString& databaseFolder) const;
     static TQMBDatabaseConfig loadConfig(const TStoreSettings& source, const TQMBDatabaseConfig& defaults);
     static void completeSQLiteConfig(TQMBDatabaseConfig& dbConfig, const TStoreSettings& source,

@@ -3,6 +3,7 @@
 #include "address/AdressDB.h"
 #include "config/IniPlus.h"
 #include "config/KalvexError.h"
+#include "config/ProcessWait.h"
 #include "config/LanguageUnit.h"
 #include "config/LogFileUnit.h"
 #include "config/uConfig.h"
@@ -60,6 +61,19 @@ bool isVersion1Record(const QByteArray& bytes)
 {
     throw EKalvex(Tx(1814, "Das E-Mail-Modul ist nicht initialisiert: InitInterface wurde nicht aufgerufen "
                            "oder die Datenbank ist nicht verfügbar."));
+}
+
+// A window that cannot open says why before the method returns; the host
+// still reads the same text through KalvexLastError.
+template <typename Open>
+decltype(auto) shownOnFailure(Open&& open)
+{
+    try {
+        return open();
+    } catch (const EKalvex& e) {
+        ShowFailure(e.message());
+        throw;
+    }
 }
 
 }  // namespace
@@ -133,6 +147,8 @@ void TMail::setLanguage(int32_t lang)
     TConfig& config = TConfig::Ensure();
     TLang& tl = TLang::Install(std::make_unique<TLang>(config.CommonFolder04()));
     tl.SetLanguage(lang);
+    if (!tl.LoadError().isEmpty())
+        ShowFailure(tl.LoadError());
     FLanguageCode = tl.GetCurrentLangCode();
     config.SetCurrLangCode(FLanguageCode);
     if (TDatenModul* module = TDatenModul::Instance())
@@ -156,7 +172,8 @@ void TMail::prepare(uintptr_t appHandle, const QString& serverDBIniDir, const QS
     config.FSektionsName = sektionsName;
     config.FCurrLangCode = FLanguageCode;
     openAdressDB();
-    TDatenModul::Install(std::make_unique<TDatenModul>());
+    TDatenModul::Free();   // the previous session's log ends before this one starts
+    TDatenModul::Install(std::make_unique<TDatenModul>(QString(), ProcessWaitWindow().get()));
     setLanguage(lang);
     SetApplicationHandle(appHandle);
 }
@@ -173,7 +190,7 @@ void TMail::ShowVerteilerForm(uintptr_t appHandle, const QString& serverDBIniDir
                               const QString& /*weitere*/, int32_t lang, int32_t version)
 {
     const TCleanupGuard guard([this] { cleanup(); });
-    prepare(appHandle, serverDBIniDir, sektionsName, lang, version);
+    shownOnFailure([&] { prepare(appHandle, serverDBIniDir, sektionsName, lang, version); });
     TDistributionWindowSetup setup;
     setup.subject = betreff;
     setup.body = body;
@@ -190,7 +207,7 @@ void TMail::ShowVerteilerFormLeer(uintptr_t appHandle, const QString& serverDBIn
                                   int32_t lang, const QString& startText, int32_t version)
 {
     const TCleanupGuard guard([this] { cleanup(); });
-    prepare(appHandle, serverDBIniDir, sektionsName, lang, version);
+    shownOnFailure([&] { prepare(appHandle, serverDBIniDir, sektionsName, lang, version); });
     TDistributionWindowSetup setup;
     setup.startText = startText;
     setup.emptyMode = true;
@@ -203,7 +220,7 @@ void TMail::ShowMailAdrVerwaltung(uintptr_t appHandle, const QString& serverDBIn
                                   int32_t lang, int32_t version)
 {
     const TCleanupGuard guard([this] { cleanup(); });
-    prepare(appHandle, serverDBIniDir, sektionsName, lang, version);
+    shownOnFailure([&] { prepare(appHandle, serverDBIniDir, sektionsName, lang, version); });
     RunAddressManagement(FAdressDBWrapper.get());
 }
 
@@ -211,7 +228,7 @@ void TMail::ShowMailAdrVerwaltung(uintptr_t appHandle, const QString& serverDBIn
 // window has closed, and no earlier handle is remembered.
 void TMail::ShowMailAdrVerwaltungVersion2(uintptr_t appHandle, int32_t lang)
 {
-    requireDatenModul();
+    shownOnFailure([] { requireDatenModul(); });
     setLanguage(lang);
     openAdressDB();
     RunAddressManagement(FAdressDBWrapper.get());
@@ -246,7 +263,7 @@ int32_t TMail::ShowVerteilerFormTemplate(uintptr_t appHandle, int32_t lang, cons
     setup.art = ParseGuidText(artGuid);
     setup.vorlage = ParseGuidText(vorlageGuid);
     const TEmpfaengerListe recipients = readRecipients(empfaenger);
-    TDatenModul& module = requireDatenModul();
+    TDatenModul& module = shownOnFailure([]() -> TDatenModul& { return requireDatenModul(); });
     FSavedAppHandle = ApplicationHandle();
     const TCleanupGuard guard([this] { cleanup(); });
     SetApplicationHandle(appHandle);
@@ -305,7 +322,8 @@ void TMail::InitInterface(const QString& databaseFolder, const QString& serverDB
     config.FServerDBIniDir = serverDBIniDir;
     config.FSektionsName = sektionsName;
     config.FCurrLangCode = FLanguageCode;
-    TDatenModul& module = TDatenModul::Install(std::make_unique<TDatenModul>(databaseFolder));
+    TDatenModul::Free();
+    TDatenModul& module = TDatenModul::Install(std::make_unique<TDatenModul>(databaseFolder, ProcessWaitWindow().get()));
     module.FOrvanProgID = orvanProgID;
     module.SetListLanguage(FLanguageCode);
     module.EnsureGeneralKind();

@@ -9,6 +9,7 @@
 #include "send/MailingRun.h"
 #include "ui/MessageBoxes.h"
 #include "ui/ProgressDialog.h"
+#include "ui/RPWaitWindow.h"
 #include "ui/WindowRunner.h"
 #include "ui/fDarstellung.h"
 #include "ui/fEmpfWaehlen.h"
@@ -112,6 +113,10 @@ TMainFormServices makeServices(TMailingRun& run, IUserMessages& messages, IProgr
     services.pickFromAddressDatabase = [&messages, adr](QWidget* parent) { return pickRecipients(parent, adr, messages, true); };
     services.insertTextBlock = [&messages](QWidget* parent, QTextEdit& editor) { insertTextBlock(parent, editor, messages); };
     services.editTemplates = [&messages, lang](QWidget* parent) { editTemplates(parent, messages, lang); };
+    services.ownTemplates = [] {
+        TDatenModul* module = TDatenModul::Instance();
+        return module ? LoadVorlagenFromDB(module->Handler()) : TKategorieListe();
+    };
     services.setupConnection = [&](QWidget* parent) { return runSetupDialog(parent, run, messages, progress); };
     services.send = [&run](TComposeModel&) {
         if (TConfig::Ensure().FVersandart == TVersandArt::vaStandardClient)
@@ -196,6 +201,19 @@ TDistributionWindowResult TDistributionSession::Run()
 TDistributionWindowResult RunDistributionWindow(const TDistributionWindowSetup& setup)
 {
     return TDistributionSession(setup).Run();
+}
+
+std::unique_ptr<IProcessWait> ProcessWaitWindow()
+{
+    if (!qobject_cast<QApplication*>(QCoreApplication::instance()))
+        return nullptr;
+    return std::make_unique<TrunProcessWindow>();
+}
+
+void ShowFailure(const QString& text)
+{
+    TMessageBoxes messages;
+    messages.ShowError(text);
 }
 
 void RunAddressManagement(TAdressDB* adr)

@@ -14,6 +14,7 @@
 
 namespace kalvex {
 
+class IProcessWait;
 class TFelder;
 
 struct TDistributionWindowSetup {
@@ -58,6 +59,13 @@ private:
 };
 
 TDistributionWindowResult RunDistributionWindow(const TDistributionWindowSetup& setup);
+
+// The wait window for the conversion of an old store; null without a
+// QApplication (nothing can be shown then).
+std::unique_ptr<IProcessWait> ProcessWaitWindow();
+
+// A failure the host's user must see before the method returns.
+void ShowFailure(const QString& text);
 
 // The recipient window in address-management mode (adr may be null).
 void RunAddressManagement(TAdressDB* adr);

@@ -13,6 +13,31 @@
 
 namespace kalvex {
 
+namespace {
+
+// Linux carries at most 32 pages (128 KiB, the terminating NUL included) in
+// one argument of a program start.
+constexpr qsizetype kMaxArgumentBytes = 128 * 1024 - 1;
+
+bool keptInMailto(char c)
+{
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '@' || c == '.' || c == '-'
+        || c == '\\' || c == '/';
+}
+
+// The length of a text in the mailto: URL xdg-email builds and passes on as
+// one argument: UTF-8, "@", letters, digits, ".", "-", "\\" and "/" kept,
+// a line break as "%0D%0A", every other byte as "%XX".
+qsizetype mailtoLength(const QString& text)
+{
+    qsizetype length = 0;
+    for (const char c : text.toUtf8())
+        length += c == '\n' ? 6 : (keptInMailto(c) ? 1 : 3);
+    return length;
+}
+
+}  // namespace
+
 void TGenHelp::ClearStrings()
 {
     FBetreff.clear();
@@ -59,6 +84,18 @@ QStringList TGenHelp::BuildArguments() const
     return args;
 }
 
+// Every field of the mail travels in that one URL, with its name and a
+// separator; the URL may not be longer than one argument can carry.
+bool TGenHelp::FitsOneArgument() const
+{
+    qsizetype length = QStringLiteral("mailto:?subject=&body=").size() + mailtoLength(FBetreff) + mailtoLength(FMailtext);
+    for (const TAddress& a : FRecipients)
+        length += 5 + mailtoLength(a.address);
+    for (const QString& path : FAttachments)
+        length += 8 + mailtoLength(QFileInfo(path).absoluteFilePath());
+    return length <= kMaxArgumentBytes;
+}
+
 int TGenHelp::report(int code) const
 {
     const QString message = MapiResultMessage(code);
@@ -75,6 +112,8 @@ int TGenHelp::CallMailClient()
     for (const QString& path : FAttachments)
         if (!QFileInfo(path).isFile())
             return report(11);
+    if (!FitsOneArgument())
+        return report(18);   // shortening the text would lose what the user wrote
     const TMailClientCommand command = FindMailClientCommand();
     const QStringList arguments = BuildArguments();
     LogMailClientDiagnostics(command, arguments);

@@ -28,10 +28,15 @@ public:
     void AddDestAdr(const QString& address, int recipientClass) override;
     void AddAttachment(const QString& path) override { FAttachments << path; }
     // Runs the hand-over; returns the MAPI result code and shows its message.
+    // A mail too long for the hand-over gives 18 before anything starts.
     int CallMailClient() override;
 
     // The argument list for xdg-email (exposed for tests).
     QStringList BuildArguments() const;
+    // False when the mail program could not be given the whole mail: the
+    // hand-over carries it in one mailto: URL, which one program argument
+    // must hold.
+    bool FitsOneArgument() const;
     const std::vector<TAddress>& Recipients() const { return FRecipients; }
     int TimeoutMs = 30000;
 

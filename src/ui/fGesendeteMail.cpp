@@ -4,7 +4,7 @@
 #include "config/UserMessages.h"
 #include "mailinterface/EMail.h"
 #include "send/ComposeModel.h"
-#include "ui/AttachmentFiles.h"
+#include "config/AttachmentFiles.h"
 #include "ui/WindowGeometry.h"
 
 #include <QDesktopServices>

@@ -30,6 +30,7 @@
 #include <QRadioButton>
 #include <QSplitter>
 #include <QStackedWidget>
+#include <QStandardItemModel>
 #include <QTabWidget>
 #include <QTableWidget>
 #include <QTextCursor>
@@ -294,10 +295,11 @@ void TMainForm::buildActions()
     });
     btVorlagen = makeAction("btVorlagen", Tx(1923, "Vorlagen bearbeiten"), [this] {
         const QUuid previous = SelectedVorlage();
+        const QVariant previousOwn = cbVorlagen->currentData(OwnTemplateRole);
         if (FServices.editTemplates)
             FServices.editTemplates(this);
         InitializeVorlagenAuswahl(FVorlagen, FLang);
-        restoreVorlagenAuswahl(previous);   // the user's edits of subject and body stay
+        restoreVorlagenAuswahl(previous, previousOwn);   // the user's edits of subject and body stay
     });
     barbtNachtrag = makeAction("barbtNachtrag", Tx(1924, "Nachtrag"), [this] {
         if (const TEMail* mail = mailOfRow(gridGesendet)) {
@@ -449,7 +451,11 @@ QWidget* TMainForm::buildTemplateArea()
     cbWerteEinfuegen->setPlaceholderText(Tx(1953, "Werte einfügen"));
     row->addWidget(cbWerteEinfuegen);
     connect(cbVorlagen, &QComboBox::activated, this, [this](int i) {
-        ApplyTemplate(cbVorlagen->itemData(i).toUuid());
+        const QVariant own = cbVorlagen->itemData(i, OwnTemplateRole);
+        if (own.isValid())
+            ApplyOwnTemplate(own.toInt());
+        else
+            ApplyTemplate(cbVorlagen->itemData(i).toUuid());
     });
     connect(cbVorlagen, &QComboBox::currentIndexChanged, this, [this] { FSelectedVorlageGUID = SelectedVorlage(); });
     connect(cbWerteEinfuegen, &QComboBox::activated, this, [this](int i) { insertFieldValue(i); });
@@ -898,8 +904,30 @@ void TMainForm::InitializeVorlagenAuswahl(const TProgrammVorlageListe* templates
     for (const auto& t : *templates)
         if (t->FArt == FVorlageArtGUID || t->FArt == GeneralKindGUID())
             cbVorlagen->addItem(t->GetName(lang), t->FGUID);
+    addOwnTemplates();
     cbVorlagen->setCurrentIndex(-1);
     fillFieldTree();
+}
+
+// Each category that holds templates is a heading that cannot be chosen,
+// its templates indented below it.
+void TMainForm::addOwnTemplates()
+{
+    FEigeneVorlagen = FServices.ownTemplates ? FServices.ownTemplates() : TKategorieListe();
+    auto* model = qobject_cast<QStandardItemModel*>(cbVorlagen->model());
+    for (const auto& k : FEigeneVorlagen) {
+        bool heading = false;
+        for (const auto& v : k->Vorlagen) {
+            if (v->Art != TEMailVorlageArt::vaVorlage)
+                continue;
+            if (!std::exchange(heading, true)) {
+                cbVorlagen->addItem(k->Kategorie);
+                model->item(cbVorlagen->count() - 1)->setEnabled(false);
+            }
+            cbVorlagen->addItem(QStringLiteral("    ") + v->Name);
+            cbVorlagen->setItemData(cbVorlagen->count() - 1, v->ID, OwnTemplateRole);
+        }
+    }
 }
 
 QUuid TMainForm::SelectedVorlage() const
@@ -907,9 +935,12 @@ QUuid TMainForm::SelectedVorlage() const
     return cbVorlagen->currentIndex() >= 0 ? cbVorlagen->currentData().toUuid() : QUuid();
 }
 
-void TMainForm::restoreVorlagenAuswahl(const QUuid& vorlage)
+void TMainForm::restoreVorlagenAuswahl(const QUuid& vorlage, const QVariant& ownId)
 {
-    cbVorlagen->setCurrentIndex(vorlage.isNull() ? -1 : cbVorlagen->findData(vorlage));
+    if (ownId.isValid())
+        cbVorlagen->setCurrentIndex(cbVorlagen->findData(ownId, OwnTemplateRole));
+    else
+        cbVorlagen->setCurrentIndex(vorlage.isNull() ? -1 : cbVorlagen->findData(vorlage));
 }
 
 void TMainForm::SetVorlagenAuswahl(const QUuid& vorlage)
@@ -924,11 +955,29 @@ void TMainForm::ApplyTemplate(const QUuid& vorlage)
 {
     FSelectedVorlageGUID = vorlage;
     const TProgrammVorlage* t = FVorlagen ? const_cast<TProgrammVorlageListe*>(FVorlagen)->FindByGUID(vorlage) : nullptr;
-    if (!t)
-        return;
+    if (t)
+        applyMerged(*t);
+}
+
+void TMainForm::ApplyOwnTemplate(int32_t id)
+{
+    FSelectedVorlageGUID = QUuid();
+    for (const auto& k : FEigeneVorlagen)
+        for (const auto& v : k->Vorlagen)
+            if (v->ID == id) {
+                TProgrammVorlage asProgramTemplate;
+                asProgramTemplate.FBetreff = v->Betreff;
+                asProgramTemplate.FBody = LooksLikeRtf(v->BodyRTF) ? v->BodyRTF : v->BodyPlain;
+                applyMerged(asProgramTemplate);
+                return;
+            }
+}
+
+void TMainForm::applyMerged(const TProgrammVorlage& vorlage)
+{
     try {
         static const TFelder noFields;
-        const TMergedTemplate merged = MergeProgrammVorlage(*t, FFelder ? *FFelder : noFields, FLang);
+        const TMergedTemplate merged = MergeProgrammVorlage(vorlage, FFelder ? *FFelder : noFields, FLang);
         edBetreff->setText(merged.subject);
         SetBody(merged.body);
     } catch (const std::exception& e) {

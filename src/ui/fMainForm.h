@@ -5,6 +5,7 @@
 //
 // Lifetime: created for one window-opening call and freed after it closes.
 
+#include "compose/uEMailVorlage.h"
 #include "config/UserMessages.h"
 #include "send/ComposeModel.h"
 #include "ui/fDarstellung.h"
@@ -34,6 +35,7 @@ class TConfig;
 class TEMail;
 class TEMailListe;
 class TFelder;
+class TProgrammVorlage;
 class TProgrammVorlageListe;
 
 // What the window asks of the rest of the module. Any hook may be empty.
@@ -44,6 +46,7 @@ struct TMainFormServices {
     std::function<const TEMailListe*()> mails;              // sent mails and drafts
     std::function<bool(QWidget*)> setupConnection;          // settings dialog + check; true when changed
     std::function<void(QWidget*)> editTemplates;            // template manager
+    std::function<TKategorieListe()> ownTemplates;          // the user's templates, fresh from the store
     std::function<void(QWidget*, QTextEdit&)> insertTextBlock;
     std::function<QList<TComposeRecipient>(QWidget*)> pickRecipients;          // "Empfänger auswählen"
     std::function<QList<TComposeRecipient>(QWidget*)> pickFromAddressDatabase; // "Aus AdressDB übernehmen"
@@ -74,6 +77,10 @@ public:
     void InitializeVorlagenAuswahl(const TProgrammVorlageListe* templates, int32_t lang);
     void SetVorlagenAuswahl(const QUuid& vorlage);
     void ApplyTemplate(const QUuid& vorlage);
+    // One of the user's own templates (KVXVorlage, Art 1), merged with the
+    // host's fields as a program template without fields of its own.
+    void ApplyOwnTemplate(int32_t id);
+    static constexpr int OwnTemplateRole = Qt::UserRole + 1;   // chooser: the own template's ID
 
     // Recipients and attachments.
     void AddRecipientRow(const TComposeRecipient& recipient);   // duplicates dropped
@@ -146,7 +153,9 @@ private:
     void insertTable();
     void fillFieldTree();
     void insertFieldValue(int index);
-    void restoreVorlagenAuswahl(const QUuid& vorlage);
+    void restoreVorlagenAuswahl(const QUuid& vorlage, const QVariant& ownId);
+    void addOwnTemplates();
+    void applyMerged(const TProgrammVorlage& vorlage);
     bool sentFlag() const;
     void addPickedRecipients(QList<TComposeRecipient> picked);
 
@@ -155,6 +164,7 @@ private:
     TComposeModel FModel;
     const TFelder* FFelder = nullptr;                   // the host's fields, not owned
     const TProgrammVorlageListe* FVorlagen = nullptr;   // not owned
+    TKategorieListe FEigeneVorlagen;                    // offered after the program templates
     int32_t FLang = 1031;
     bool FEmptyMode = false;
     QWidget* FTemplateArea = nullptr;

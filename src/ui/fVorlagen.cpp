@@ -291,10 +291,9 @@ bool TFormVorlagen::Speichern()
     FEditing.Name = edName->text().trimmed();
     FEditing.KategorieID = cbKategorie->currentData().toInt();
     FEditing.Betreff = edBetreff->text();
-    // A block that came as RTF stays RTF (its formatting); plain stays plain.
-    const bool rich = LooksLikeRtf(FEditing.BodyRTF);
+    // Always RTF, so what the user formatted (in a new entry too) is kept.
     FEditing.BodyPlain = edText->toPlainText();
-    FEditing.BodyRTF = rich ? DocumentToRtf(*edText->document()) : FEditing.BodyPlain;
+    FEditing.BodyRTF = DocumentToRtf(*edText->document());
     SaveEMailVorlageToDB(FHandler, FEditing);
     const int32_t id = FEditing.ID;
     const int32_t kategorie = FEditing.KategorieID;

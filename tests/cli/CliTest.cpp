@@ -589,3 +589,22 @@ TEST_F(CliTest, AServerStoreWithoutItsServerIsRefused)
     EXPECT_FALSE(QFile::exists(storeFile()));
     EXPECT_EQ(run({"list"}).code, 3);
 }
+
+// A store that cannot be opened ends the command with its message and exit
+// code 3; an unreadable translation database is told, the German texts serve.
+TEST_F(CliTest, StoreAndTranslationFailuresReachTheUser)
+{
+    QDir().mkpath(storeFile());   // a folder where the store file belongs
+    Result r = run({"list"});
+    EXPECT_EQ(r.code, 3);
+    EXPECT_TRUE(r.err.contains("Es ist ein Fehler beim Verbinden zur Datenbank aufgetreten!")) << r.err.toStdString();
+    QDir().rmdir(storeFile());
+
+    QFile lang(dir.filePath("common/Common04/DllsLang.db3"));
+    ASSERT_TRUE(lang.open(QIODevice::WriteOnly));
+    lang.write(QByteArray(4096, 'x'));
+    lang.close();
+    r = run({"list"});
+    EXPECT_EQ(r.code, 0) << r.err.toStdString();
+    EXPECT_TRUE(r.err.contains("Der Datenbankhandler konnte nicht erstellt werden!")) << r.err.toStdString();
+}

@@ -8,6 +8,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QRegularExpression>
 #include <QSqlDatabase>
 #include <QSqlQuery>
 
@@ -558,4 +559,33 @@ TEST_P(DatenModulTest, StoreSettingsComeFromTheHostThenTheInstallationThenTheCom
     EXPECT_EQ(opened(), FDir.filePath("stores/common.db"));
     QFile::remove(common + "Common04/KVXIni/serverdboptions.ini");
     EXPECT_EQ(opened(), storeFile());
+}
+
+// Every session's start entry is closed by its end entry when its data
+// module is freed; a module that replaces another keeps the log going.
+TEST_P(DatenModulTest, EachSessionEndsItsLogWhenItsModuleIsFreed)
+{
+    const QString logName = TLogFile::DefaultFileName(common);
+    auto log = [&] {
+        QFile f(logName);
+        f.open(QIODevice::ReadOnly);
+        return QString::fromUtf8(f.readAll());
+    };
+    for (int session = 1; session <= 2; ++session) {
+        TDatenModul::Install(std::make_unique<TDatenModul>());
+        EXPECT_EQ(log().count("Programmstart: "), session);
+        EXPECT_EQ(log().count("Programmende: "), session - 1);
+        TDatenModul::Free();
+        EXPECT_EQ(log().count("Programmende: "), session);
+    }
+    const QRegularExpression end("\nProgrammende: .+ \\d\\d:\\d\\d:\\d\\d\n-{59}\n$");
+    EXPECT_TRUE(end.match(log()).hasMatch()) << log().right(120).toStdString();
+
+    TDatenModul::Install(std::make_unique<TDatenModul>());
+    TDatenModul::Install(std::make_unique<TDatenModul>());   // the successor keeps the log
+    TLogFile::LogGlobal(true, "noch da");
+    EXPECT_TRUE(log().contains(" - noch da\n"));
+    EXPECT_EQ(log().count("Programmende: "), 2);
+    TDatenModul::Free();
+    EXPECT_EQ(log().count("Programmende: "), 3);
 }

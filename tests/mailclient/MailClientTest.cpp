@@ -123,3 +123,31 @@ TEST_F(MailClientTest, MissingFilesAndMissingProgramGiveTheirCodes)
     log.open(QIODevice::ReadOnly);
     EXPECT_TRUE(log.readAll().contains("Standard-E-Mail-Programm (mailto): "));
 }
+
+// A body is handed over whole as long as the mailto: URL fits one program
+// argument; a longer one is refused as too long before anything starts,
+// never cut and never taken for a missing mail program.
+TEST_F(MailClientTest, LongBodiesArriveWholeOrAreRefusedAsTooLong)
+{
+    TRecordingMessages messages;
+    TGenHelp fits(&messages);
+    fits.AddDestAdr("anna@example.org", 1);
+    const QString longBody = QString(120 * 1024, QLatin1Char('a')) + "\nEnde";
+    fits.SetMailtext(longBody);
+    EXPECT_EQ(fits.CallMailClient(), 0);
+    EXPECT_TRUE(messages.Entries().empty());
+    EXPECT_EQ(QUrlQuery(receivedUrl()).queryItemValue("body", QUrl::FullyDecoded).size(), longBody.size() + 1);
+    QFile::remove(received);
+
+    const QString tooLong[] = {QString(200 * 1024, QLatin1Char('a')),   // over what one argument carries
+                               QString(44 * 1024, QChar(0xFC))};          // fits raw, not percent-encoded
+    for (const QString& body : tooLong) {
+        messages.Clear();
+        TGenHelp help(&messages);
+        help.AddDestAdr("anna@example.org", 1);
+        help.SetMailtext(body);
+        EXPECT_EQ(help.CallMailClient(), 18);
+        EXPECT_EQ(messages.Texts(TRecordingMessages::Kind::Error), QStringList{"Die eingegebenene Nachricht ist zu lang"});
+        EXPECT_FALSE(QFile::exists(received));
+    }
+}

@@ -1,6 +1,8 @@
+#include "config/IniPlus.h"
 #include "config/UserMessages.h"
+#include "config/uConfig.h"
 #include "mailinterface/uMailInterface.h"
-#include "ui/AttachmentFiles.h"
+#include "config/AttachmentFiles.h"
 #include "ui/fAdresseManuell.h"
 #include "ui/fGesendeteMail.h"
 
@@ -9,6 +11,7 @@
 #include <QApplication>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QLabel>
 #include <QLineEdit>
 #include <QTableWidget>
@@ -21,19 +24,31 @@ namespace {
 
 }  // namespace
 
-// A stored path must not lead the written file out of the temporary folder.
-TEST(CompanionWindows, StoredAttachmentsStayInTheTemporaryFolder)
+// Whatever name the store holds, the file lands in the installation's
+// Common04/KVXIni/Temp/ folder, under its last component.
+TEST(CompanionWindows, StoredAttachmentsStayInTheInstallationsTempFolder)
 {
-    EXPECT_EQ(SafeAttachmentName("../../etc/passwd"), "passwd");
-    EXPECT_EQ(SafeAttachmentName("C:\\Daten\\..\\Bericht.pdf"), "Bericht.pdf");
-    EXPECT_EQ(SafeAttachmentName("/tmp/x/.."), "Anhang");
-    EXPECT_EQ(SafeAttachmentName(""), "Anhang");
-    const QString written = WriteAttachmentToTemp("../../../outside.txt", "inhalt");
-    EXPECT_TRUE(written.startsWith(QDir::tempPath() + "/kalvex-anhaenge/"));
-    EXPECT_TRUE(written.endsWith("/outside.txt"));
-    QFile f(written);
-    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-    EXPECT_EQ(f.readAll(), QByteArray("inhalt"));
+    QTemporaryDir dir;
+    TIniFile reg(dir.filePath("registry.ini"));
+    reg.WriteString("SOFTWARE\\QMB GmbH\\Common", "Common", dir.filePath("common") + "/");
+    qputenv("KALVEX_REGISTRY", dir.filePath("registry.ini").toUtf8());
+    TConfig::Install(std::make_unique<TConfig>(QStringLiteral("Test")));
+    const QString folder = dir.filePath("common/Common04/KVXIni/Temp");
+    const std::pair<QString, QString> cases[] = {
+        {"../../outside.txt", "outside.txt"}, {"/etc/passwd", "passwd"},     {"C:\\Daten\\..\\Bericht.pdf", "Bericht.pdf"},
+        {"..\\..\\boese.exe", "boese.exe"},    {"", "Anhang"},                {".", "Anhang"},
+        {"..", "Anhang"},                       {"/tmp/x/..", "Anhang"},       {"ordner/../", "Anhang"}};
+    for (const auto& [stored, name] : cases) {
+        const QString written = WriteAttachmentToTemp(stored, stored.toUtf8() + "!");
+        EXPECT_EQ(QFileInfo(written).absolutePath(), folder) << stored.toStdString();
+        EXPECT_EQ(QFileInfo(written).fileName(), name) << stored.toStdString();
+        QFile f(written);
+        ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+        EXPECT_EQ(f.readAll(), stored.toUtf8() + "!");
+    }
+    EXPECT_FALSE(QFile::exists(dir.filePath("outside.txt")));
+    TConfig::Free();
+    qunsetenv("KALVEX_REGISTRY");
 }
 
 TEST(CompanionWindows, SentMailViewAndManualAddress)

@@ -16,6 +16,8 @@
 #include "address/AdressDB.h"
 #include "ui/fEmpfWaehlen.h"
 #include "ui/fMainForm.h"
+#include "ui/fVorlagen.h"
+#include "config/UserMessages.h"
 
 #include <QCheckBox>
 #include <QCloseEvent>
@@ -28,6 +30,9 @@
 #include <QRadioButton>
 #include <QPushButton>
 #include <QSqlDatabase>
+#include <QStandardItemModel>
+#include <QTextCharFormat>
+#include <QTextCursor>
 #include <QSqlQuery>
 #include <QTableWidget>
 #include <QTest>
@@ -374,6 +379,108 @@ TEST_F(Journey, CancelInTheMiddleOfASeparateRunStopsTheRest)
     EXPECT_TRUE(log.contains("Rundschreiben an empf1@example.org: gesendet"));
     EXPECT_FALSE(log.contains(QString("Rundschreiben an empf%1@example.org").arg(sent + 2)));
     EXPECT_EQ(result.exitCode, KALVEX_EXIT_SENT_WITH_FAILURES);
+}
+
+// What keeps the window from opening is shown before the method returns,
+// and the host still gets it through its error: a store that cannot be
+// opened, a log that cannot be created; an unreadable translation database
+// is shown and the window opens in German.
+TEST_F(Journey, FailuresToOpenAreShownToTheUser)
+{
+    TDatenModul::Free();
+    const QString store = site.Path("common/Common04/kalvex.db");
+    ASSERT_TRUE(QFile::remove(store));
+    QDir().mkpath(store);
+    TMail mail;
+    EXPECT_THROW(mail.ShowVerteilerFormLeer(0, "", "", 1031, "", 2026), EKalvex);
+    ASSERT_EQ(user.Seen(QMessageBox::Critical).size(), 1);
+    EXPECT_TRUE(user.Seen(QMessageBox::Critical)[0].startsWith("Es ist ein Fehler beim Verbinden zur Datenbank aufgetreten!"));
+    EXPECT_THROW(mail.ShowMailAdrVerwaltungVersion2(0, 1031), EKalvex);   // nothing was opened
+    EXPECT_EQ(user.Seen(QMessageBox::Critical).size(), 2);
+    QDir().rmdir(store);
+
+    TLogFile::Uninstall();   // the failed opening left its log to the next one
+    const QString logFolder = site.Path("common/Common04/KVXLog");
+    QDir(logFolder).removeRecursively();
+    QFile blocker(logFolder);   // a file where the log's folder belongs
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    EXPECT_THROW(mail.ShowMailAdrVerwaltung(0, "", "", 1031, 2026), EKalvex);
+    ASSERT_EQ(user.Seen(QMessageBox::Critical).size(), 3);
+    EXPECT_EQ(user.Seen(QMessageBox::Critical)[2], "LogFile konnte nicht erstellt werden");
+    QFile::remove(logFolder);
+
+    QFile lang(site.Path("common/Common04/DllsLang.db3"));
+    ASSERT_TRUE(lang.open(QIODevice::WriteOnly));
+    lang.write(QByteArray(4096, 'x'));
+    lang.close();
+    bool opened = false;
+    whenWindowIsUp([&](TMainForm& w) {
+        opened = true;
+        w.close();
+    });
+    mail.ShowVerteilerFormLeer(0, "", "", 1031, "", 2026);
+    EXPECT_TRUE(opened);
+    ASSERT_EQ(user.Seen(QMessageBox::Critical).size(), 4);
+    EXPECT_TRUE(user.Seen(QMessageBox::Critical)[3].startsWith("Der Datenbankhandler konnte nicht erstellt werden!\r\n\r\n"));
+
+    // Each window call of the host is a session of its own in the log.
+    whenWindowIsUp([](TMainForm& w) { w.close(); });
+    mail.ShowVerteilerFormLeer(0, "", "", 1031, "", 2026);
+    EXPECT_EQ(logFile().count("Programmstart: "), 2);
+    EXPECT_EQ(logFile().count("Programmende: "), 1);
+}
+
+// The user's own templates follow the host's under their categories and
+// fill the mail with the host's values, keeping their formatting; text
+// blocks and empty categories are not offered.
+TEST_F(Journey, OwnTemplatesAreOfferedAfterTheProgramTemplates)
+{
+    TRecordingMessages messages;
+    TFormVorlagen manager(site.Module->Handler(), messages, nullptr, 1031);
+    manager.NeueKategorie("Leer");
+    const int32_t eigene = manager.NeueKategorie("Baustelle");
+    manager.NeuerEintrag(eigene);
+    manager.edName->setText("Baustellenbrief");
+    manager.edBetreff->setText("Baustelle <Projekt>");
+    QTextCursor cursor(manager.edText->document());
+    QTextCharFormat bold;
+    bold.setFontWeight(QFont::Bold);
+    cursor.insertText("Wichtig", bold);
+    cursor.insertText(" bis <Frist>", QTextCharFormat());
+    ASSERT_TRUE(manager.Speichern());
+    TFormtextbausteine blocks(site.Module->Handler(), messages);
+    blocks.NeuerEintrag(eigene);
+    blocks.edName->setText("Gruß");
+    blocks.edText->setPlainText("Mit freundlichen Grüßen");
+    ASSERT_TRUE(blocks.Speichern());
+    EXPECT_TRUE(site.Module->Handler().CalcSQL_String("", "select BodyRTF from KVXVorlage where Name = 'Gruß'").startsWith("{\\rtf"));
+
+    TDistributionWindowSetup setup;
+    setup.art = site.Kind;
+    setup.felder = &site.Fields;
+    TDistributionSession session(setup);
+    const auto result = run(session, [&](TMainForm& w) {
+        QStringList entries;
+        for (int i = 0; i < w.cbVorlagen->count(); ++i)
+            entries << w.cbVorlagen->itemText(i);
+        ASSERT_EQ(entries, QStringList({"Defect notice (englisch)", "Mängelanzeige", "Baustelle", "    Baustellenbrief"}));
+        const auto* model = qobject_cast<QStandardItemModel*>(w.cbVorlagen->model());
+        EXPECT_FALSE(model->item(2)->isEnabled());   // a heading, not a template
+        w.cbVorlagen->setCurrentIndex(3);
+        emit w.cbVorlagen->activated(3);
+        EXPECT_EQ(w.edBetreff->text(), "Baustelle Neubau Lagerhalle Nord");
+        EXPECT_EQ(w.edBody->toPlainText(), "Wichtig bis 15.12.2026");
+        QTextCursor at(w.edBody->document());
+        at.setPosition(1);
+        EXPECT_EQ(at.charFormat().fontWeight(), QFont::Bold);
+        at.setPosition(10);
+        EXPECT_NE(at.charFormat().fontWeight(), QFont::Bold);
+        w.edBetreff->clear();
+        w.edBody->clear();
+        w.close();
+    });
+    EXPECT_TRUE(result.selectedVorlage.isNull());   // not a host template
 }
 
 // The host's view: the interface methods with streams, as a host calls them.

@@ -168,8 +168,10 @@ void TAccessConverter::Run()
         target->SetConnected(true);
         const QStringList tables = mdbTool(QStringLiteral("mdb-tables"), {QStringLiteral("-1"), FArgs.source}).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
         target->BeginTrans();
-        for (const QString& table : tables)
-            convertTable(*target, table.trimmed());
+        for (int i = 0; i < tables.size(); ++i) {
+            FLog(QStringLiteral("Tabelle %1 von %2: %3").arg(i + 1).arg(tables.size()).arg(tables[i].trimmed()));
+            convertTable(*target, tables[i].trimmed());
+        }
         target->CommitTrans();
     } catch (const EKalvex&) {
         QFile::remove(FArgs.target);   // a half store would stop the next conversion

@@ -1,7 +1,8 @@
-#include "ui/AttachmentFiles.h"
+#include "config/AttachmentFiles.h"
 
 #include "config/KalvexError.h"
 #include "config/LanguageUnit.h"
+#include "config/uConfig.h"
 
 #include <QDir>
 #include <QFile>
@@ -19,11 +20,16 @@ QString SafeAttachmentName(const QString& storedPath)
     return name;
 }
 
+QString AttachmentTempFolder()
+{
+    return TConfig::Ensure().IniFolder() + QStringLiteral("Temp/");
+}
+
 QString WriteAttachmentToTemp(const QString& storedPath, const QByteArray& content)
 {
-    const QString folder = QDir::tempPath() + QStringLiteral("/kalvex-anhaenge");
+    const QString folder = AttachmentTempFolder();
     QDir().mkpath(folder);
-    const QString path = folder + QLatin1Char('/') + SafeAttachmentName(storedPath);
+    const QString path = folder + SafeAttachmentName(storedPath);
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size() || !file.commit())
         throw EKalvex(Tx(1996, "Der Anhang konnte nicht nach %1 geschrieben werden: %2").arg(path, file.errorString()));
