@@ -28,18 +28,14 @@ private:
     TSaslCredentials FCredentials;
 };
 
-// S/KEY and OTP: the first response names the user, the second answers
-// the "otp-<hash> <sequence> <seed>" challenge.
+// OTP: the first response names the user, the second answers the
+// "otp-<hash> <sequence> <seed>" challenge in the extended "hex:" form.
 class TOtpMechanism : public TSaslMechanism {
 public:
-    TOtpMechanism(QByteArray name, TSaslCredentials c) : FName(std::move(name)), FCredentials(std::move(c)) {}
-    QByteArray Name() const override { return FName; }
+    explicit TOtpMechanism(TSaslCredentials c) : FCredentials(std::move(c)) {}
+    QByteArray Name() const override { return "OTP"; }
     bool IsOneTimePassword() const override { return true; }
-    std::optional<QByteArray> InitialResponse() override
-    {
-        FSentUser = true;
-        return FName == "OTP" ? QByteArray() + '\0' + FCredentials.user.toUtf8() : FCredentials.user.toUtf8();
-    }
+    std::optional<QByteArray> InitialResponse() override { return QByteArray() + '\0' + FCredentials.user.toUtf8(); }
     QByteArray Respond(const QByteArray& challenge) override
     {
         const QList<QByteArray> parts = challenge.simplified().split(' ');
@@ -51,9 +47,29 @@ public:
     }
 
 private:
-    QByteArray FName;
     TSaslCredentials FCredentials;
-    bool FSentUser = false;
+};
+
+// S/KEY: the user name, then the "<sequence> <seed>" challenge answered
+// with the MD4 one-time password in hexadecimal.
+class TSkeyMechanism : public TSaslMechanism {
+public:
+    explicit TSkeyMechanism(TSaslCredentials c) : FCredentials(std::move(c)) {}
+    QByteArray Name() const override { return "SKEY"; }
+    bool IsOneTimePassword() const override { return true; }
+    std::optional<QByteArray> InitialResponse() override { return FCredentials.user.toUtf8(); }
+    QByteArray Respond(const QByteArray& challenge) override
+    {
+        const QList<QByteArray> parts = challenge.simplified().split(' ');
+        bool ok = false;
+        const int sequence = parts.value(0).toInt(&ok);
+        if (parts.size() != 2 || !ok || sequence < 0)
+            throw EKalvex(Tx(1000, "Der SMTP-Server hat eine unverständliche Einmalkennwort-Anfrage gesendet."));
+        return OneTimePassword("md4", sequence, parts[1], FCredentials.password.toUtf8()).mid(4);
+    }
+
+private:
+    TSaslCredentials FCredentials;
 };
 
 class TAnonymousMechanism : public TSaslMechanism {
@@ -125,12 +141,26 @@ QByteArray foldTo64(const QByteArray& digest, bool sha1)
 
 }  // namespace
 
+namespace {
+
+QCryptographicHash::Algorithm otpHash(const QByteArray& algorithm)
+{
+    const QByteArray name = algorithm.toLower();
+    if (name == "sha1")
+        return QCryptographicHash::Sha1;
+    if (name == "md5")
+        return QCryptographicHash::Md5;
+    if (name == "md4")   // S/KEY's own hash
+        return QCryptographicHash::Md4;
+    throw EKalvex(Tx(1001, "Das Einmalkennwort-Verfahren %1 wird nicht unterstützt.").arg(QString::fromLatin1(algorithm)));
+}
+
+}  // namespace
+
 QByteArray OneTimePassword(const QByteArray& algorithm, int sequence, const QByteArray& seed, const QByteArray& secret)
 {
-    const bool sha1 = algorithm.toLower() == "sha1";
-    const auto hash = sha1 ? QCryptographicHash::Sha1 : QCryptographicHash::Md5;
-    if (!sha1 && algorithm.toLower() != "md5")
-        throw EKalvex(Tx(1001, "Das Einmalkennwort-Verfahren %1 wird nicht unterstützt.").arg(QString::fromLatin1(algorithm)));
+    const auto hash = otpHash(algorithm);
+    const bool sha1 = hash == QCryptographicHash::Sha1;
     QByteArray value = foldTo64(QCryptographicHash::hash(seed.toLower() + secret, hash), sha1);
     for (int i = 0; i < sequence; ++i)
         value = foldTo64(QCryptographicHash::hash(value, hash), sha1);
@@ -142,8 +172,8 @@ std::vector<std::unique_ptr<TSaslMechanism>> CreateSaslMechanisms(const TSaslCre
     std::vector<std::unique_ptr<TSaslMechanism>> list;
     list.push_back(std::make_unique<TCramMechanism>("CRAM-SHA1", QCryptographicHash::Sha1, c));
     list.push_back(std::make_unique<TCramMechanism>("CRAM-MD5", QCryptographicHash::Md5, c));
-    list.push_back(std::make_unique<TOtpMechanism>("SKEY", c));
-    list.push_back(std::make_unique<TOtpMechanism>("OTP", c));
+    list.push_back(std::make_unique<TSkeyMechanism>(c));
+    list.push_back(std::make_unique<TOtpMechanism>(c));
     list.push_back(std::make_unique<TAnonymousMechanism>());
     list.push_back(std::make_unique<TExternalMechanism>());
     list.push_back(std::make_unique<TLoginMechanism>(c));

@@ -174,7 +174,7 @@ bool TSmtpSession::atCommandBoundary() const
 {
     switch (FState) {
     case State::Greeting: case State::Ehlo: case State::Helo: case State::StartTls: case State::EhloAgain:
-    case State::Auth: case State::MailFrom: case State::RcptTo: case State::Data: case State::DataEnd:
+    case State::Auth: case State::AuthCancel: case State::MailFrom: case State::RcptTo: case State::Data: case State::DataEnd:
         return FSocket && FSocket->state() == QAbstractSocket::ConnectedState;
     default:
         return false;
@@ -296,6 +296,7 @@ void TSmtpSession::onReply(const Reply& r)
     case State::Helo: return handleHelo(r);
     case State::StartTls: return handleStartTls(r);
     case State::Auth: return handleAuth(r);
+    case State::AuthCancel: return handleAuthCancel(r);
     case State::MailFrom: return handleMailFrom(r);
     case State::RcptTo: return handleRcptTo(r);
     case State::Data: return handleData(r);
@@ -480,8 +481,23 @@ void TSmtpSession::answerChallenge(const Reply& r)
     try {
         sendCommand(FMechanism->Respond(challenge).toBase64(), State::Auth);
     } catch (...) {
-        fail(std::current_exception());
+        FAuthError = std::current_exception();
+        cancelAuthOrFail();
     }
+}
+
+// A one-time-password challenge we cannot answer (another hash, another
+// format) ends that exchange with "*"; the next mechanism may still work.
+void TSmtpSession::cancelAuthOrFail()
+{
+    if (FMechanism->IsOneTimePassword() && NextSaslMechanism(FMechanisms, FAuthMechanisms, FMechanism))
+        return sendCommand("*", State::AuthCancel);
+    fail(FAuthError);
+}
+
+void TSmtpSession::handleAuthCancel(const Reply&)
+{
+    startAuth(NextSaslMechanism(FMechanisms, FAuthMechanisms, FMechanism));
 }
 
 // With SMTPUTF8 the addresses go as they are; otherwise the domains in

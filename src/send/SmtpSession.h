@@ -92,7 +92,7 @@ class TSmtpSession : public QObject {
     Q_OBJECT
 
 public:
-    enum class State { Idle, Connecting, Greeting, Ehlo, Helo, StartTls, TlsHandshake, EhloAgain, Auth, MailFrom, RcptTo,
+    enum class State { Idle, Connecting, Greeting, Ehlo, Helo, StartTls, TlsHandshake, EhloAgain, Auth, AuthCancel, MailFrom, RcptTo,
                        Data, Body, DataEnd, Quit, Done };
 
     // events and progress may be null; they must outlive the session.
@@ -137,6 +137,8 @@ private:
     bool refuseBeforeMail();
     void startAuth(TSaslMechanism* mechanism);
     void answerChallenge(const Reply& r);
+    void cancelAuthOrFail();
+    void handleAuthCancel(const Reply& r);
     void sendMailFrom();
     QByteArray envelopeAddress(const TMailbox& mailbox) const;
     void sendNextRecipient();
@@ -165,6 +167,7 @@ private:
     QTimer FTimer;
     QTimer FCancelPoll;
     QEventLoop* FLoop = nullptr;
+    std::exception_ptr FAuthError;   // why the last challenge could not be answered
     State FState = State::Idle;
     int FTimeoutMs = 0;   // what the running timer was set to, for the message
     TSmtpReplyParser FParser;

@@ -44,6 +44,8 @@ TEST(Mime, OneTimePasswordsFollowTheRfcVectors)
     EXPECT_EQ(OneTimePassword("md5", 0, "TeSt", "This is a test."), QByteArray("hex:9e876134d90499dd"));
     EXPECT_EQ(OneTimePassword("md5", 1, "TeSt", "This is a test."), QByteArray("hex:7965e05436f5029f"));
     EXPECT_EQ(OneTimePassword("sha1", 0, "TeSt", "This is a test."), QByteArray("hex:bb9e6ae1979d8ff4"));
+    EXPECT_EQ(OneTimePassword("md4", 0, "TeSt", "This is a test."), QByteArray("hex:d1854218ebbb0b51"));
+    EXPECT_EQ(OneTimePassword("md4", 99, "TeSt", "This is a test."), QByteArray("hex:c5e612776e6c237a"));
     auto mechanisms = CreateSaslMechanisms({"u", "p"});
     QStringList order;
     for (const auto& m : mechanisms)

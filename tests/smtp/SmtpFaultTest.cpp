@@ -183,6 +183,27 @@ TEST_F(SmtpFaultTest, RefusalsNameTheServerReply)
     }
 }
 
+// S/KEY answers its own "<sequence> <seed>" challenge with the MD4 one-time
+// password; a challenge it cannot answer is broken off with "*" and the
+// next mechanism is tried.
+TEST_F(SmtpFaultTest, SkeyAnswersItsOwnChallengeOrStepsAside)
+{
+    SmtpServer skey({"--auth", "SKEY LOGIN", "--skey-challenge", "99 TeSt", "--password", "This is a test.",
+                     "--skey-answer", "c5e612776e6c237a"}, "smtp_fault_server.py");
+    ASSERT_TRUE(skey.Running());
+    Outcome o = send(skey, mailTo({"anna@example.org"}), "This is a test.");
+    ASSERT_TRUE(o.ok) << o.message.toStdString();
+    EXPECT_EQ(o.mechanism, "SKEY");
+
+    SmtpServer odd({"--auth", "SKEY LOGIN", "--skey-challenge", "otp-sha512 5 seed"}, "smtp_fault_server.py");
+    ASSERT_TRUE(odd.Running());
+    o = send(odd, mailTo({"anna@example.org"}), "geheim");
+    ASSERT_TRUE(o.ok) << o.message.toStdString();
+    EXPECT_EQ(o.mechanism, "LOGIN");
+    EXPECT_TRUE(odd.Transcript().contains("*"));
+    EXPECT_EQ(odd.MailCount(), 1);
+}
+
 // A refused one-time password may be a sequence out of step: the next
 // mechanism the server offers is tried. Other refusals end the login.
 TEST_F(SmtpFaultTest, OneTimePasswordRefusalTriesTheNextMechanism)

@@ -93,7 +93,10 @@ class Session:
 
     async def respond(self, challenge):
         await self.send("334 " + base64.b64encode(challenge).decode())
-        return base64.b64decode(await self.readline())
+        line = await self.readline()
+        if line.strip() == b"*":
+            return None   # the client broke the exchange off
+        return base64.b64decode(line)
 
     async def endless_challenges(self):
         n = 0
@@ -119,7 +122,11 @@ class Session:
         elif mech in ("OTP", "SKEY"):
             if initial is None:
                 await self.respond(b"")
-            await self.respond(b"otp-md5 499 ke1234 ext")
+            challenge = args.skey_challenge if mech == "SKEY" else "otp-md5 499 ke1234 ext"
+            answer = await self.respond(challenge.encode())
+            if answer is None:
+                return await self.send("501 5.7.0 Authentication cancelled")
+            ok = ok and (mech != "SKEY" or args.skey_answer in ("", answer.decode()))
         if not ok or mech in args.fail_auth.split():
             return await self.send("535 5.7.8 Authentication credentials invalid")
         await self.reply("AUTH", "235 2.7.0 Authentication successful")
@@ -221,6 +228,8 @@ def main():
     p.add_argument("--rcpt-limit", type=int, default=0, help="452 on this recipient of each transaction")
     p.add_argument("--auth", default="", help="mechanisms announced, blank-separated")
     p.add_argument("--fail-auth", default="", help="mechanisms that end in 535")
+    p.add_argument("--skey-challenge", default="499 ke1234", help="S/KEY's challenge: sequence and seed")
+    p.add_argument("--skey-answer", default="", help="the only S/KEY answer accepted; empty: any")
     p.add_argument("--user", default="kalvex")
     p.add_argument("--password", default="geheim")
     p.add_argument("--size", type=int, default=-1, help="SIZE announced and enforced; -1 none")
