@@ -33,7 +33,18 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/KalvexConfigVersion.cmake
 install(FILES ${CMAKE_BINARY_DIR}/KalvexConfig.cmake ${CMAKE_BINARY_DIR}/KalvexConfigVersion.cmake
   DESTINATION ${KALVEX_CMAKE_DIR} COMPONENT dev)
 
-# The command line's man page and bash completion.
+# The programs' man pages (compressed, as Debian keeps them) and the
+# command line's bash completion.
+foreach(page kalvex-dbconvert/kalvex-dbconvert demo-host/kalvex-demo-host)
+  get_filename_component(name ${page} NAME)
+  add_custom_command(OUTPUT ${CMAKE_BINARY_DIR}/man/${name}.1.gz
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${CMAKE_BINARY_DIR}/man
+    COMMAND gzip -9n -c ${CMAKE_SOURCE_DIR}/apps/${page}.1 > ${CMAKE_BINARY_DIR}/man/${name}.1.gz
+    DEPENDS ${CMAKE_SOURCE_DIR}/apps/${page}.1)
+  list(APPEND KALVEX_MAN_PAGES ${CMAKE_BINARY_DIR}/man/${name}.1.gz)
+endforeach()
+add_custom_target(kalvex_program_manpages ALL DEPENDS ${KALVEX_MAN_PAGES})
+install(FILES ${KALVEX_MAN_PAGES} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
 if(TARGET kalvex-cli)
   install(FILES ${CMAKE_BINARY_DIR}/apps/kalvex/kalvex.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
   install(FILES ${CMAKE_SOURCE_DIR}/apps/kalvex/kalvex.bash-completion

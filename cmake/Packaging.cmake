@@ -49,37 +49,45 @@ set(CPACK_DEBIAN_PACKAGE_HOMEPAGE "https://docs.kalvex.de/")
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libkalvex0)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+# Qt loads its SQL drivers as plugins, which dpkg-shlibdeps cannot see: the
+# default store needs SQLite's, the server stores their own.
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "libqt6sql6-sqlite")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "xdg-utils")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SUGGESTS "kalvex-tools, libqt6sql6-mysql, libqt6sql6-odbc")
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+# ldconfig runs through dpkg's trigger after the library came or went.
+configure_file(${CMAKE_SOURCE_DIR}/packaging/libkalvex0.triggers ${CMAKE_BINARY_DIR}/deb/runtime/triggers COPYONLY)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${CMAKE_BINARY_DIR}/deb/runtime/triggers)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "mailing module for desktop business programs
- Kalvex is the e-mail module that host programs load through a small C
- interface: mails written once from templates filled with the host's data,
- recipients from the host's address database or the module's own address
- book, sent by SMTP or handed to the desktop's mail program, and kept in an
- SQLite store.
- .
- This package holds the shared library and its translations.")
+Kalvex is the e-mail module that host programs load through a small C
+interface: mails written once from templates filled with the host's data,
+recipients from the host's address database or the module's own address
+book, sent by SMTP or handed to the desktop's mail program, and kept in an
+SQLite store.
+
+This package holds the shared library and its translations.")
 
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libkalvex-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_COMPONENT_DEV_DEPENDS runtime)
 set(CPACK_COMPONENT_DEV_DESCRIPTION "mailing module for desktop business programs - development files
- Kalvex is the e-mail module that host programs load through a small C
- interface.
- .
- This package holds the C header kalvex/kalvex.h, the pkg-config file
- kalvex.pc and the CMake package Kalvex (imported target Kalvex::kalvex).")
+Kalvex is the e-mail module that host programs load through a small C
+interface.
+
+This package holds the C header kalvex/kalvex.h, the pkg-config file
+kalvex.pc and the CMake package Kalvex (imported target Kalvex::kalvex).")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME kalvex-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION mail)
 set(CPACK_COMPONENT_TOOLS_DEPENDS runtime)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "xdg-utils, mdbtools")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "mailing module for desktop business programs - programs
- Kalvex is the e-mail module that host programs load through a small C
- interface.
- .
- This package holds the command line kalvex (send, store and list mails),
- kalvex-dbconvert (converts an old Access store) and kalvex-demo-host, a
- host program that drives the module through its C interface.")
+Kalvex is the e-mail module that host programs load through a small C
+interface.
+
+This package holds the command line kalvex (send, store and list mails),
+kalvex-dbconvert (converts an old Access store) and kalvex-demo-host, a
+host program that drives the module through its C interface.")
 
 include(CPack)
