@@ -10,20 +10,32 @@ DEB_PACKAGES := cmake ninja-build g++ pkg-config qt6-base-dev libqt6sql6-sqlite 
 	libgtest-dev libbenchmark-dev python3 python3-aiosmtpd xdg-utils desktop-file-utils \
 	openssl sqlite3 libsqlite3-dev clang libclang-rt-14-dev \
 	mariadb-server libqt6sql6-mysql libqt6sql6-odbc unixodbc odbc-mariadb tdsodbc mdbtools mrtg-contrib \
-	xvfb xauth xdotool
+	xvfb xauth xdotool bash-completion
+# What `make deb` needs beyond them (dpkg-shlibdeps, lintian).
+DEB_PACKAGING_PACKAGES := dpkg-dev file lintian
+PREFIX ?= /usr/local
+DEB_BUILD_DIR ?= build-deb
 
-.PHONY: all deps build test run bench fuzz screenshots clean
+.PHONY: all deps deb-deps build test run bench fuzz screenshots install deb clean
 
 all: build
 
 deps:
-	@missing=$$(for p in $(DEB_PACKAGES); do \
+	@$(call install_missing,$(DEB_PACKAGES))
+
+deb-deps:
+	@$(call install_missing,$(DEB_PACKAGING_PACKAGES))
+
+# Installs those of the Debian packages $(1) that are missing.
+define install_missing
+	missing=$$(for p in $(1); do \
 		dpkg-query -W -f='$${Status}\n' $$p 2>/dev/null | grep -q '^install ok installed' || echo $$p; done); \
 	if [ -n "$$missing" ]; then \
 		echo "Installing:" $$missing; \
 		$(SUDO) apt-get update && \
 		DEBIAN_FRONTEND=noninteractive $(SUDO) apt-get install -y --no-install-recommends $$missing; \
 	fi
+endef
 
 $(BUILD_DIR)/build.ninja:
 	cmake --preset default -B $(BUILD_DIR)
@@ -39,6 +51,21 @@ run: build
 
 screenshots: build
 	QT_QPA_PLATFORM=offscreen $(BUILD_DIR)/tests/ui/kalvex_screenshots $(BUILD_DIR)/screenshots
+
+# Installs under PREFIX (and DESTDIR, when given).
+install: build
+	cmake -S . -B $(BUILD_DIR) -DCMAKE_INSTALL_PREFIX=$(PREFIX)
+	cmake --build $(BUILD_DIR) -j$(JOBS)
+	cmake --install $(BUILD_DIR)
+
+# The Debian packages libkalvex0, libkalvex-dev and kalvex-tools, checked by lintian.
+deb: deps deb-deps
+	cmake --preset default -B $(DEB_BUILD_DIR) -DCMAKE_INSTALL_PREFIX=/usr -DKALVEX_DEB=ON \
+		-DKALVEX_BUILD_TESTS=OFF -DKALVEX_BUILD_BENCH=OFF
+	cmake --build $(DEB_BUILD_DIR) -j$(JOBS)
+	rm -rf $(DEB_BUILD_DIR)/packages
+	cd $(DEB_BUILD_DIR) && cpack
+	lintian --fail-on error $(DEB_BUILD_DIR)/packages/*.deb
 
 bench: build
 	for b in $$(find $(BUILD_DIR)/bench -maxdepth 2 -type f -name 'kalvex_bench_*' -perm -u+x | sort); do \
@@ -56,4 +83,4 @@ fuzz: deps
 	build-fuzz/fuzz/kalvex_fuzz_address -max_total_time=60 -rss_limit_mb=2048 build-fuzz/corpus-address fuzz/seeds-address
 
 clean:
-	rm -rf $(BUILD_DIR) build-fuzz
+	rm -rf $(BUILD_DIR) build-fuzz $(DEB_BUILD_DIR)

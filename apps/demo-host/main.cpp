@@ -109,7 +109,9 @@ fs::path setUpDemoInstallation(const std::string& folder)
                   "AbsenderName=Kalvex Demo\nEncodedConnect=0\n");
     createDemoAddressDatabase(root / "pkz/AdressDB/AdressDB.db");
     // The family's shared translation file lives in the common folder.
-    fs::copy_file(KALVEX_TRANSLATIONS_DB, common / "Common04/DllsLang.db3", fs::copy_options::overwrite_existing);
+    // An installed module brings its own copy instead.
+    if (fs::exists(KALVEX_TRANSLATIONS_DB))
+        fs::copy_file(KALVEX_TRANSLATIONS_DB, common / "Common04/DllsLang.db3", fs::copy_options::overwrite_existing);
     setenv("KALVEX_REGISTRY", (root / "registry.ini").c_str(), 1);
     return root;
 }
@@ -204,8 +206,15 @@ KGUID parseGuid(const std::string& text)
     return g;
 }
 
+// The installed library beside an installed demo, else the build folder's.
+std::string defaultLibrary()
+{
+    const fs::path installed = executableFolder() / KALVEX_LIBRARY_FROM_BINDIR;
+    return fs::exists(installed) ? installed.lexically_normal().string() : std::string(KALVEX_LIBRARY_PATH);
+}
+
 struct Options {
-    std::string library = KALVEX_LIBRARY_PATH;
+    std::string library = defaultLibrary();
     int32_t lang = 1031;
     int scriptPort = 0;   // > 0: send the merged mail to 127.0.0.1:port and exit
 };

@@ -539,7 +539,8 @@ int runTestConnection(const QStringList& args, const TGlobalOptions& options)
 
 void printUsage()
 {
-    out(QStringLiteral("kalvex [--lang 1031|1033] [--install-key KEY] [--yes|--no] <command> [options]\n"));
+    out(QStringLiteral("kalvex [--lang 1031|1033] [--install-key KEY] [--yes|--no] <command> [options]\n"
+                       "kalvex --help | --version\n"));
     for (const TCommand& c : Commands())
         out(QStringLiteral("  %1 %2").arg(c.name, -16).arg(c.summary));
     out(Tx(1898, "\n'kalvex <command> --help' zeigt die Optionen eines Befehls."));
@@ -560,6 +561,10 @@ std::optional<int> parseGlobal(QStringList& args, TGlobalOptions& options)
         const QString opt = args.takeFirst();
         if (opt == QLatin1String("--help")) {
             printUsage();
+            return ExitOk;
+        }
+        if (opt == QLatin1String("--version")) {
+            out(QStringLiteral("kalvex " KALVEX_VERSION));
             return ExitOk;
         }
         if (opt == QLatin1String("--yes") || opt == QLatin1String("--no"))

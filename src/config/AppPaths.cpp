@@ -1,7 +1,12 @@
 #include "config/AppPaths.h"
 
 #include <QCoreApplication>
+#include <QFile>
+#include <QDir>
 #include <QFileInfo>
+
+#include <dlfcn.h>
+#include <link.h>
 
 namespace kalvex {
 
@@ -11,6 +16,35 @@ QString ApplicationFolder()
         return IncludeTrailingSeparator(QCoreApplication::applicationDirPath());
     const QFileInfo exe(QStringLiteral("/proc/self/exe"));
     return IncludeTrailingSeparator(QFileInfo(exe.symLinkTarget()).absolutePath());
+}
+
+QString ModuleFolder()
+{
+    Dl_info info{};
+    link_map* map = nullptr;
+    if (dladdr1(reinterpret_cast<void*>(&ModuleFolder), &info, reinterpret_cast<void**>(&map), RTLD_DL_LINKMAP) == 0
+        || !map)
+        return QString();
+    // The main program's entry has no name: the code is linked into it.
+    const QString binary = map->l_name && *map->l_name ? QFile::decodeName(map->l_name)
+                                                       : QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget();
+    return IncludeTrailingSeparator(QFileInfo(binary).canonicalPath());
+}
+
+QString ModuleDataFile(const QString& name)
+{
+    const QString folder = ModuleFolder();
+    if (folder.isEmpty())
+        return QString();
+    // Relative to the library folder or to the program folder of an
+    // installation, so a moved prefix (DESTDIR, /opt) keeps working.
+    const QStringList candidates{folder + name,
+                                 folder + QStringLiteral(KALVEX_DATA_FROM_LIBDIR "/") + name,
+                                 folder + QStringLiteral(KALVEX_DATA_FROM_BINDIR "/") + name};
+    for (const QString& candidate : candidates)
+        if (QFileInfo(candidate).isFile())
+            return QDir::cleanPath(candidate);
+    return QString();
 }
 
 QString IncludeTrailingSeparator(const QString& path)

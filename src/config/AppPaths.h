@@ -7,6 +7,15 @@ namespace kalvex {
 // Uses the Qt application object when there is one, /proc/self/exe otherwise.
 QString ApplicationFolder();
 
+// Folder of the binary that holds the module's code (libkalvex.so, or the
+// program it is linked into), with trailing "/".
+QString ModuleFolder();
+
+// The module's own read-only data file `name` (DllsLang.db3): next to the
+// binary in the build folder, else in share/kalvex of the installation the
+// binary belongs to. Empty when there is none.
+QString ModuleDataFile(const QString& name);
+
 // Appends "/" unless the text is empty or ends with one already.
 QString IncludeTrailingSeparator(const QString& path);
 

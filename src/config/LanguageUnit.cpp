@@ -6,6 +6,7 @@
 #include <QSqlError>
 #include <QSqlQuery>
 
+#include "config/AppPaths.h"
 #include "config/LogFileUnit.h"
 
 namespace kalvex {
@@ -49,6 +50,8 @@ TLang::TLang(const QString& folder) : prStrFile(folder)
         loadDatabase(sqlite);
     else if (QFileInfo::exists(access))
         loadDatabase(access);
+    else if (const QString own = ModuleDataFile(QStringLiteral("DllsLang.db3")); !own.isEmpty())
+        loadDatabase(own);   // the copy installed with the module
 }
 
 // The translation file is shared with other modules of the family: it is

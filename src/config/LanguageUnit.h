@@ -41,7 +41,8 @@ public:
 
     TLang() = default;
     // Opens the translation database in folder (DllsLang.db3, else
-    // DllsLang.mdb) and loads every text; no database means no texts.
+    // DllsLang.mdb), else the module's own installed DllsLang.db3, and
+    // loads every text; no database means no texts.
     explicit TLang(const QString& folder);
 
     void SetLanguage(int langCode);   // 1031 German, 1033 English
