@@ -1,6 +1,7 @@
 #include "db/qtsql/QtSqlStore.h"
 
 #include "config/KalvexError.h"
+#include "config/LogFileUnit.h"
 #include "mailinterface/EMail.h"
 #include "mailinterface/StreamIO.h"
 
@@ -8,8 +9,10 @@
 #include <QFile>
 #include <QSqlError>
 #include <QSqlRecord>
+#include <QRegularExpression>
 #include <QUuid>
 #include <atomic>
+#include <mutex>
 
 namespace kalvex {
 
@@ -64,7 +67,38 @@ const TParamInfoV2* findParam(const TParamInfoV2Array& params, const QString& na
     return nullptr;
 }
 
+QtMessageHandler previousMessageHandler = nullptr;
+thread_local bool tlLogging = false;   // the log file's own warnings take the old way
+
+void sqlWarningFilter(QtMsgType type, const QMessageLogContext& context, const QString& message)
+{
+    if (tlLogging || type == QtFatalMsg || !IsSqlDriverMessage(context.category, message)) {
+        if (previousMessageHandler)
+            previousMessageHandler(type, context, message);
+        return;
+    }
+    tlLogging = true;
+    TLogFile::LogGlobal(true, QStringLiteral("Qt SQL: ") + message);
+    tlLogging = false;
+}
+
 }  // namespace
+
+// Qt 6.4 drivers warn without a category of their own; their texts start
+// with the driver's or the SQL classes' names.
+bool IsSqlDriverMessage(const char* category, const QString& message)
+{
+    static const QRegularExpression prefix(QStringLiteral("^(QMYSQL|QMARIADB|QODBC|QSQLITE|QSql[A-Za-z]*)"));
+    if (category && qstrncmp(category, "qt.sql", 6) == 0)
+        return true;
+    return prefix.match(message).hasMatch();
+}
+
+void InstallSqlWarningFilter()
+{
+    static std::once_flag once;
+    std::call_once(once, [] { previousMessageHandler = qInstallMessageHandler(sqlWarningFilter); });
+}
 
 QStringList PlaceholderNames(const QString& sql)
 {
@@ -106,6 +140,7 @@ QDateTime JulianDayToDateTime(double julianDay)
 TQMBQtSqlDatabase::TQMBQtSqlDatabase(const TQMBDatabaseConfig& config, const QString& driver)
     : TQMBDatabase(config), FConnectionName(nextConnectionName())
 {
+    InstallSqlWarningFilter();
     QSqlDatabase::addDatabase(driver, FConnectionName);
 }
 
@@ -133,13 +168,18 @@ void TQMBQtSqlDatabase::SetConnected(bool value)
     if (db.isOpen())
         return;
     if (!db.open())
-        throw EKalvex(db.lastError().text());
+        throw EKalvex(OpenFailure(db.lastError()));
     try {
         AfterOpen(db);
     } catch (const EKalvex&) {
         db.close();
         throw;
     }
+}
+
+QString TQMBQtSqlDatabase::OpenFailure(const QSqlError& error) const
+{
+    return error.text();
 }
 
 bool TQMBQtSqlDatabase::GetConnected() const
@@ -251,6 +291,11 @@ void TQMBQtSqlDatabaseHandler::bindParams(QSqlQuery& query, const QString& comma
             query.bindValue(i, StoredValue(params[static_cast<size_t>(i)].Value));
 }
 
+QString TQMBQtSqlDatabaseHandler::ErrorMessage(const QSqlError& error) const
+{
+    return error.text();
+}
+
 void TQMBQtSqlDatabaseHandler::Fail(const QString& command, const TParamInfoV2Array& params, const QString& error)
 {
     FLastError = error;
@@ -285,7 +330,7 @@ QSqlQuery& TQMBQtSqlDatabaseHandler::preparedExec(const QString& command, const 
         return *it;
     QSqlQuery query(db().Connection());
     if (!query.prepare(NativeSQL(command)))
-        Fail(command, params, query.lastError().text());
+        Fail(command, params, ErrorMessage(query.lastError()));
     return *FExecStatements.insert(command, query);
 }
 
@@ -299,7 +344,7 @@ qint64 TQMBQtSqlDatabaseHandler::ExecSQL(const QString& command, const TParamInf
     QSqlQuery& query = preparedExec(command, params);
     bindParams(query, command, params);
     if (!query.exec()) {
-        const QString error = query.lastError().text();
+        const QString error = ErrorMessage(query.lastError());
         FExecStatements.remove(command);   // a failed statement may have gone stale
         Fail(command, params, error);
     }
@@ -323,10 +368,10 @@ TQMBDataSet* TQMBQtSqlDatabaseHandler::OpenSQL(const QString& command, const TPa
     QSqlQuery& query = ds->getDataSet();
     const QString native = NativeSQL(command);
     if (query.lastQuery() != native && !query.prepare(native))
-        Fail(command, params, query.lastError().text());
+        Fail(command, params, ErrorMessage(query.lastError()));
     bindParams(query, command, params);
     if (!query.exec()) {
-        const QString error = query.lastError().text();
+        const QString error = ErrorMessage(query.lastError());
         ds->Close();
         query.clear();   // prepare again next time
         Fail(command, params, error);
@@ -406,7 +451,7 @@ QDateTime TQMBQtSqlDatabaseHandler::getSystemTime()
 void TQMBQtSqlDatabaseHandler::StartTransaction()
 {
     if (!db().Connection().transaction())
-        throw EKalvex(db().Connection().lastError().text());
+        throw EKalvex(ErrorMessage(db().Connection().lastError()));
 }
 
 void TQMBQtSqlDatabaseHandler::BeginTrans()
@@ -421,7 +466,7 @@ void TQMBQtSqlDatabaseHandler::CommitTrans()
     if (FTransactionNestedCount == 0)
         return;
     if (--FTransactionNestedCount == 0 && !db().Connection().commit())
-        throw EKalvex(db().Connection().lastError().text());
+        throw EKalvex(ErrorMessage(db().Connection().lastError()));
 }
 
 // An inner rollback is only counted: the outermost end decides.
