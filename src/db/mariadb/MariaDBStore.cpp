@@ -175,14 +175,17 @@ QString TQMBMariaDBDataBaseHandler::ErrorMessage(const QSqlError& error) const
     return MariaDBErrorMessage(error, database.ConnectionInfo().HostName, database.MaxAllowedPacket());
 }
 
+// Unknown (-1) until a connection has told it.
 qint64 TQMBMariaDBDataBaseHandler::MaxBlobSize()
 {
-    return static_cast<TQMBMariaDBDatabase&>(*FDatabase).MaxAllowedPacket() - PacketReserve;
+    const qint64 packet = static_cast<TQMBMariaDBDatabase&>(*FDatabase).MaxAllowedPacket();
+    return packet > 0 ? packet - PacketReserve : -1;
 }
 
 void TQMBMariaDBDataBaseHandler::CheckBlobFits(qint64 size, const QString& name)
 {
-    if (size <= MaxBlobSize())
+    const qint64 max = MaxBlobSize();
+    if (max < 0 || size <= max)
         return;
     const auto& database = static_cast<const TQMBMariaDBDatabase&>(*FDatabase);
     throw EKalvex(Tx(2754, "Der Anhang \"%1\" ist %2 groß. Der Datenbankserver %3 nimmt wegen seiner Einstellung "
@@ -198,9 +201,12 @@ namespace {
 qint64 valueBytes(const TParamInfoV2Array& params)
 {
     qint64 bytes = 0;
-    for (const TParamInfoV2& p : params)
-        if (p.Value.typeId() == QMetaType::QByteArray || p.Value.typeId() == QMetaType::QString)
-            bytes += p.Value.typeId() == QMetaType::QString ? p.Value.toString().size() : p.Value.toByteArray().size();
+    for (const TParamInfoV2& p : params) {
+        if (p.Value.typeId() == QMetaType::QString)
+            bytes += p.Value.toString().size();
+        else if (p.Value.typeId() == QMetaType::QByteArray)
+            bytes += p.Value.toByteArray().size();
+    }
     return bytes;
 }
 

@@ -67,12 +67,22 @@ const TParamInfoV2* findParam(const TParamInfoV2Array& params, const QString& na
     return nullptr;
 }
 
+// Qt 6.4 drivers warn without a category of their own; their texts start
+// with the driver's or the SQL classes' names.
+bool isSqlDriverMessage(const char* category, const QString& message)
+{
+    static const QRegularExpression prefix(QStringLiteral("^(QMYSQL|QMARIADB|QODBC|QSQLITE|QSql[A-Za-z]*)"));
+    if (category && qstrncmp(category, "qt.sql", 6) == 0)
+        return true;
+    return prefix.match(message).hasMatch();
+}
+
 QtMessageHandler previousMessageHandler = nullptr;
 thread_local bool tlLogging = false;   // the log file's own warnings take the old way
 
 void sqlWarningFilter(QtMsgType type, const QMessageLogContext& context, const QString& message)
 {
-    if (tlLogging || type == QtFatalMsg || !IsSqlDriverMessage(context.category, message)) {
+    if (tlLogging || type == QtFatalMsg || !isSqlDriverMessage(context.category, message)) {
         if (previousMessageHandler)
             previousMessageHandler(type, context, message);
         return;
@@ -83,16 +93,6 @@ void sqlWarningFilter(QtMsgType type, const QMessageLogContext& context, const Q
 }
 
 }  // namespace
-
-// Qt 6.4 drivers warn without a category of their own; their texts start
-// with the driver's or the SQL classes' names.
-bool IsSqlDriverMessage(const char* category, const QString& message)
-{
-    static const QRegularExpression prefix(QStringLiteral("^(QMYSQL|QMARIADB|QODBC|QSQLITE|QSql[A-Za-z]*)"));
-    if (category && qstrncmp(category, "qt.sql", 6) == 0)
-        return true;
-    return prefix.match(message).hasMatch();
-}
 
 void InstallSqlWarningFilter()
 {
@@ -242,9 +242,10 @@ TConnectionError TQMBQtSqlDatabaseHandler::GetConnectionError() const
     static const QStringList login = {QStringLiteral(". Login fails"), QStringLiteral("requested by the login. The login failed"),
                                       QStringLiteral("Access denied for user")};
     static const QStringList database = {QStringLiteral("Cannot open database requested in login "),
-                                         QStringLiteral("Cannot open database "), QStringLiteral("Unknown database")};
+                                         QStringLiteral("Cannot open database "), QStringLiteral("Unknown database"),
+                                         QStringLiteral("gibt es auf dem Datenbankserver")};
     static const QStringList host = {QStringLiteral("SQL Server existiert nicht oder Zugriff verweigert"),
-                                     QStringLiteral("Can't connect to")};
+                                     QStringLiteral("Can't connect to"), QStringLiteral("Verbindung zum Datenbankserver")};
     static const QStringList timeout = {QStringLiteral("Timeout abgelaufen"), QStringLiteral("Anmeldungstimeout abgelaufen"),
                                         QStringLiteral("Abfragetimeout abgelaufen")};
     auto any = [&](const QStringList& texts) {

@@ -115,7 +115,6 @@ private:
 // use for it. Their warnings go to the module's log file instead; every
 // other message keeps its way. Installed once, by the first connection.
 void InstallSqlWarningFilter();
-bool IsSqlDriverMessage(const char* category, const QString& message);
 
 // Named ":parameters" of a statement in order of first use, skipping quoted
 // text, bracket and backtick names and "::" casts.
