@@ -9,10 +9,8 @@
 #include <QFile>
 #include <QSqlError>
 #include <QSqlRecord>
-#include <QRegularExpression>
 #include <QUuid>
 #include <atomic>
-#include <mutex>
 
 namespace kalvex {
 
@@ -69,12 +67,15 @@ const TParamInfoV2* findParam(const TParamInfoV2Array& params, const QString& na
 
 // Qt 6.4 drivers warn without a category of their own; their texts start
 // with the driver's or the SQL classes' names.
+// No static objects here: warnings come also while statics are destroyed.
 bool isSqlDriverMessage(const char* category, const QString& message)
 {
-    static const QRegularExpression prefix(QStringLiteral("^(QMYSQL|QMARIADB|QODBC|QSQLITE|QSql[A-Za-z]*)"));
     if (category && qstrncmp(category, "qt.sql", 6) == 0)
         return true;
-    return prefix.match(message).hasMatch();
+    for (const char* prefix : {"QMYSQL", "QMARIADB", "QODBC", "QSQLITE", "QSql"})
+        if (message.startsWith(QLatin1String(prefix)))
+            return true;
+    return false;
 }
 
 QtMessageHandler previousMessageHandler = nullptr;
@@ -92,12 +93,17 @@ void sqlWarningFilter(QtMsgType type, const QMessageLogContext& context, const Q
     tlLogging = false;
 }
 
+// The host may unload the module before Qt: the old handler comes back then.
+struct TSqlWarningFilterInstallation {
+    TSqlWarningFilterInstallation() { previousMessageHandler = qInstallMessageHandler(sqlWarningFilter); }
+    ~TSqlWarningFilterInstallation() { qInstallMessageHandler(previousMessageHandler); }
+};
+
 }  // namespace
 
 void InstallSqlWarningFilter()
 {
-    static std::once_flag once;
-    std::call_once(once, [] { previousMessageHandler = qInstallMessageHandler(sqlWarningFilter); });
+    static TSqlWarningFilterInstallation installation;
 }
 
 QStringList PlaceholderNames(const QString& sql)
