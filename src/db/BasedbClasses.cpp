@@ -10,6 +10,7 @@
 #include <QRegularExpression>
 #include <QSqlField>
 #include <QSqlRecord>
+#include <algorithm>
 
 namespace kalvex {
 
@@ -78,6 +79,7 @@ void TQMBDatabaseConfig::LoadFromIni(const QString& iniFileName, const QString& 
         ini.ReadInteger(section, QStringLiteral("SqliteDateTimeFormat"), 0));
     Options.SqliteGuidFormat =
         static_cast<TQMBDatabaseConfigSqliteGuidFormat>(ini.ReadInteger(section, QStringLiteral("SqliteGuidFormat"), 0));
+    Options.CreateDatabase = ini.ReadBool(section, QStringLiteral("CreateDatabase"), false);
 }
 
 void TQMBDatabaseConfig::SaveToIni(const QString& iniFileName, const QString& section) const
@@ -99,6 +101,7 @@ void TQMBDatabaseConfig::SaveToIni(const QString& iniFileName, const QString& se
     text("AdditionalParameters", Options.AdditionalParameters);
     ini.WriteInteger(section, QStringLiteral("SqliteDateTimeFormat"), static_cast<int>(Options.SqliteDateTimeFormat));
     ini.WriteInteger(section, QStringLiteral("SqliteGuidFormat"), static_cast<int>(Options.SqliteGuidFormat));
+    ini.WriteBool(section, QStringLiteral("CreateDatabase"), Options.CreateDatabase);
 }
 
 // ---------------------------------------------------------------- parameters
@@ -482,7 +485,25 @@ QString TQMBDatabaseHandler::GetDefaultIndexName(const QString& table, const QSt
 
 void TQMBDatabaseHandler::StartFreshLogFile()
 {
-    QFile::remove(FLogFile.isEmpty() ? QStringLiteral("log-sql.txt") : FLogFile);
+    QFile::remove(LogFilePath());
+}
+
+// Names written on Windows may carry backslashes; either separator makes a path.
+QString TQMBDatabaseHandler::LogFilePath() const
+{
+    const QString name = FLogFile.isEmpty() ? QStringLiteral("log-sql.txt") : FLogFile;
+    if (name.contains(QLatin1Char('/')) || name.contains(QLatin1Char('\\')) || FLogFolder.isEmpty())
+        return name;
+    return QDir(FLogFolder).filePath(name);
+}
+
+void TQMBDatabaseHandler::LoadLogSettings(const QString& iniFileName, const QString& section, const QString& folder)
+{
+    const TIniFile ini(iniFileName);
+    const int level = ini.ReadInteger(section, QStringLiteral("LogLevel"), static_cast<int>(TLogLevel::llNormal));
+    FLogLevel = static_cast<TLogLevel>(std::clamp(level, 0, static_cast<int>(TLogLevel::llSQL)));
+    FLogFile = ini.ReadString(section, QStringLiteral("LogFile"), QString());
+    FLogFolder = folder;
 }
 
 void TQMBDatabaseHandler::addlog(const QString& text, TLogLevel level, bool isError)
@@ -491,8 +512,7 @@ void TQMBDatabaseHandler::addlog(const QString& text, TLogLevel level, bool isEr
         OnLog(isError, text);
     if (FLogLevel == TLogLevel::llNone || (static_cast<int>(level) > static_cast<int>(FLogLevel) && !isError))
         return;
-    const QString name = FLogFile.isEmpty() ? QStringLiteral("log-sql.txt") : FLogFile;
-    QFile file(name);
+    QFile file(LogFilePath());
     const bool fresh = !file.exists();
     if (!file.open(QIODevice::WriteOnly | QIODevice::Append))
         return;   // the SQL log is a diagnostic aid: never fail a statement for it

@@ -51,6 +51,10 @@ struct TQMBDatabaseConfigOptions {
     // store's own section.
     QString Provider = QStringLiteral("SQLOLEDB.1");
     QString OdbcDriver;
+    // Server stores: make a missing database on connect (key
+    // "CreateDatabase"). Off by default, so a mistyped name is an error
+    // instead of an empty database of its own.
+    bool CreateDatabase = false;
 };
 
 // The connection description, copied whole.
@@ -355,6 +359,10 @@ public:
     // row's ID. The base reads the file whole; a store that can write a
     // blob in pieces does so.
     virtual qint64 InsertWithBlobFile(const QString& command, TParamInfoV2Array params, const TBlobFile& blob);
+    // The largest blob the store takes in one statement; -1 without limit.
+    virtual qint64 MaxBlobSize() { return -1; }
+    // Refuses, with the user's message, a blob the store cannot take.
+    virtual void CheckBlobFits(qint64 size, const QString& name) { (void)size; (void)name; }
 
     // Sessions of the users working on the store (table DBActiveSession).
     void InitSession();
@@ -412,9 +420,15 @@ public:
                                             const QString& destField);
     static QString GetDefaultIndexName(const QString& table, const QString& fields);
 
-    // The SQL log: "log-sql.txt" unless named otherwise.
+    // The SQL log: "log-sql.txt" unless named otherwise; a bare file name
+    // lies in the log folder.
     void addlog(const QString& text, TLogLevel level, bool isError = false);
     void SetLogFile(const QString& fileName) { FLogFile = fileName; }
+    void SetLogFolder(const QString& folder) { FLogFolder = folder; }
+    QString LogFilePath() const;
+    // Keys "LogLevel" (0 none .. 3 every statement, default 1: errors and
+    // events) and "LogFile" of a settings section.
+    void LoadLogSettings(const QString& iniFileName, const QString& section, const QString& folder);
     void SetLogLevel(TLogLevel level) { FLogLevel = level; }
     TLogLevel LogLevel() const { return FLogLevel; }
     const QString& LogFile() const { return FLogFile; }
@@ -442,6 +456,7 @@ protected:
 
 private:
     QString FLogFile;
+    QString FLogFolder;
     TLogLevel FLogLevel = TLogLevel::llNone;
     quint64 FStatementCount = 0;
 };

@@ -268,6 +268,8 @@ void TDatenModul::openStore(const QString& databaseFolder, IProcessWait* wait)
         QDir().mkpath(FConfig.HostName.isEmpty() ? QStringLiteral(".") : FConfig.HostName);
     try {
         FDBHandler = TQMBDatabaseFactory::CreateDbHandler(FConfig, QString(), -1);
+        FDBHandler->LoadLogSettings(config.IniFolder() + QStringLiteral("serverdboptions.ini"), kSection,
+                                    QFileInfo(TLogFile::DefaultFileName(config.FCommonPath)).path());
         FDBHandler->SetConnected(true);
     } catch (const EKalvex& e) {
         FDBHandler.reset();
@@ -415,6 +417,12 @@ void TDatenModul::SaveEMail(TEMail& mail, TMailStatus status)
     });
     mail.FID = static_cast<int32_t>(id);
     mail.SetStatus(status);
+}
+
+void TDatenModul::CheckAttachmentsFit(const TEMail& mail)
+{
+    for (const QString& path : mail.FAnhaenge)
+        FDBHandler->CheckBlobFits(QFileInfo(path).size(), path);
 }
 
 // The file's content goes into the store as the store can take it best

@@ -54,6 +54,10 @@ public:
     // (no contents); null when there is no mail with that ID.
     std::unique_ptr<TEMail> LoadEMail(int32_t mailId);
     void SaveEMail(TEMail& mail, TMailStatus status);   // one transaction; adds nothing to the list
+    // The largest attachment the store takes (-1: no limit), and the check
+    // a sender runs before a mail goes out that could not be logged.
+    qint64 MaxBlobSize() { return FDBHandler->MaxBlobSize(); }
+    void CheckAttachmentsFit(const TEMail& mail);
     void DeleteEMail(int32_t mailId);                   // one transaction
     QByteArray AnhangOeffnen(const QString& path);
     // Writes a stored attachment below Common04/KVXIni/Temp/ (base name

@@ -1,4 +1,5 @@
 #include "smtp/SmtpServer.h"
+#include "db/MariaDBServer.h"
 
 #include "config/IniPlus.h"
 
@@ -490,6 +491,45 @@ TEST_F(CliTest, ProcessesStartingTogetherOnAnEmptyStoreAllSucceed)
 
 // show and delete work on the one mail they name; show gives each
 // attachment's stored size.
+// An installation on a shared MariaDB database: a mistyped database name
+// is refused, not made; a mail whose attachment the server cannot log
+// (over its max_allowed_packet) does not go out, as a draft is not saved.
+TEST_F(CliTest, OnASharedServerAMailThatCannotBeLoggedIsNotSent)
+{
+    SmtpServer server({});
+    ASSERT_TRUE(server.Running());
+    ASSERT_EQ(run({"config", "--direct", "--host", "127.0.0.1", "--port", QString::number(server.Port()), "--encrypted",
+                   "0", "--sender", "cli@example.org"}).code, 0);
+    const QString database = MariaDBServer::Instance().NewSchema().DatabaseName;
+    TIniFile options(dir.filePath("common/Common04/KVXIni/serverdboptions.ini"));
+    options.WriteInteger("Kalvex", "NoCode", 1);
+    options.WriteInteger("Kalvex", "DatabaseType", 4);
+    options.WriteString("Kalvex", "Hostname", MariaDBServer::Instance().Socket());
+    options.WriteString("Kalvex", "Username", "root");
+    options.WriteString("Kalvex", "DatabaseName", database);
+    Result r = run({"list"});
+    EXPECT_EQ(r.code, 3);
+    EXPECT_TRUE(r.err.contains(QString("Die Datenbank \"%1\" gibt es").arg(database))) << r.err.toStdString();
+
+    options.WriteInteger("Kalvex", "CreateDatabase", 1);
+    const QString plan = dir.filePath("plan.bin");
+    writeBytes(plan, QByteArray(20 * 1024 * 1024, 'p'));
+    const QStringList mail{"--to", "a@example.org", "--subject", "Plan", "--body", "Anbei", "--attach"};
+    for (const QString& command : {QString("send"), QString("draft")}) {
+        r = run(QStringList{command} + mail + QStringList{plan});
+        EXPECT_EQ(r.code, command == "send" ? 1 : 3) << command.toStdString();
+        EXPECT_TRUE(r.err.contains("ist 20,0 MB groß") && r.err.contains("max_allowed_packet (16,0 MB)")) << r.err.toStdString();
+    }
+    EXPECT_EQ(server.MailCount(), 0);
+
+    writeBytes(plan, QByteArray(1024 * 1024, 'p'));
+    r = run(QStringList{"send"} + mail + QStringList{plan});
+    EXPECT_EQ(r.code, 0) << r.err.toStdString();
+    EXPECT_EQ(server.MailCount(), 1);
+    r = run({"list"});
+    EXPECT_TRUE(r.out.contains("Plan")) << r.out.toStdString();
+}
+
 TEST_F(CliTest, ShowAndDeleteOneMail)
 {
     QFile attachment(dir.filePath("plan.pdf"));

@@ -7,6 +7,7 @@
 #include "db/uDatenModul.h"
 
 #include <QDir>
+#include <QRegularExpression>
 #include <QFile>
 #include <QRegularExpression>
 #include <QSqlDatabase>
@@ -107,6 +108,13 @@ QByteArray pattern(qsizetype size)
     return bytes;
 }
 
+QByteArray readAll(const QString& path)
+{
+    QFile file(path);
+    file.open(QIODevice::ReadOnly);
+    return file.readAll();
+}
+
 QString writeFile(const QTemporaryDir& dir, const QString& name, const QByteArray& content)
 {
     QFile file(dir.filePath(name));
@@ -156,6 +164,70 @@ TEST_P(DatenModulTest, MailLogIsAllOrNothing)
     EXPECT_TRUE(back.FLAnhaengeBlob[1].FObjekt.isEmpty());
     EXPECT_EQ(dm.Handler().CalcSQL_String("", "select Status from KVXGesendeteMails"), "gesendet");
     EXPECT_TRUE(dm.AnhangOeffnen(bericht) == big);
+}
+
+// An attachment larger than the server takes in one statement (its
+// default max_allowed_packet is 16 MiB) is refused before anything is
+// written or sent, with the setting and both sizes; SQLite has no limit.
+TEST_P(DatenModulTest, AnAttachmentLargerThanTheStoreTakesIsRefusedBeforeSending)
+{
+    TDatenModul dm;
+    const QString plan = writeFile(FDir, "plan.bin", QByteArray(20 * 1024 * 1024, 'p'));
+    TEMail mail;
+    mail.FBetreff = "Plan";
+    mail.FLEmpfaenger.Add().FAdresse = "a@example.org";
+    mail.FAnhaenge << plan;
+    if (IsSQLite()) {
+        EXPECT_EQ(dm.MaxBlobSize(), -1);
+        dm.CheckAttachmentsFit(mail);
+        dm.SaveEMail(mail, TMailStatus::stEntwurf);
+        EXPECT_EQ(dm.Handler().CalcSQL_Int(0, "select Dateigroesse from KVXAnhang"), 20 * 1024 * 1024);
+        return;
+    }
+    EXPECT_EQ(dm.MaxBlobSize(), 16 * 1024 * 1024 - 64 * 1024);
+    const QString before = ErrorOf([&] { dm.CheckAttachmentsFit(mail); });
+    for (const QString& part : {QString("max_allowed_packet (16,0 MB)"), QString("ist 20,0 MB groß"), plan,
+                               MariaDBServer::Instance().Socket()})
+        EXPECT_TRUE(before.contains(part)) << before.toStdString();
+    EXPECT_EQ(ErrorOf([&] { dm.SaveEMail(mail, TMailStatus::stEntwurf); }), before);
+    EXPECT_EQ(dm.Handler().CalcSQL_Int(0, "select count(*) from KVXGesendeteMails"), 0);
+
+    mail.FAnhaenge = {writeFile(FDir, "klein.bin", QByteArray(15 * 1024 * 1024, 'k'))};
+    dm.CheckAttachmentsFit(mail);
+    dm.SaveEMail(mail, TMailStatus::stEntwurf);   // under the limit: stored whole
+    EXPECT_EQ(dm.Handler().CalcSQL_Int(0, "select length(Objekt) from KVXAnhang"), 15 * 1024 * 1024);
+}
+
+// The store's SQL log is on without any setting: a failing statement
+// leaves its SQL and parameters in log-sql.txt of the log folder. The keys
+// LogFile (a bare name lies in the log folder) and LogLevel change it.
+TEST_P(DatenModulTest, AFailingStatementIsWrittenToTheSqlLog)
+{
+    const QString logFolder = common + "Common04/KVXLog/";
+    const QString insert = "insert into KVXGruppe (Gruppenname, Fehlt) values (:Gruppenname, :Fehlt)";
+    auto failOnce = [&] {
+        TDatenModul dm;
+        EXPECT_FALSE(ErrorOf([&] { dm.Handler().ExecSQL(insert, {P("Gruppenname", "Bau"), P("Fehlt", 7)}); }).isEmpty());
+    };
+    failOnce();
+    const QStringList lines = QString::fromUtf8(readAll(logFolder + "log-sql.txt")).split('\n');
+    ASSERT_GE(lines.size(), 4) << lines.join('\n').toStdString();
+    EXPECT_EQ(lines[0], "Laufzeit-Protokolldatei Datenmodul");
+    EXPECT_TRUE(QRegularExpression("^Startzeit: \\d\\d\\.\\d\\d\\.\\d{4} \\d\\d:\\d\\d:\\d\\d$").match(lines[1]).hasMatch())
+        << lines[1].toStdString();
+    const QRegularExpression entry("^\\d\\d:\\d\\d:\\d\\d,\\d{3} ");
+    EXPECT_GE(lines.indexOf(QRegularExpression(entry.pattern() + "SQL: " + QRegularExpression::escape(insert) + "$")), 0)
+        << lines.join('\n').toStdString();
+    EXPECT_GE(lines.indexOf(QRegularExpression(entry.pattern() + "Parameter: .+")), 0);
+    EXPECT_LT(lines.indexOf(QRegularExpression(entry.pattern() + ".*ExecSQL")), 0);   // statements only at level 3
+
+    TIniFile options(common + "Common04/KVXIni/serverdboptions.ini");
+    options.WriteString("Kalvex", "LogFile", "eigen.txt");
+    options.WriteInteger("Kalvex", "LogLevel", 3);
+    failOnce();
+    const QString own = QString::fromUtf8(readAll(logFolder + "eigen.txt"));
+    EXPECT_TRUE(own.contains("SQL: " + insert)) << own.toStdString();
+    EXPECT_TRUE(own.contains("ExecSQL mit Parametern \"" + insert + "\""));
 }
 
 // One mail is read alone, without attachment contents; a delete that fails

@@ -36,6 +36,7 @@ public:
         config.HostName = FSocket;
         config.Username = QStringLiteral("root");
         config.DatabaseName = QStringLiteral("kx_test_%1").arg(++counter);
+        config.Options.CreateDatabase = true;
         return config;
     }
 

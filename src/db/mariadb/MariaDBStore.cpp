@@ -77,18 +77,29 @@ TQMBMariaDBDatabase::TQMBMariaDBDatabase(const TQMBDatabaseConfig& config)
     db.setDatabaseName(config.DatabaseName);
 }
 
-// A new site starts with an empty server: the schema is made on first use,
-// as the SQLite store makes its file.
+// A new site may have the database made on first use; only when asked, as
+// a mistyped name would otherwise store mail where nobody else looks.
 void TQMBMariaDBDatabase::SetConnected(bool value)
 {
     try {
         TQMBQtSqlDatabase::SetConnected(value);
-    } catch (const EKalvex& e) {
-        if (!value || !e.message().contains(QStringLiteral("Unknown database")))
+    } catch (const EKalvex&) {
+        const bool unknown = Connection().lastError().nativeErrorCode().toInt() == meUnknownDatabase;
+        if (!value || !unknown || !FConnectionInfo.Options.CreateDatabase)
             throw;
         createSchema();
         TQMBQtSqlDatabase::SetConnected(true);
     }
+}
+
+QString TQMBMariaDBDatabase::OpenFailure(const QSqlError& error) const
+{
+    if (error.nativeErrorCode().toInt() != meUnknownDatabase)
+        return MariaDBErrorMessage(error, FConnectionInfo.HostName, 0);
+    return Tx(2750, "Die Datenbank \"%1\" gibt es auf dem Datenbankserver %2 nicht. Bitte prüfen Sie den Eintrag "
+                    "DatabaseName in serverdboptions.ini; soll die Datenbank angelegt werden, setzen Sie dort CreateDatabase=1.")
+               .arg(FConnectionInfo.DatabaseName, FConnectionInfo.HostName)
+         + QStringLiteral(" (%1)").arg(error.text());
 }
 
 void TQMBMariaDBDatabase::createSchema()
@@ -111,6 +122,44 @@ void TQMBMariaDBDatabase::AfterOpen(QSqlDatabase& db)
 {
     QSqlQuery query(db);
     execOrThrow(query, QStringLiteral("SET SESSION sql_mode = 'STRICT_TRANS_TABLES,NO_ENGINE_SUBSTITUTION'"));
+    execOrThrow(query, QStringLiteral("SELECT @@max_allowed_packet"));
+    FMaxAllowedPacket = query.next() ? query.value(0).toLongLong() : 0;
+}
+
+// ---------------------------------------------------------------- messages
+
+QString MegabyteText(qint64 bytes)
+{
+    return QString::number(static_cast<double>(bytes) / (1024.0 * 1024.0), 'f', 1).replace(QLatin1Char('.'), QLatin1Char(','))
+         + QStringLiteral(" MB");
+}
+
+namespace {
+
+QString germanTextOf(int code, const QString& server, qint64 maxAllowedPacket)
+{
+    switch (code) {
+    case meServerGone:
+    case meConnectionLost:
+        return Tx(2751, "Die Verbindung zum Datenbankserver %1 ist abgebrochen. Bitte prüfen Sie das Netzwerk "
+                        "und versuchen Sie es noch einmal.").arg(server);
+    case meLockWaitTimeout:
+        return Tx(2752, "Die Daten werden gerade von einem anderen Benutzer geändert; die Wartezeit ist abgelaufen. "
+                        "Bitte versuchen Sie es gleich noch einmal.");
+    case mePacketTooLarge:
+        return Tx(2753, "Die Daten sind größer, als der Datenbankserver %1 in einem Stück annimmt "
+                        "(Einstellung max_allowed_packet: %2).").arg(server, MegabyteText(maxAllowedPacket));
+    default:
+        return QString();
+    }
+}
+
+}  // namespace
+
+QString MariaDBErrorMessage(const QSqlError& error, const QString& server, qint64 maxAllowedPacket)
+{
+    const QString german = germanTextOf(error.nativeErrorCode().toInt(), server, maxAllowedPacket);
+    return german.isEmpty() ? error.text() : german + QStringLiteral(" (%1)").arg(error.text());
 }
 
 // ---------------------------------------------------------------- handler
@@ -118,6 +167,64 @@ void TQMBMariaDBDatabase::AfterOpen(QSqlDatabase& db)
 QString TQMBMariaDBDataBaseHandler::NativeSQL(const QString& command) const
 {
     return BracketsToBackticks(command);
+}
+
+QString TQMBMariaDBDataBaseHandler::ErrorMessage(const QSqlError& error) const
+{
+    const auto& database = static_cast<const TQMBMariaDBDatabase&>(*FDatabase);
+    return MariaDBErrorMessage(error, database.ConnectionInfo().HostName, database.MaxAllowedPacket());
+}
+
+// Unknown (-1) until a connection has told it.
+qint64 TQMBMariaDBDataBaseHandler::MaxBlobSize()
+{
+    const qint64 packet = static_cast<TQMBMariaDBDatabase&>(*FDatabase).MaxAllowedPacket();
+    return packet > 0 ? packet - PacketReserve : -1;
+}
+
+void TQMBMariaDBDataBaseHandler::CheckBlobFits(qint64 size, const QString& name)
+{
+    const qint64 max = MaxBlobSize();
+    if (max < 0 || size <= max)
+        return;
+    const auto& database = static_cast<const TQMBMariaDBDatabase&>(*FDatabase);
+    throw EKalvex(Tx(2754, "Der Anhang \"%1\" ist %2 groß. Der Datenbankserver %3 nimmt wegen seiner Einstellung "
+                           "max_allowed_packet (%4) so große Daten nicht an. Bitte lassen Sie max_allowed_packet "
+                           "auf dem Server erhöhen.")
+                      .arg(name, MegabyteText(size), database.ConnectionInfo().HostName,
+                           MegabyteText(database.MaxAllowedPacket())));
+}
+
+namespace {
+
+// At least the bytes the values take in the statement's packet.
+qint64 valueBytes(const TParamInfoV2Array& params)
+{
+    qint64 bytes = 0;
+    for (const TParamInfoV2& p : params) {
+        if (p.Value.typeId() == QMetaType::QString)
+            bytes += p.Value.toString().size();
+        else if (p.Value.typeId() == QMetaType::QByteArray)
+            bytes += p.Value.toByteArray().size();
+    }
+    return bytes;
+}
+
+}  // namespace
+
+qint64 TQMBMariaDBDataBaseHandler::ExecSQL(const QString& command, const TParamInfoV2Array& params, bool prepare,
+                                           TECommandTypes type, TExecSQLReturnValue ret)
+{
+    const qint64 limit = static_cast<TQMBMariaDBDatabase&>(*FDatabase).MaxAllowedPacket();
+    if (limit > 0 && valueBytes(params) > limit)
+        Fail(command, params, germanTextOf(mePacketTooLarge, FDatabase->ConnectionInfo().HostName, limit));
+    return TQMBQtSqlDatabaseHandler::ExecSQL(command, params, prepare, type, ret);
+}
+
+qint64 TQMBMariaDBDataBaseHandler::InsertWithBlobFile(const QString& command, TParamInfoV2Array params, const TBlobFile& blob)
+{
+    CheckBlobFits(blob.Size, blob.File ? blob.File->fileName() : blob.Field);
+    return TQMBQtSqlDatabaseHandler::InsertWithBlobFile(command, std::move(params), blob);
 }
 
 QString MariaDBColumnType(const TFieldInfoV2& field)

@@ -7,7 +7,10 @@
 //
 // Connection: HostName is "host", "host:port" or the path of the server's
 // Unix socket; DatabaseName is the schema, created (utf8mb4) when missing
-// and the user may create it.
+// only when the settings say CreateDatabase=1 (and the user may create it).
+//
+// The server takes no statement larger than its max_allowed_packet, read
+// once per connection: a larger attachment is refused before it is sent.
 
 #include "db/qtsql/QtSqlStore.h"
 
@@ -18,12 +21,16 @@ public:
     static constexpr int ConnectTimeoutSeconds = 10;
     explicit TQMBMariaDBDatabase(const TQMBDatabaseConfig& config);
     void SetConnected(bool value) override;
+    // The server's max_allowed_packet of the open connection; 0 before.
+    qint64 MaxAllowedPacket() const { return FMaxAllowedPacket; }
 
 protected:
     void AfterOpen(QSqlDatabase& db) override;
+    QString OpenFailure(const QSqlError& error) const override;
 
 private:
     void createSchema();
+    qint64 FMaxAllowedPacket = 0;
 };
 
 class TQMBMariaDBDataBaseHandler : public TQMBQtSqlDatabaseHandler {
@@ -31,6 +38,18 @@ public:
     using TQMBQtSqlDatabaseHandler::TQMBQtSqlDatabaseHandler;
     QString ClassName() const override { return QStringLiteral("TQMBMariaDBDataBaseHandler"); }
     QString NativeSQL(const QString& command) const override;
+    QString ErrorMessage(const QSqlError& error) const override;
+
+    // Room in a statement's packet for everything beside the blob.
+    static constexpr qint64 PacketReserve = 64 * 1024;
+    qint64 MaxBlobSize() override;
+    void CheckBlobFits(qint64 size, const QString& name) override;
+    qint64 InsertWithBlobFile(const QString& command, TParamInfoV2Array params, const TBlobFile& blob) override;
+    // Values over the packet limit are refused before they are sent: the
+    // server would drop the connection on them.
+    using TQMBQtSqlDatabaseHandler::ExecSQL;
+    qint64 ExecSQL(const QString& command, const TParamInfoV2Array& params, bool prepare, TECommandTypes type,
+                   TExecSQLReturnValue ret) override;
 
     void deleteField(const QString& table, const QString& field) override;
     QStringList getTableNames(bool includeSysTables) override;
@@ -55,6 +74,22 @@ protected:
     QString AlterColumnKeyword() const override { return QStringLiteral("MODIFY COLUMN"); }
     QString TableOptions() const override { return QStringLiteral(" ENGINE=InnoDB DEFAULT CHARSET=utf8mb4"); }
 };
+
+// Server error numbers the user gets a message of their own for.
+enum TMariaDBError {
+    meUnknownDatabase = 1049,
+    mePacketTooLarge = 1153,
+    meLockWaitTimeout = 1205,
+    meServerGone = 2006,
+    meConnectionLost = 2013,
+};
+
+// The user's message for a driver error: German for the errors above,
+// with the driver's text in parentheses; the driver's text otherwise.
+QString MariaDBErrorMessage(const QSqlError& error, const QString& server, qint64 maxAllowedPacket);
+
+// Sizes as the messages give them: "20,0 MB".
+QString MegabyteText(qint64 bytes);
 
 // The column type text after the name; empty for a type the store refuses.
 QString MariaDBColumnType(const TFieldInfoV2& field);

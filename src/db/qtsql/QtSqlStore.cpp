@@ -1,6 +1,7 @@
 #include "db/qtsql/QtSqlStore.h"
 
 #include "config/KalvexError.h"
+#include "config/LogFileUnit.h"
 #include "mailinterface/EMail.h"
 #include "mailinterface/StreamIO.h"
 
@@ -64,7 +65,46 @@ const TParamInfoV2* findParam(const TParamInfoV2Array& params, const QString& na
     return nullptr;
 }
 
+// Qt 6.4 drivers warn without a category of their own; their texts start
+// with the driver's or the SQL classes' names.
+// No static objects here: warnings come also while statics are destroyed.
+bool isSqlDriverMessage(const char* category, const QString& message)
+{
+    if (category && qstrncmp(category, "qt.sql", 6) == 0)
+        return true;
+    for (const char* prefix : {"QMYSQL", "QMARIADB", "QODBC", "QSQLITE", "QSql"})
+        if (message.startsWith(QLatin1String(prefix)))
+            return true;
+    return false;
+}
+
+QtMessageHandler previousMessageHandler = nullptr;
+thread_local bool tlLogging = false;   // the log file's own warnings take the old way
+
+void sqlWarningFilter(QtMsgType type, const QMessageLogContext& context, const QString& message)
+{
+    if (tlLogging || type == QtFatalMsg || !isSqlDriverMessage(context.category, message)) {
+        if (previousMessageHandler)
+            previousMessageHandler(type, context, message);
+        return;
+    }
+    tlLogging = true;
+    TLogFile::LogGlobal(true, QStringLiteral("Qt SQL: ") + message);
+    tlLogging = false;
+}
+
+// The host may unload the module before Qt: the old handler comes back then.
+struct TSqlWarningFilterInstallation {
+    TSqlWarningFilterInstallation() { previousMessageHandler = qInstallMessageHandler(sqlWarningFilter); }
+    ~TSqlWarningFilterInstallation() { qInstallMessageHandler(previousMessageHandler); }
+};
+
 }  // namespace
+
+void InstallSqlWarningFilter()
+{
+    static TSqlWarningFilterInstallation installation;
+}
 
 QStringList PlaceholderNames(const QString& sql)
 {
@@ -106,6 +146,7 @@ QDateTime JulianDayToDateTime(double julianDay)
 TQMBQtSqlDatabase::TQMBQtSqlDatabase(const TQMBDatabaseConfig& config, const QString& driver)
     : TQMBDatabase(config), FConnectionName(nextConnectionName())
 {
+    InstallSqlWarningFilter();
     QSqlDatabase::addDatabase(driver, FConnectionName);
 }
 
@@ -133,13 +174,18 @@ void TQMBQtSqlDatabase::SetConnected(bool value)
     if (db.isOpen())
         return;
     if (!db.open())
-        throw EKalvex(db.lastError().text());
+        throw EKalvex(OpenFailure(db.lastError()));
     try {
         AfterOpen(db);
     } catch (const EKalvex&) {
         db.close();
         throw;
     }
+}
+
+QString TQMBQtSqlDatabase::OpenFailure(const QSqlError& error) const
+{
+    return error.text();
 }
 
 bool TQMBQtSqlDatabase::GetConnected() const
@@ -202,9 +248,10 @@ TConnectionError TQMBQtSqlDatabaseHandler::GetConnectionError() const
     static const QStringList login = {QStringLiteral(". Login fails"), QStringLiteral("requested by the login. The login failed"),
                                       QStringLiteral("Access denied for user")};
     static const QStringList database = {QStringLiteral("Cannot open database requested in login "),
-                                         QStringLiteral("Cannot open database "), QStringLiteral("Unknown database")};
+                                         QStringLiteral("Cannot open database "), QStringLiteral("Unknown database"),
+                                         QStringLiteral("gibt es auf dem Datenbankserver")};
     static const QStringList host = {QStringLiteral("SQL Server existiert nicht oder Zugriff verweigert"),
-                                     QStringLiteral("Can't connect to")};
+                                     QStringLiteral("Can't connect to"), QStringLiteral("Verbindung zum Datenbankserver")};
     static const QStringList timeout = {QStringLiteral("Timeout abgelaufen"), QStringLiteral("Anmeldungstimeout abgelaufen"),
                                         QStringLiteral("Abfragetimeout abgelaufen")};
     auto any = [&](const QStringList& texts) {
@@ -251,6 +298,11 @@ void TQMBQtSqlDatabaseHandler::bindParams(QSqlQuery& query, const QString& comma
             query.bindValue(i, StoredValue(params[static_cast<size_t>(i)].Value));
 }
 
+QString TQMBQtSqlDatabaseHandler::ErrorMessage(const QSqlError& error) const
+{
+    return error.text();
+}
+
 void TQMBQtSqlDatabaseHandler::Fail(const QString& command, const TParamInfoV2Array& params, const QString& error)
 {
     FLastError = error;
@@ -285,7 +337,7 @@ QSqlQuery& TQMBQtSqlDatabaseHandler::preparedExec(const QString& command, const 
         return *it;
     QSqlQuery query(db().Connection());
     if (!query.prepare(NativeSQL(command)))
-        Fail(command, params, query.lastError().text());
+        Fail(command, params, ErrorMessage(query.lastError()));
     return *FExecStatements.insert(command, query);
 }
 
@@ -299,7 +351,7 @@ qint64 TQMBQtSqlDatabaseHandler::ExecSQL(const QString& command, const TParamInf
     QSqlQuery& query = preparedExec(command, params);
     bindParams(query, command, params);
     if (!query.exec()) {
-        const QString error = query.lastError().text();
+        const QString error = ErrorMessage(query.lastError());
         FExecStatements.remove(command);   // a failed statement may have gone stale
         Fail(command, params, error);
     }
@@ -323,10 +375,10 @@ TQMBDataSet* TQMBQtSqlDatabaseHandler::OpenSQL(const QString& command, const TPa
     QSqlQuery& query = ds->getDataSet();
     const QString native = NativeSQL(command);
     if (query.lastQuery() != native && !query.prepare(native))
-        Fail(command, params, query.lastError().text());
+        Fail(command, params, ErrorMessage(query.lastError()));
     bindParams(query, command, params);
     if (!query.exec()) {
-        const QString error = query.lastError().text();
+        const QString error = ErrorMessage(query.lastError());
         ds->Close();
         query.clear();   // prepare again next time
         Fail(command, params, error);
@@ -406,7 +458,7 @@ QDateTime TQMBQtSqlDatabaseHandler::getSystemTime()
 void TQMBQtSqlDatabaseHandler::StartTransaction()
 {
     if (!db().Connection().transaction())
-        throw EKalvex(db().Connection().lastError().text());
+        throw EKalvex(ErrorMessage(db().Connection().lastError()));
 }
 
 void TQMBQtSqlDatabaseHandler::BeginTrans()
@@ -421,7 +473,7 @@ void TQMBQtSqlDatabaseHandler::CommitTrans()
     if (FTransactionNestedCount == 0)
         return;
     if (--FTransactionNestedCount == 0 && !db().Connection().commit())
-        throw EKalvex(db().Connection().lastError().text());
+        throw EKalvex(ErrorMessage(db().Connection().lastError()));
 }
 
 // An inner rollback is only counted: the outermost end decides.

@@ -12,6 +12,7 @@
 #include "db/BasedbClasses.h"
 
 #include <QSqlDatabase>
+#include <QSqlError>
 
 namespace kalvex {
 
@@ -27,6 +28,8 @@ public:
 protected:
     // Runs once after the connection opened; throws to refuse it.
     virtual void AfterOpen(QSqlDatabase&) {}
+    // The user's message for a connection that could not be opened.
+    virtual QString OpenFailure(const QSqlError& error) const;
 
 private:
     QString FConnectionName;
@@ -79,6 +82,8 @@ public:
     virtual QString NativeSQL(const QString& command) const { return command; }
     // The class name that log lines and messages carry.
     virtual QString ClassName() const = 0;
+    // The user's message for a failed statement; the default is the driver's text.
+    virtual QString ErrorMessage(const QSqlError& error) const;
 
 protected:
     TQMBQtSqlDatabase& db() const { return static_cast<TQMBQtSqlDatabase&>(*FDatabase); }
@@ -104,6 +109,12 @@ private:
     unsigned FTransactionNestedCount = 0;
     QString FLastError;
 };
+
+// Qt's SQL drivers warn on standard error (statement handles that cannot
+// be freed after a lost connection, and the like); a host's user has no
+// use for it. Their warnings go to the module's log file instead; every
+// other message keeps its way. Installed once, by the first connection.
+void InstallSqlWarningFilter();
 
 // Named ":parameters" of a statement in order of first use, skipping quoted
 // text, bracket and backtick names and "::" casts.
