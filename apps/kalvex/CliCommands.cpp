@@ -356,41 +356,13 @@ void fillModel(const QCommandLineParser& p, TComposeModel& model)
 }
 
 // A mail whose attachments the store cannot take does not go out: it could
-// not be logged afterwards. Both transports ask the store first.
-class TStoreCheckingSender : public ISmtpSender {
-public:
-    explicit TStoreCheckingSender(IUserMessages& messages) : FSender(&messages) {}
-    void Setup(const QString& host, const QString& user, bool encrypted, uint16_t port, const QString& password) override
-    {
-        FSender.Setup(host, user, encrypted, port, password);
-    }
-    bool SendMail(TEMail& mail) override
-    {
-        TDatenModul::Instance()->CheckAttachmentsFit(mail);
-        return FSender.SendMail(mail);
-    }
-
-private:
-    TEMailVersand FSender;
-};
-
-class TStoreCheckingMailClient : public TGenHelp {
-public:
-    using TGenHelp::TGenHelp;
-    void AddAttachment(const QString& path) override
-    {
-        TDatenModul::Instance()->Handler().CheckBlobFits(QFileInfo(path).size(), path);
-        TGenHelp::AddAttachment(path);
-    }
-};
-
+// not be logged afterwards. The run asks the store before it sends.
 TMailingRunDeps consoleRunDeps(IUserMessages& messages)
 {
     TMailingRunDeps deps;
-    deps.newSmtpSender = [&messages]() -> std::unique_ptr<ISmtpSender> { return std::make_unique<TStoreCheckingSender>(messages); };
-    deps.newMailClient = [&messages]() -> std::unique_ptr<IMailClientHandOver> {
-        return std::make_unique<TStoreCheckingMailClient>(&messages);
-    };
+    deps.newSmtpSender = [&messages]() -> std::unique_ptr<ISmtpSender> { return std::make_unique<TEMailVersand>(&messages); };
+    deps.newMailClient = [&messages]() -> std::unique_ptr<IMailClientHandOver> { return std::make_unique<TGenHelp>(&messages); };
+    deps.checkStorable = [](const TEMail& mail) { TDatenModul::Instance()->CheckAttachmentsFit(mail); };
     deps.storeMail = [](TEMail& mail, int kind) {
         TDatenModul::Instance()->SaveEMail(mail, kind == 1 ? TMailStatus::stEntwurf : TMailStatus::stGesendet);
     };

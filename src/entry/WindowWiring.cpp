@@ -43,6 +43,10 @@ TMailingRunDeps makeRunDeps(IUserMessages& messages, IProgressDisplay& progress)
             module->LoadEMailListeFromDB();
         }
     };
+    deps.checkStorable = [](const TEMail& mail) {
+        if (TDatenModul* module = TDatenModul::Instance())
+            module->CheckAttachmentsFit(mail);
+    };
     deps.progress = &progress;
     return deps;
 }

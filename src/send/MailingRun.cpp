@@ -238,6 +238,8 @@ bool TMailingRun::SendViaMailClient(TEMail& mail, bool log)
             return false;
         for (const TComposeAttachment& a : FModel.Attachments)
             client->AddAttachment(a.file.startsWith(FOriginPrefix) ? a.file.mid(FOriginPrefix.size()) : a.file);
+        if (log && FDeps.checkStorable)
+            FDeps.checkStorable(mail);
         FResultCode = client->CallMailClient();
         if (FResultCode != 0)
             return false;
@@ -266,6 +268,8 @@ bool TMailingRun::SendDirect(TEMail& mail, bool log)
             throw EKalvex(Tx(1993, "Der direkte Versand ist nicht verfügbar."));
         std::unique_ptr<ISmtpSender> sender = FDeps.newSmtpSender();
         logPasswordInClearOnce();
+        if (log && FDeps.checkStorable)
+            FDeps.checkStorable(mail);
         mail.FVon = FConfig.FUser;
         sender->Setup(FConfig.FHost, FConfig.FUser, FConfig.FVerbindungVerschluesselt, FConfig.FPort, FConfig.FPass);
         if (sender->SendMail(mail))

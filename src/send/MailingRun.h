@@ -47,6 +47,10 @@ struct TMailingRunDeps {
     std::function<void(TEMail& mail, int kind)> storeMail;
     std::function<QString(const QTextDocument&)> toRtf;    // the body as RTF
     std::function<QStringList(const QTextDocument&)> toHtmlLines;
+    // Raises when the store could not log the mail (an attachment over its
+    // limit): checked before a mail goes out, so a sent mail is never one
+    // the log must refuse. May be empty.
+    std::function<void(const TEMail& mail)> checkStorable;
     // The window's progress display, or null; not owned. A separate run
     // shows its recipient count there and stops when it is cancelled.
     IProgressDisplay* progress = nullptr;

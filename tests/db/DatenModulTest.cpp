@@ -598,6 +598,7 @@ TEST_P(DatenModulTest, PartialStoreSettingsNameTheMissingKey)
     settings.WriteString("Kalvex", "NoCode", "1");
     settings.WriteString("Kalvex", "DatabaseName", Config().DatabaseName);
     settings.WriteString("Kalvex", "Username", Config().Username);
+    settings.WriteString("Kalvex", "CreateDatabase", "1");   // this test's database is new
     TDatenModul dm;
     EXPECT_EQ(dm.Config().DatabaseName, Config().DatabaseName);
 }
