@@ -153,7 +153,7 @@ void TConfig::InitMailServer()
     }
 }
 
-// Reads in the documented order: the security string before the password.
+// The security string is read before the password, which needs it to decode.
 void TConfig::readMailServer(const TIniFile& ini)
 {
     FSendDirekt = ini.ReadInteger(kSmtp, QStringLiteral("SendDirekt"), 0);

@@ -25,11 +25,7 @@ const QString kDoFinalize = QStringLiteral("DoFinalize");
 
 QStringList splitAtSemicolon(const QString& text)
 {
-    QStringList out;
-    for (const QString& piece : text.split(QLatin1Char(';')))
-        if (!piece.trimmed().isEmpty())
-            out << piece.trimmed();
-    return out;
+    return NonEmptyTrimmed(text.split(QLatin1Char(';')));
 }
 
 // Runs the clean-up of a window-opening call however the call ends.

@@ -60,6 +60,15 @@ QStringList SplitLines(const QString& text)
     return text.split(breaks);
 }
 
+QStringList NonEmptyTrimmed(const QStringList& list)
+{
+    QStringList out;
+    for (const QString& s : list)
+        if (!s.trimmed().isEmpty())
+            out << s.trimmed();
+    return out;
+}
+
 double DateTimeToDays(const QDateTime& dt)
 {
     return static_cast<double>(epoch().msecsTo(dt)) / 86400000.0;

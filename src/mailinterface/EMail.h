@@ -31,6 +31,7 @@ QString MailStatusText(TMailStatus status);   // "undefiniert", "bearbeiten", "g
 QString MailSenderText(TMailSender sender);   // "undefiniert", "Standard-E-Mail-Client", "Kalvex"
 QString JoinLines(const QStringList& lines);
 QStringList SplitLines(const QString& text);
+QStringList NonEmptyTrimmed(const QStringList& list);   // each entry trimmed, blank ones left out
 
 class TAnhang {
 public:

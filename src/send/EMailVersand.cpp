@@ -14,15 +14,6 @@ namespace kalvex {
 
 namespace {
 
-QStringList nonEmpty(const QStringList& list)
-{
-    QStringList out;
-    for (const QString& s : list)
-        if (!s.trimmed().isEmpty())
-            out << s.trimmed();
-    return out;
-}
-
 // To, Cc and Bcc as one envelope, each address once.
 std::vector<TMailbox> envelopeRecipients(const TMimeMessage& message)
 {
@@ -100,11 +91,11 @@ void TEMailVersand::Setup(const QString& host, const QString& user, bool encrypt
 // connection is made; building the message refuses bad addresses.
 void TEMailVersand::validate(const TEMail& mail) const
 {
-    if (nonEmpty(mail.FAn).isEmpty())
+    if (NonEmptyTrimmed(mail.FAn).isEmpty())
         throw TKeinEmpfaengerException();
     if (mail.FVon.trimmed().isEmpty())
         throw TKeinAbsenderException();
-    for (const QString& path : nonEmpty(mail.FAnhaenge))
+    for (const QString& path : NonEmptyTrimmed(mail.FAnhaenge))
         if (!QFileInfo(path).isFile() || !QFileInfo(path).isReadable())
             throw EKalvex(Tx(1023, "Der Anhang \"%1\" wurde nicht gefunden oder kann nicht gelesen werden.").arg(path));
 }

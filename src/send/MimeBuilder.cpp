@@ -159,20 +159,11 @@ QString domainOf(const TMailbox& from)
     return from.domain.isEmpty() ? QStringLiteral("kalvex.invalid") : from.AceAddress().section(QLatin1Char('@'), -1);
 }
 
-QStringList nonEmpty(const QStringList& list)
-{
-    QStringList out;
-    for (const QString& a : list)
-        if (!a.trimmed().isEmpty())
-            out << a.trimmed();
-    return out;
-}
-
 // Every entry may hold a list; the first bad piece refuses the mail.
 std::vector<TMailbox> parseEntries(const QStringList& entries)
 {
     std::vector<TMailbox> out;
-    for (const QString& entry : nonEmpty(entries)) {
+    for (const QString& entry : NonEmptyTrimmed(entries)) {
         const TAddressList list = ParseAddressList(entry);
         if (!list.valid)
             throw EKalvex(AddressRefusalText(list.invalid));
@@ -333,7 +324,7 @@ TMimeMessage BuildMimeMessage(const TEMail& mail)
     m.subject = mail.FBetreff;
     m.date = QDateTime::currentDateTime();
     m.messageId = QStringLiteral("<%1@%2>").arg(QUuid::createUuid().toString(QUuid::WithoutBraces), domainOf(m.from));
-    const QStringList attachments = nonEmpty(mail.FAnhaenge);
+    const QStringList attachments = NonEmptyTrimmed(mail.FAnhaenge);
     TMimePart* related = &m.root;
     if (attachments.isEmpty()) {
         m.root.contentType = QStringLiteral("multipart/related");

@@ -114,34 +114,18 @@ void TMainForm::buildActions()
         InitializeVorlagenAuswahl(FVorlagen, FLang);
         restoreVorlagenAuswahl(previous, previousOwn);   // the user's edits of subject and body stay
     });
-    barbtNachtrag = makeAction("barbtNachtrag", Tx(1924, "Nachtrag"), [this] {
-        if (const TEMail* mail = mailOfRow(gridGesendet)) {
-            ribbon->setCurrentIndex(0);
-            LoadMailIntoCompose(*mail);
-        }
-    });
-    barbtLoeschen = makeAction("barbtLoeschen", Tx(1925, "Löschen"), [this] {
-        if (const TEMail* mail = mailOfRow(gridGesendet); mail && FServices.deleteMail)
-            FServices.deleteMail(mail->FID);
-        FillMailLists();
-    });
+    barbtNachtrag = makeAction("barbtNachtrag", Tx(1924, "Nachtrag"), [this] { composeFromRow(gridGesendet); });
+    barbtLoeschen = makeAction("barbtLoeschen", Tx(1925, "Löschen"), [this] { deleteRow(gridGesendet); });
     barbtZeigeGesendeteMail = makeAction("barbtZeigeGesendeteMail", Tx(1926, "E-Mail anzeigen"), [this] {
         if (const TEMail* mail = mailOfRow(gridGesendet)) {
             TFormGesendeteMail view(*mail, FMessages, this);
             RunModal(view);
         }
     });
-    barbtEntwurfBearbeiten = makeAction("barbtEntwurfBearbeiten", Tx(1927, "Entwurf bearbeiten"), [this] {
-        if (const TEMail* mail = mailOfRow(gridEntwuerfe)) {
-            ribbon->setCurrentIndex(0);
-            LoadMailIntoCompose(*mail);
-        }
-    });
-    barbtEntwurfEntfernen = makeAction("barbtEntwurfEntfernen", Tx(1928, "Entwurf entfernen"), [this] {
-        if (const TEMail* mail = mailOfRow(gridEntwuerfe); mail && FServices.deleteMail)
-            FServices.deleteMail(mail->FID);
-        FillMailLists();
-    });
+    barbtEntwurfBearbeiten = makeAction("barbtEntwurfBearbeiten", Tx(1927, "Entwurf bearbeiten"),
+                                        [this] { composeFromRow(gridEntwuerfe); });
+    barbtEntwurfEntfernen = makeAction("barbtEntwurfEntfernen", Tx(1928, "Entwurf entfernen"),
+                                       [this] { deleteRow(gridEntwuerfe); });
     barbtSetupConnection = makeAction("barbtSetupConnection", Tx(1929, "Verbindung"), [this] {
         if (FServices.setupConnection && FServices.setupConnection(this))
             if (const TConfig* config = TConfig::Instance())
@@ -175,6 +159,23 @@ void TMainForm::buildActions()
     btBildEinfuegen = makeAction("btBildEinfuegen", Tx(1938, "Bild einfügen"), [this] { insertPicture(); });
     btTabelleEinfuegen = makeAction("btTabelleEinfuegen", Tx(1939, "Tabelle einfügen"), [this] { insertTable(); });
     btTabelle100 = makeAction("btTabelle100", QStringLiteral("100 %"), [this] { SetTableWidthTo100Percent(); });
+}
+
+// A follow-up of a sent mail, or a draft to go on with.
+void TMainForm::composeFromRow(const QTableWidget* grid)
+{
+    if (const TEMail* mail = mailOfRow(grid)) {
+        ribbon->setCurrentIndex(0);
+        LoadMailIntoCompose(*mail);
+    }
+}
+
+// Deletes without asking, as the sent and draft lists always did.
+void TMainForm::deleteRow(const QTableWidget* grid)
+{
+    if (const TEMail* mail = mailOfRow(grid); mail && FServices.deleteMail)
+        FServices.deleteMail(mail->FID);
+    FillMailLists();
 }
 
 void TMainForm::addGroup(QWidget* tab, const QString& caption, const QList<QAction*>& actions)

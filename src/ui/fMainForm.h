@@ -147,6 +147,8 @@ private:
     void fillSentList(const TEMailListe& mails);
     void fillDraftList(const TEMailListe& mails);
     const TEMail* mailOfRow(const QTableWidget* grid) const;
+    void composeFromRow(const QTableWidget* grid);
+    void deleteRow(const QTableWidget* grid);
     void onRibbonTab(int index);
     void applyFontSize(const QString& text);
     void insertPicture();

@@ -17,7 +17,7 @@ QString merge(const TRTFEditorEngine& e, const QString& text, const QStringList&
 
 }  // namespace
 
-TEST(MergeEngine, BlocksAndFieldsAsSpecified)
+TEST(MergeEngine, BlocksExpandFirstThenFieldsAreReplaced)
 {
     TRTFEditorEngine e;
     e.SetDataFieldValueDynamisch("<name>", "Müller");   // found in the text ignoring case
