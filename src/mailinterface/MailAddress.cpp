@@ -380,6 +380,11 @@ TAddressList ParseAddressList(const QString& text)
     return list;
 }
 
+QStringList SplitAddressList(const QString& text)
+{
+    return splitEntries(text);
+}
+
 QString AddressRefusalText(const QString& address)
 {
     return Tx(1016, "Die Adresse ") + address + Tx(1017, " scheint fehlerhaft zu sein.");

@@ -9,6 +9,7 @@
 // RCPT TO. No control or format character passes anywhere.
 
 #include <QString>
+#include <QStringList>
 #include <optional>
 #include <vector>
 
@@ -41,6 +42,10 @@ struct TAddressList {
 // Splits at commas and semicolons outside quotes and angle brackets; empty
 // entries are skipped.
 TAddressList ParseAddressList(const QString& text);
+// The entries of an address list as written, cut where ParseAddressList
+// cuts (the blanks around them kept, empty ones too), for editors that
+// work on one entry.
+QStringList SplitAddressList(const QString& text);
 
 // The name as a phrase: as it is when it is words, else a quoted string.
 QString FormatDisplayName(const QString& name);
