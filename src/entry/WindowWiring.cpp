@@ -1,7 +1,10 @@
 #include "entry/WindowWiring.h"
 
 #include "compose/rtf/RtfReader.h"
+#include "address/uKontakt.h"
+#include "config/KalvexError.h"
 #include "config/LanguageUnit.h"
+#include "config/LogFileUnit.h"
 #include "config/uConfig.h"
 #include "db/uDatenModul.h"
 #include "send/EMailVersand.h"
@@ -100,6 +103,38 @@ void insertTextBlock(QWidget* parent, QTextEdit& editor, IUserMessages& messages
         insertAtCursor(editor, window.ChosenText());
 }
 
+constexpr int SuggestionLimit = 20;   // per address book: a pop-up, not a list
+
+// The own address book's contacts whose name, company or address hold text.
+QList<TAddressSuggestion> ownSuggestions(const QString& text)
+{
+    QList<TAddressSuggestion> found;
+    TDatenModul* module = TDatenModul::Instance();
+    if (!module)
+        return found;
+    for (const auto& [id, group] : LoadGruppenListeFromDB(module->Handler()))
+        for (const auto& [kid, k] : group->Kontakte) {
+            const TAddressSuggestion s{(k->Vorname + QLatin1Char(' ') + k->Nachname).trimmed(), k->Firma, k->EMail};
+            if (!s.email.isEmpty() && SuggestionMatches(s, text) && found.size() < SuggestionLimit)
+                found << s;
+        }
+    return found;
+}
+
+// The host's addresses; a database that cannot be read offers none while typing.
+QList<TAddressSuggestion> hostSuggestions(TAdressDB* adr, const QString& text)
+{
+    QList<TAddressSuggestion> found;
+    try {
+        for (const TAdrFieldValueList& r : adr ? adr->SearchPersdat(text, SuggestionLimit) : QList<TAdrFieldValueList>())
+            if (const QString email = r.Field(QStringLiteral("EMAIL")); !email.isEmpty())
+                found << TAddressSuggestion{AdrFullName(r), AdrCompany(r), email};
+    } catch (const EKalvex& e) {
+        TLogFile::LogGlobal(false, QStringLiteral("Adressvorschläge: ") + e.message());
+    }
+    return found;
+}
+
 void editTemplates(QWidget* parent, IUserMessages& messages, int32_t lang)
 {
     TDatenModul* module = TDatenModul::Instance();
@@ -115,6 +150,7 @@ TMainFormServices makeServices(TMailingRun& run, IUserMessages& messages, IProgr
     TMainFormServices services;
     services.pickRecipients = [&messages, adr](QWidget* parent) { return pickRecipients(parent, adr, messages, false); };
     services.pickFromAddressDatabase = [&messages, adr](QWidget* parent) { return pickRecipients(parent, adr, messages, true); };
+    services.addressSuggestions = [adr](const QString& text) { return ownSuggestions(text) + hostSuggestions(adr, text); };
     services.insertTextBlock = [&messages](QWidget* parent, QTextEdit& editor) { insertTextBlock(parent, editor, messages); };
     services.editTemplates = [&messages, lang](QWidget* parent) { editTemplates(parent, messages, lang); };
     services.ownTemplates = [] {

@@ -5,6 +5,8 @@
 #include "config/LanguageUnit.h"
 #include "config/uConfig.h"
 #include "mailinterface/uMailInterface.h"
+#include "ui/AttachmentDisplay.h"
+#include "ui/FileDropFilter.h"
 #include "ui/MainFormRules.h"
 #include "ui/WindowRunner.h"
 #include "ui/fAdresseManuell.h"
@@ -115,14 +117,20 @@ TMainForm::TMainForm(IUserMessages& messages, TMainFormServices services, const 
     }
     assignShortcuts();
     buildPopupMenus();
+    auto* drops = new TFileDropFilter([this](const QList<QUrl>& urls) { AddDroppedUrls(urls); }, this);
+    drops->Watch(this);
+    drops->Watch(gridAnhang->viewport());
 }
 
 // Right-click menus offer the commands that act on what was clicked.
 void TMainForm::buildPopupMenus()
 {
+    barbtOpenAttachment = new QAction(Tx(1997, "Öffnen"), this);
+    barbtOpenAttachment->setObjectName(QStringLiteral("barbtOpenAttachment"));
+    connect(barbtOpenAttachment, &QAction::triggered, this, [this] { OpenAttachment(gridAnhang->currentRow()); });
     const std::pair<QWidget*, QList<QAction*>> menus[] = {
         {gridEmpf, {barbtSelectContacts, barbtAddContactManually, barbtDeleteContact, barbtDeleteAllContacts}},
-        {gridAnhang, {barbtAddAttachment, barbtDeleteAttachment, barbtAllAttachmentDelete}},
+        {gridAnhang, {barbtOpenAttachment, barbtAddAttachment, barbtDeleteAttachment, barbtAllAttachmentDelete}},
         {gridGesendet, {barbtZeigeGesendeteMail, barbtNachtrag, barbtLoeschen}},
         {gridEntwuerfe, {barbtEntwurfBearbeiten, barbtEntwurfEntfernen}},
     };
@@ -242,8 +250,16 @@ QWidget* TMainForm::buildTemplateArea()
 QWidget* TMainForm::buildRecipientArea()
 {
     auto* area = new QWidget(this);
-    auto* row = new QHBoxLayout(area);
-    row->setContentsMargins(0, 0, 0, 0);
+    auto* column = new QVBoxLayout(area);
+    column->setContentsMargins(0, 0, 0, 0);
+    edEmpfaenger = new TRecipientEntry(area);
+    edEmpfaenger->SetSource([this](const QString& text) {
+        return FServices.addressSuggestions ? FServices.addressSuggestions(text) : QList<TAddressSuggestion>();
+    });
+    connect(edEmpfaenger, &TRecipientEntry::submitted, this, &TMainForm::TakeRecipientEntry);
+    column->addWidget(edEmpfaenger);
+    auto* row = new QHBoxLayout;
+    column->addLayout(row, 1);
     gridEmpf = makeGrid(area, {Tx(1954, "E-Mail"), Tx(1955, "Name"), Tx(1956, "Firma"), QStringLiteral("AdressDB_ID"),
                                QStringLiteral("tmpID"), QStringLiteral("KontaktID"), Tx(1957, "Empfängerliste")});
     for (int hidden : {ColAdressDB, ColTmpID, ColKontaktID})
@@ -262,6 +278,10 @@ QWidget* TMainForm::buildRecipientArea()
     for (int i = 0; i < 3; ++i) {
         rbVoreinstellung[i] = new QRadioButton(RecipientKindText(static_cast<TEmpfaengerTyp>(i)), preset);
         presetRow->addWidget(rbVoreinstellung[i]);
+        connect(rbVoreinstellung[i], &QRadioButton::toggled, this, [this, i](bool on) {
+            if (on)
+                edEmpfaenger->SetKind(static_cast<TEmpfaengerTyp>(i));
+        });
     }
     rbVoreinstellung[0]->setChecked(true);
     chbSeperatSenden = new QCheckBox(Tx(1960, "separat senden"), area);
@@ -287,9 +307,20 @@ QWidget* TMainForm::buildAttachmentArea()
     head->addWidget(plus);
     head->addStretch(1);
     column->addLayout(head);
-    gridAnhang = makeGrid(area, {Tx(1962, "Datei"), Tx(1963, "Größe (in MB)")});
+    gridAnhang = makeGrid(area, {Tx(1962, "Datei"), Tx(1973, "Größe")});
+    gridAnhang->horizontalHeader()->setStretchLastSection(false);
+    gridAnhang->horizontalHeader()->setSectionResizeMode(ColAnhangFile, QHeaderView::Stretch);
+    gridAnhang->horizontalHeader()->setSectionResizeMode(ColAnhangSize, QHeaderView::ResizeToContents);
     connect(gridAnhang, &QTableWidget::cellDoubleClicked, this, [this](int row, int) { OpenAttachment(row); });
     column->addWidget(gridAnhang);
+    lbAnhangWarnung = new QLabel(Tx(3203, "Die Anhänge sind zusammen größer als 20 MB. Viele Anbieter lehnen "
+                                          "E-Mails über 20 MB ab."), area);
+    lbAnhangWarnung->setWordWrap(true);
+    lbAnhangWarnung->setStyleSheet(QStringLiteral("color: #b00020"));
+    lbAnhangWarnung->hide();
+    column->addWidget(lbAnhangWarnung);
+    lbAnhangGesamt = new QLabel(area);
+    column->addWidget(lbAnhangGesamt);
     return area;
 }
 
@@ -308,10 +339,11 @@ QWidget* TMainForm::buildComposePage()
     auto* upper = new QSplitter(Qt::Horizontal, splitter);
     edBody = new QTextEdit(upper);
     edBody->setDocument(&FModel.Body());
-    tvFelder = new QTreeWidget(upper);
-    tvFelder->setHeaderLabels({Tx(1965, "Feldname"), Tx(1966, "Wert"), Tx(1967, "Beschreibung")});
-    tvFelder->setVisible(false);
-    upper->setStretchFactor(0, 3);
+    upper->addWidget(buildFieldPanel());
+    upper->setStretchFactor(0, 1);
+    upper->setStretchFactor(1, 0);
+    upper->setSizes({900, 260});
+    FBodySplitter = upper;
     auto* lower = new QSplitter(Qt::Horizontal, splitter);
     lower->addWidget(buildRecipientArea());
     lower->addWidget(buildAttachmentArea());
@@ -426,12 +458,19 @@ void TMainForm::AddAttachmentFiles(const QStringList& files)
 void TMainForm::refreshAttachments()
 {
     gridAnhang->setRowCount(0);
+    const QLocale locale = InterfaceLocale();
     for (size_t i = 0; i < FModel.Attachments.size(); ++i) {
+        const TComposeAttachment& a = FModel.Attachments[i];
         const int row = static_cast<int>(i);
         gridAnhang->insertRow(row);
-        gridAnhang->setItem(row, ColAnhangFile, cell(FModel.Attachments[i].file));
-        gridAnhang->setItem(row, ColAnhangSize, cell(FormatSizeMB(FModel.Attachments[i].sizeMB)));
+        QTableWidgetItem* file = cell(AttachmentDisplayName(a.file, OriginPrefix()));
+        file->setToolTip(a.file);
+        gridAnhang->setItem(row, ColAnhangFile, file);
+        QTableWidgetItem* size = cell(FormatAttachmentSize(AttachmentBytes(a), locale));
+        size->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
+        gridAnhang->setItem(row, ColAnhangSize, size);
     }
+    showAttachmentTotal();
 }
 
 void TMainForm::DeleteSelectedAttachments()
@@ -676,6 +715,7 @@ void TMainForm::InitializeVorlagenAuswahl(const TProgrammVorlageListe* templates
     FLang = lang;
     cbVorlagen->clear();
     FTemplateArea->setVisible(!FVorlageArtGUID.isNull());
+    FFieldPanel->setVisible(!FVorlageArtGUID.isNull());
     if (!templates)
         return;
     for (const auto& t : *templates)
@@ -764,22 +804,13 @@ void TMainForm::applyMerged(const TProgrammVorlage& vorlage)
 
 void TMainForm::fillFieldTree()
 {
-    tvFelder->clear();
-    cbWerteEinfuegen->clear();
-    if (!FFelder)
-        return;
-    for (const auto& field : FFelder->FEinfachListe) {
-        const QString name = field->GetFeldname(FLang);
-        new QTreeWidgetItem(tvFelder, {name, field->FWert, field->GetBeschreibung(FLang)});
-        cbWerteEinfuegen->addItem(name);
-    }
-    cbWerteEinfuegen->setCurrentIndex(-1);
+    ShowFieldEntries(FFelder ? SimpleFieldEntries(*FFelder, FLang) : QList<TFieldEntry>());
 }
 
 void TMainForm::insertFieldValue(int index)
 {
     if (index >= 0)
-        edBody->textCursor().insertText(QLatin1Char('<') + cbWerteEinfuegen->itemText(index) + QLatin1Char('>'));
+        insertPlaceholder(cbWerteEinfuegen->itemText(index));
     cbWerteEinfuegen->setCurrentIndex(-1);
 }
 

@@ -8,9 +8,12 @@
 #include "compose/uEMailVorlage.h"
 #include "config/UserMessages.h"
 #include "send/ComposeModel.h"
+#include "ui/ComposeFields.h"
+#include "ui/RecipientEntry.h"
 #include "ui/fDarstellung.h"
 
 #include <QDialog>
+#include <QUrl>
 #include <QUuid>
 #include <functional>
 
@@ -27,6 +30,7 @@ class QTableWidget;
 class QTextEdit;
 class QToolButton;
 class QTreeWidget;
+class QSplitter;
 class QGroupBox;
 
 namespace kalvex {
@@ -53,6 +57,7 @@ struct TMainFormServices {
     // The mailing state belongs to the run; the window only asks for it.
     std::function<bool()> sentFlag;                          // the compose page's mail went out
     std::function<void()> newMail;                           // a new compose session begins
+    TSuggestionSource addressSuggestions;                    // completion of the recipient line
 };
 
 class TMainForm : public QDialog {
@@ -86,6 +91,12 @@ public:
     void AddRecipientRow(const TComposeRecipient& recipient);   // duplicates dropped
     void EmpfaengerListePreset();
     void AddAttachmentFiles(const QStringList& files);
+    // Files dropped from the file manager; folders and remote URLs are refused.
+    void AddDroppedUrls(const QList<QUrl>& urls);
+    // Enter in the recipient line: its valid addresses become rows.
+    void TakeRecipientEntry();
+    // The fields offered for insertion, in the tree and the drop-down.
+    void ShowFieldEntries(const QList<TFieldEntry>& entries);
     void DeleteSelectedAttachments();
     void OpenAttachment(int row);
     TEmpfaengerTyp PresetKind() const;
@@ -115,6 +126,11 @@ public:
     QComboBox* cbVorlagen;
     QComboBox* cbWerteEinfuegen;
     QTreeWidget* tvFelder;
+    QWidget* FFieldPanel;             // "Vorhandene Felder (einfach)" beside the body
+    QSplitter* FBodySplitter;
+    TRecipientEntry* edEmpfaenger;
+    QLabel* lbAnhangGesamt;
+    QLabel* lbAnhangWarnung;
     QCheckBox* chbSeperatSenden;
     QRadioButton* rbVoreinstellung[3];
     QTabWidget* ribbon;
@@ -136,6 +152,9 @@ private:
     QWidget* buildTemplateArea();
     QWidget* buildRecipientArea();
     QWidget* buildAttachmentArea();
+    QWidget* buildFieldPanel();
+    void showAttachmentTotal();
+    void insertPlaceholder(const QString& name);
     void addGroup(QWidget* tab, const QString& caption, const QList<QAction*>& actions);
     QWidget* buildSearchPanel();
     void buildPopupMenus();
@@ -184,6 +203,7 @@ public:
     QAction* barbtAddAttachment;
     QAction* barbtDeleteAttachment;
     QAction* barbtAllAttachmentDelete;
+    QAction* barbtOpenAttachment;
     QAction* barbtTextbausteinEinfuegen;
     QAction* btVorlagen;
     QAction* barbtNachtrag;

@@ -54,8 +54,8 @@ TEST(MainForm, AttachmentsAndRecipients)
     const QString b = makeFile(dir, "b.txt", 10);
     form.AddAttachmentFiles({a, b, a});
     ASSERT_EQ(form.gridAnhang->rowCount(), 2);   // the same path only once
-    EXPECT_EQ(form.gridAnhang->item(0, 1)->text(), "3,00");
-    EXPECT_EQ(form.gridAnhang->item(1, 1)->text(), "0,01");
+    EXPECT_EQ(form.gridAnhang->item(0, 1)->text(), "3,00 MB");
+    EXPECT_EQ(form.gridAnhang->item(1, 1)->text(), "1 KB");
 
     form.gridAnhang->selectRow(0);
     form.DeleteSelectedAttachments();   // default answer: No
@@ -201,3 +201,31 @@ TEST(MainForm, SearchShortcutsDisplayAndNotice)
     qunsetenv("KALVEX_REGISTRY");
 }
 
+
+#include "ui/AttachmentDisplay.h"
+#include "ui/RecipientEntry.h"
+
+// Sizes in both interface languages at the unit boundaries; a pasted line
+// keeps quoted commas inside a name and hands back what is no address.
+TEST(MainFormRules, AttachmentSizesAndRecipientLines)
+{
+    const QLocale de(QLocale::German, QLocale::Germany), en(QLocale::English, QLocale::UnitedKingdom);
+    EXPECT_EQ(FormatAttachmentSize(0, de), "1 KB");
+    EXPECT_EQ(FormatAttachmentSize(1025, de), "2 KB");
+    EXPECT_EQ(FormatAttachmentSize(1024 * 1024 - 1, de), "1.024 KB");
+    EXPECT_EQ(FormatAttachmentSize(1024 * 1024, de), "1,00 MB");
+    EXPECT_EQ(FormatAttachmentSize(1536 * 1024 * 1024LL, de), "1.536,00 MB");
+    EXPECT_EQ(FormatAttachmentSize(1536 * 1024, en), "1.50 MB");
+    EXPECT_EQ(AttachmentDisplayName("Ursprung: /tmp/x/plan.pdf", OriginPrefix()), "Ursprung: plan.pdf");
+
+    const TRecipientLine line = ParseRecipientLine(
+        "\"Albers, Bernd\" <b@example.org>; ;x@localhost, Müller <m@bau.example>,ohne-at", TEmpfaengerTyp::elBcc);
+    ASSERT_EQ(line.recipients.size(), 2);
+    EXPECT_EQ(line.recipients[0].email, "b@example.org");
+    EXPECT_EQ(line.recipients[0].name, "Albers, Bernd");
+    EXPECT_EQ(line.recipients[1].name, "Müller");
+    EXPECT_EQ(line.recipients[1].kind, TEmpfaengerTyp::elBcc);
+    EXPECT_EQ(line.invalid, QStringList({"x@localhost", "ohne-at"}));
+    EXPECT_TRUE(SuggestionMatches({"Anna Schäfer", "Planungsbüro Nord", "a@x.de"}, " NORD "));
+    EXPECT_FALSE(SuggestionMatches({"Anna Schäfer", "Planungsbüro Nord", "a@x.de"}, "süd"));
+}

@@ -1,0 +1,32 @@
+#include "ui/ComposeFields.h"
+
+#include "mailinterface/Felder.h"
+
+#include <QTreeWidget>
+
+namespace kalvex {
+
+QList<TFieldEntry> SimpleFieldEntries(const TFelder& felder, int32_t lang)
+{
+    QList<TFieldEntry> entries;
+    for (const auto& field : felder.FEinfachListe)
+        entries.append({field->GetFeldname(lang), field->FWert, field->GetBeschreibung(lang)});
+    return entries;
+}
+
+QString FieldPlaceholder(const QString& name)
+{
+    return QLatin1Char('<') + name + QLatin1Char('>');
+}
+
+void FillFieldTree(QTreeWidget& tree, const QList<TFieldEntry>& entries)
+{
+    tree.clear();
+    for (const TFieldEntry& e : entries) {
+        auto* item = new QTreeWidgetItem(&tree, {e.name, e.value, e.description});
+        item->setToolTip(1, e.value);
+        item->setToolTip(2, e.description);
+    }
+}
+
+}  // namespace kalvex

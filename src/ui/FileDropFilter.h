@@ -1,0 +1,28 @@
+#pragma once
+// Takes file drops from the file manager (text/uri-list) on the widgets it
+// watches and hands the URLs on; other drags pass through untouched.
+
+#include <QList>
+#include <QObject>
+#include <QUrl>
+#include <functional>
+
+class QWidget;
+
+namespace kalvex {
+
+class TFileDropFilter : public QObject {
+public:
+    using TDropHandler = std::function<void(const QList<QUrl>&)>;
+    TFileDropFilter(TDropHandler onDrop, QObject* parent);
+    // Lets widget accept drops and routes its file drops here.
+    void Watch(QWidget* widget);
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    TDropHandler FOnDrop;
+};
+
+}  // namespace kalvex

@@ -1,0 +1,83 @@
+// The compose page's helpers for writing comfortably: the field tree beside
+// the body, the attachment total and file drops, the recipient line.
+#include "ui/fMainForm.h"
+
+#include "config/LanguageUnit.h"
+#include "ui/AttachmentDisplay.h"
+
+#include <QComboBox>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QTableWidget>
+#include <QTextEdit>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+
+namespace kalvex {
+
+// Narrow beside the body; the splitter folds it away when the text needs the room.
+QWidget* TMainForm::buildFieldPanel()
+{
+    FFieldPanel = new QWidget(this);
+    auto* column = new QVBoxLayout(FFieldPanel);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->addWidget(new QLabel(Tx(3206, "Vorhandene Felder (einfach)"), FFieldPanel));
+    tvFelder = new QTreeWidget(FFieldPanel);
+    tvFelder->setRootIsDecorated(false);
+    tvFelder->setHeaderLabels({Tx(1965, "Feldname"), Tx(1966, "Wert"), Tx(1967, "Beschreibung")});
+    tvFelder->setToolTip(Tx(3207, "Doppelklick fügt das Feld an der Schreibmarke ein."));
+    tvFelder->setColumnWidth(0, 90);
+    tvFelder->setColumnWidth(1, 110);
+    connect(tvFelder, &QTreeWidget::itemDoubleClicked, this,
+            [this](QTreeWidgetItem* item) { insertPlaceholder(item->text(0)); });
+    column->addWidget(tvFelder, 1);
+    FFieldPanel->setMinimumWidth(160);
+    FFieldPanel->hide();   // until a template kind is set
+    return FFieldPanel;
+}
+
+void TMainForm::ShowFieldEntries(const QList<TFieldEntry>& entries)
+{
+    FillFieldTree(*tvFelder, entries);
+    cbWerteEinfuegen->clear();
+    for (const TFieldEntry& e : entries)
+        cbWerteEinfuegen->addItem(e.name);
+    cbWerteEinfuegen->setCurrentIndex(-1);
+}
+
+void TMainForm::insertPlaceholder(const QString& name)
+{
+    edBody->textCursor().insertText(FieldPlaceholder(name));
+    edBody->setFocus();
+}
+
+void TMainForm::showAttachmentTotal()
+{
+    const qint64 total = TotalAttachmentBytes(FModel.Attachments);
+    lbAnhangGesamt->setVisible(!FModel.Attachments.empty());
+    lbAnhangGesamt->setText(Tx(3204, "Gesamt: %1").arg(FormatAttachmentSize(total, InterfaceLocale())));
+    lbAnhangWarnung->setVisible(total > LargeMailBytes);
+}
+
+void TMainForm::AddDroppedUrls(const QList<QUrl>& urls)
+{
+    const TDroppedFiles dropped = SortDroppedUrls(urls);
+    AddAttachmentFiles(dropped.files);
+    if (!dropped.refusals.isEmpty())
+        FMessages.ShowError(dropped.refusals.join(QLatin1Char('\n')));
+}
+
+void TMainForm::TakeRecipientEntry()
+{
+    const TRecipientLine line = edEmpfaenger->Take();
+    for (const TComposeRecipient& r : line.recipients)
+        FModel.AddRecipient(r);
+    refreshRecipients();
+    if (line.invalid.isEmpty())
+        return;
+    FMessages.ShowError(Tx(1995, "Die Adresse %1 scheint fehlerhaft zu sein.").arg(line.invalid.first()));
+    edEmpfaenger->edAdresse->setFocus();
+}
+
+}  // namespace kalvex
