@@ -42,6 +42,18 @@ std::optional<TComposeRecipient> recipientOf(const QString& entry, TEmpfaengerTy
     return TComposeRecipient{m->Address(), m->displayName, {}, 0, 0, 0, kind};
 }
 
+// Enter takes the best suggestion, but never swaps a complete address the
+// user typed for another one that merely contains it.
+int preselectedRow(const QList<TAddressSuggestion>& suggestions, const QString& typed)
+{
+    if (!IsValidEMailAddress(typed))
+        return 0;
+    for (int i = 0; i < suggestions.size(); ++i)
+        if (suggestions[i].email.compare(typed, Qt::CaseInsensitive) == 0)
+            return i;
+    return -1;
+}
+
 }  // namespace
 
 bool SuggestionMatches(const TAddressSuggestion& suggestion, const QString& text)
@@ -113,10 +125,10 @@ QString TRecipientEntry::currentEntry() const
 void TRecipientEntry::suggest(const QString&)
 {
     const QString typed = currentEntry().trimmed();
-    showSuggestions(typed.isEmpty() || !FSource ? QList<TAddressSuggestion>() : FSource(typed));
+    showSuggestions(typed.isEmpty() || !FSource ? QList<TAddressSuggestion>() : FSource(typed), typed);
 }
 
-void TRecipientEntry::showSuggestions(const QList<TAddressSuggestion>& suggestions)
+void TRecipientEntry::showSuggestions(const QList<TAddressSuggestion>& suggestions, const QString& typed)
 {
     FSuggestions->clear();
     for (const TAddressSuggestion& s : suggestions) {
@@ -130,7 +142,7 @@ void TRecipientEntry::showSuggestions(const QList<TAddressSuggestion>& suggestio
         return;
     }
     FCompleter->complete();
-    FCompleter->popup()->setCurrentIndex(FCompleter->completionModel()->index(0, 0));   // Enter takes the best
+    FCompleter->popup()->setCurrentIndex(FCompleter->completionModel()->index(preselectedRow(suggestions, typed), 0));
 }
 
 // The chosen address replaces the entry being typed; the ones before stay.
@@ -161,6 +173,7 @@ TRecipientLine TRecipientEntry::Take()
     for (TComposeRecipient& r : line.recipients)
         completeFromKnown(r);
     edAdresse->setText(line.invalid.join(QStringLiteral("; ")));
+    FCompleter->popup()->hide();
     return line;
 }
 

@@ -59,7 +59,7 @@ signals:
 
 private:
     void suggest(const QString& text);
-    void showSuggestions(const QList<TAddressSuggestion>& suggestions);
+    void showSuggestions(const QList<TAddressSuggestion>& suggestions, const QString& typed);
     void complete(const QString& chosen);
     void completeFromKnown(TComposeRecipient& recipient) const;
     QString currentEntry() const;

@@ -168,8 +168,6 @@ TEST_F(ComposeJourney, FieldTreeAndDroppedAttachments)
         w.AddRecipientRow({"anna.schaefer@example.org", "Anna Schäfer", "Planungsbüro Nord", 0, 0, 0, TEmpfaengerTyp::elAn});
         w.resize(1366, 768);
         w.grab().save(QStringLiteral(KALVEX_SCREENSHOT_DIR "/compose-1366x768.png"));
-        qInfo() << "window" << w.minimumSizeHint() << "ribbon" << w.ribbon->minimumSizeHint() << "compose"
-                << w.pages->widget(0)->minimumSizeHint() << "sent" << w.pages->widget(1)->minimumSizeHint();
         EXPECT_LE(w.pages->widget(0)->minimumSizeHint().width(), 1366);
         w.close();
     });
@@ -256,6 +254,11 @@ TEST_F(RecipientLineJourney, CompletionPastedListsAndKindsReachTheServer)
         w.edEmpfaenger->cbArt->setCurrentIndex(2);
         QTest::keyClicks(line, "geheim@example.org");
         QTest::keyClick(line, Qt::Key_Return);
+        // A whole address typed stays itself, though a suggestion contains it.
+        QTest::keyClicks(line, "nord@example.org");
+        EXPECT_TRUE(completer->popup()->isVisible());
+        QTest::keyClick(completer->popup(), Qt::Key_Return);
+        EXPECT_FALSE(completer->popup()->isVisible());
 
         w.edBetreff->setText("Baubesprechung");
         w.edBody->setPlainText("Guten Tag,");
@@ -265,17 +268,19 @@ TEST_F(RecipientLineJourney, CompletionPastedListsAndKindsReachTheServer)
     EXPECT_EQ(offered, QStringList({"Anna Schäfer – Planungsbüro Nord <anna.schaefer@example.org>",
                                     "Carla Nord – Nordbau GmbH <c.nord@example.org>"}));
     const std::vector<TComposeRecipient>& rows = session.Window().Model().Recipients;
-    ASSERT_EQ(rows.size(), 4u);   // Anna's second entry was a duplicate
+    ASSERT_EQ(rows.size(), 5u);   // Anna's second entry was a duplicate
     EXPECT_EQ(rows[0].name, "Anna Schäfer");
     EXPECT_EQ(rows[0].company, "Planungsbüro Nord");
     EXPECT_EQ(rows[0].kind, TEmpfaengerTyp::elAn);
     EXPECT_EQ(rows[1].company, "Nordbau GmbH");   // known from the completion of "nord"
     EXPECT_EQ(rows[2].name, "Dora Ost");
+    EXPECT_EQ(rows[4].email, "nord@example.org");
+    EXPECT_EQ(rows[4].kind, TEmpfaengerTyp::elBcc);
     EXPECT_EQ(user.Seen(QMessageBox::Critical), QStringList{"Die Adresse kaputt@ scheint fehlerhaft zu sein."});
 
     ASSERT_EQ(server.MailCount(), 1);
     EXPECT_EQ(server.Envelope(1).mid(1), QStringList({"anna.schaefer@example.org", "c.nord@example.org",
-                                                      "dora@ost.example", "geheim@example.org"}));
+                                                      "dora@ost.example", "geheim@example.org", "nord@example.org"}));
     const QStringList head = headers(server.MailFile(1));
     EXPECT_TRUE(header(head, "To").contains("anna.schaefer@example.org"));
     EXPECT_TRUE(header(head, "Cc").contains("c.nord@example.org"));
