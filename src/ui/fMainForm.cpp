@@ -6,6 +6,9 @@
 #include "config/uConfig.h"
 #include "mailinterface/uMailInterface.h"
 #include "ui/MainFormRules.h"
+#include "ui/SpellLineEdit.h"
+#include "ui/Spelling.h"
+#include "ui/TextEditSpelling.h"
 #include "ui/WindowRunner.h"
 #include "ui/fAdresseManuell.h"
 #include "ui/fGesendeteMail.h"
@@ -133,6 +136,7 @@ void TMainForm::buildPopupMenus()
     edBody->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(edBody, &QWidget::customContextMenuRequested, this, [this](const QPoint& at) {
         std::unique_ptr<QMenu> menu(edBody->createStandardContextMenu(at));
+        TTextEditSpelling::ExtendMenu(edBody, *menu, at);
         menu->addSeparator();
         menu->addActions({barbtTextbausteinEinfuegen, btBildEinfuegen, btTabelleEinfuegen, btTabelle100});
         menu->exec(edBody->viewport()->mapToGlobal(at));
@@ -299,7 +303,8 @@ QWidget* TMainForm::buildComposePage()
     auto* column = new QVBoxLayout(page);
     auto* subjectRow = new QHBoxLayout;
     subjectRow->addWidget(new QLabel(Tx(1964, "Betreff"), page));
-    edBetreff = new QLineEdit(page);
+    TSpellChecker* spelling = CreateSpellChecker(this);
+    edBetreff = new TSpellLineEdit(spelling, page);
     connect(edBetreff, &QLineEdit::textChanged, this, [this](const QString& t) { FModel.Subject = t; });
     subjectRow->addWidget(edBetreff, 1);
     column->addLayout(subjectRow);
@@ -308,6 +313,7 @@ QWidget* TMainForm::buildComposePage()
     auto* upper = new QSplitter(Qt::Horizontal, splitter);
     edBody = new QTextEdit(upper);
     edBody->setDocument(&FModel.Body());
+    TTextEditSpelling::Attach(edBody, spelling);
     tvFelder = new QTreeWidget(upper);
     tvFelder->setHeaderLabels({Tx(1965, "Feldname"), Tx(1966, "Wert"), Tx(1967, "Beschreibung")});
     tvFelder->setVisible(false);
