@@ -4,6 +4,7 @@
 #include "config/LogFileUnit.h"
 
 #include <QFile>
+#include <algorithm>
 
 namespace kalvex {
 
@@ -59,8 +60,20 @@ bool TSpellChecker::IsCorrect(const QString& word)
         return true;
     auto it = FAnswers.constFind(word);
     if (it == FAnswers.constEnd())
-        it = FAnswers.insert(word, FDictionary->Spell(word));
+        it = FAnswers.insert(word, lookUp(word));
     return *it;
+}
+
+// A compound with hyphens passes when each part does, and parts in capitals
+// need not ("MWST-Belege", "US-Wirtschaft").
+bool TSpellChecker::lookUp(const QString& word) const
+{
+    if (FDictionary->Spell(word))
+        return true;
+    const QStringList parts = word.split(QLatin1Char('-'), Qt::SkipEmptyParts);
+    return parts.size() > 1 && std::all_of(parts.cbegin(), parts.cend(), [this](const QString& part) {
+               return !IsCheckableWord(part) || FDictionary->Spell(part);
+           });
 }
 
 QStringList TSpellChecker::Suggestions(const QString& word)

@@ -60,6 +60,8 @@ signals:
     void Changed();
 
 private:
+    bool lookUp(const QString& word) const;
+
     std::shared_ptr<const THunspellDictionary> FDictionary;
     TPersonalWordList FWordList;
     QSet<QString> FIgnored;

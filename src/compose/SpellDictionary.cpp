@@ -72,7 +72,8 @@ bool THunspellDictionary::encode(const QString& word, std::string& out) const
     QStringEncoder encoder(FEncoding.constData(), QStringConverter::Flag::Stateless);
     const QByteArray bytes = encoder.encode(word);
     out = bytes.toStdString();
-    return !encoder.hasError();
+    // Qt's Latin-1 encoder writes "?" for what it cannot hold without an error.
+    return !encoder.hasError() && decode(out) == word;
 }
 
 QString THunspellDictionary::decode(const std::string& bytes) const

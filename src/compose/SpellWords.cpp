@@ -58,11 +58,6 @@ bool allCapitals(QStringView word)
     return true;
 }
 
-bool worthChecking(QStringView word, bool hasDigit)
-{
-    return !hasDigit && word.size() > 1 && !allCapitals(word);
-}
-
 class TWordScanner {
 public:
     explicit TWordScanner(QStringView text) : FText(text) {}
@@ -113,7 +108,7 @@ bool TWordScanner::takeWord()
         return false;
     bool hasDigit = false;
     const int end = wordEnd(FText, FPos, hasDigit);
-    if (worthChecking(FText.sliced(FPos, end - FPos), hasDigit))
+    if (!hasDigit && IsCheckableWord(FText.sliced(FPos, end - FPos)))
         FWords.append({FPos, end - FPos});
     FPos = end;
     return true;
@@ -124,6 +119,14 @@ bool TWordScanner::takeWord()
 QList<TWordSpan> CheckableWords(QStringView text)
 {
     return TWordScanner(text).words();
+}
+
+bool IsCheckableWord(QStringView word)
+{
+    for (QChar c : word)
+        if (c.isDigit())
+            return false;
+    return word.size() > 1 && !allCapitals(word);
 }
 
 bool CheckableWordAt(QStringView text, int position, TWordSpan& word)

@@ -18,6 +18,10 @@ struct TWordSpan {
 
 QList<TWordSpan> CheckableWords(QStringView text);
 
+// A word worth asking the dictionary about: two letters or more, no digit,
+// not all capitals.
+bool IsCheckableWord(QStringView word);
+
 // The checkable word that position (a cursor position) touches, if any.
 bool CheckableWordAt(QStringView text, int position, TWordSpan& word);
 
