@@ -30,6 +30,8 @@ TPersonalWordList::TPersonalWordList(QString fileName) : FFileName(std::move(fil
 
 bool TPersonalWordList::Add(const QString& word)
 {
+    if (FWords.contains(word))
+        return true;
     FWords.insert(word);
     if (FFileName.isEmpty())
         return true;
