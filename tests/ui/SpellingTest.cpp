@@ -1,5 +1,6 @@
 #include "compose/SpellChecker.h"
 #include "compose/SpellDictionary.h"
+#include "config/LanguageUnit.h"
 #include "config/UserMessages.h"
 #include "ui/SpellLineEdit.h"
 #include "ui/Spelling.h"
@@ -214,6 +215,18 @@ TEST(Spelling, OwnWordIgnoreAndSwitchActOnSubjectAndBody)
     EXPECT_TRUE(underlined(body, 0).isEmpty());
     const QStringList off = rightClick(body.viewport(), pointAt(body, 0, 7));
     EXPECT_NE(off.first(), "Zeile");   // no suggestions while switched off
+}
+
+TEST(Spelling, EnglishInterfaceChecksEnglish)
+{
+    TLang::Install(std::make_unique<TLang>()).SetLanguage(1033);
+    QObject window;
+    TSpellChecker* checker = CreateSpellChecker(&window);
+    TLang::Free();
+    ASSERT_TRUE(checker->Available());
+    EXPECT_FALSE(checker->IsCorrect("recieve"));
+    EXPECT_TRUE(checker->IsCorrect("receive"));
+    EXPECT_FALSE(checker->IsCorrect("Rechnung"));
 }
 
 TEST(Spelling, SwitchIsKeptInConfigIni)
