@@ -52,7 +52,8 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 # Qt loads its SQL drivers as plugins, which dpkg-shlibdeps cannot see: the
 # default store needs SQLite's, the server stores their own.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "libqt6sql6-sqlite")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "xdg-utils")
+# The dictionaries for spell checking in the editors (without them it is off).
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "xdg-utils, hunspell-de-de, hunspell-en-us")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SUGGESTS "kalvex-tools, libqt6sql6-mysql, libqt6sql6-odbc")
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")

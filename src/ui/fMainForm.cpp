@@ -8,6 +8,9 @@
 #include "ui/AttachmentDisplay.h"
 #include "ui/FileDropFilter.h"
 #include "ui/MainFormRules.h"
+#include "ui/SpellLineEdit.h"
+#include "ui/Spelling.h"
+#include "ui/TextEditSpelling.h"
 #include "ui/WindowRunner.h"
 #include "ui/fAdresseManuell.h"
 #include "ui/fGesendeteMail.h"
@@ -141,6 +144,7 @@ void TMainForm::buildPopupMenus()
     edBody->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(edBody, &QWidget::customContextMenuRequested, this, [this](const QPoint& at) {
         std::unique_ptr<QMenu> menu(edBody->createStandardContextMenu(at));
+        TTextEditSpelling::ExtendMenu(edBody, *menu, at);
         menu->addSeparator();
         menu->addActions({barbtTextbausteinEinfuegen, btBildEinfuegen, btTabelleEinfuegen, btTabelle100});
         menu->exec(edBody->viewport()->mapToGlobal(at));
@@ -330,7 +334,8 @@ QWidget* TMainForm::buildComposePage()
     auto* column = new QVBoxLayout(page);
     auto* subjectRow = new QHBoxLayout;
     subjectRow->addWidget(new QLabel(Tx(1964, "Betreff"), page));
-    edBetreff = new QLineEdit(page);
+    TSpellChecker* spelling = CreateSpellChecker(this);
+    edBetreff = new TSpellLineEdit(spelling, page);
     connect(edBetreff, &QLineEdit::textChanged, this, [this](const QString& t) { FModel.Subject = t; });
     subjectRow->addWidget(edBetreff, 1);
     column->addLayout(subjectRow);
@@ -339,6 +344,7 @@ QWidget* TMainForm::buildComposePage()
     auto* upper = new QSplitter(Qt::Horizontal, splitter);
     edBody = new QTextEdit(upper);
     edBody->setDocument(&FModel.Body());
+    TTextEditSpelling::Attach(edBody, spelling);
     upper->addWidget(buildFieldPanel());
     upper->setStretchFactor(0, 1);
     upper->setStretchFactor(1, 0);

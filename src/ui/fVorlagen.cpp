@@ -6,6 +6,9 @@
 #include "config/UserMessages.h"
 #include "db/BasedbClasses.h"
 #include "mailinterface/ProgrammVorlage.h"
+#include "ui/SpellLineEdit.h"
+#include "ui/Spelling.h"
+#include "ui/TextEditSpelling.h"
 #include "ui/WindowGeometry.h"
 
 #include <QComboBox>
@@ -116,8 +119,10 @@ QWidget* TFormVorlagen::buildEditor()
     auto* form = new QFormLayout(right);
     edName = new QLineEdit(right);
     cbKategorie = new QComboBox(right);
-    edBetreff = new QLineEdit(right);
+    TSpellChecker* spelling = CreateSpellChecker(this);
+    edBetreff = new TSpellLineEdit(spelling, right);
     edText = new QTextEdit(right);
+    TTextEditSpelling::Attach(edText, spelling)->InstallMenu();
     edText->setAcceptRichText(true);
     form->addRow(Tx(2217, "Name"), edName);
     form->addRow(Tx(2257, "Kategorie"), cbKategorie);

@@ -3,6 +3,7 @@
 #include "config/UserMessages.h"
 #include "db/BasedbClasses.h"
 #include "db/DBUpdater.h"
+#include "ui/SpellLineEdit.h"
 #include "ui/fVorlagen.h"
 
 #include "SeededStore.h"
@@ -12,7 +13,9 @@
 #include <QLineEdit>
 #include <QSqlDatabase>
 #include <QTemporaryDir>
+#include <QTextBlock>
 #include <QTextEdit>
+#include <QTextLayout>
 #include <QTreeWidget>
 #include <gtest/gtest.h>
 
@@ -69,6 +72,25 @@ TEST_F(TemplateWindows, TextBlocksAreChosenAndKeptApartFromTemplates)
     EXPECT_EQ(FHandler->CalcSQL_String("", "select BodyPlain from KVXVorlage where Name = 'Gruß' and Art = 0"),
               "Mit freundlichen Grüßen");
     EXPECT_EQ(countEntries(*again.tvVorlagen), 8);
+}
+
+// Both managers check the spelling of what is typed into their editors.
+TEST_F(TemplateWindows, EditorsUnderlineMisspeltWords)
+{
+    TFormVorlagen templates(*FHandler, FMessages, nullptr, 1031);
+    auto* subject = qobject_cast<TSpellLineEdit*>(templates.edBetreff);
+    ASSERT_NE(subject, nullptr);
+    subject->setText("Zahlungserinnerrung zu <Rechnung.Nummer>");
+    EXPECT_EQ(subject->MisspeltRanges(), QList<TWordSpan>({{0, 19}}));
+    TFormtextbausteine blocks(*FHandler, FMessages);
+    for (QTextEdit* text : {templates.edText, blocks.edText}) {
+        text->setPlainText("Bitte begleichen Sie die Rechnnung.");
+        const QList<QTextLayout::FormatRange> formats = text->document()->firstBlock().layout()->formats();
+        ASSERT_EQ(formats.size(), 1);
+        EXPECT_EQ(formats[0].start, 25);
+        EXPECT_EQ(formats[0].format.underlineStyle(), QTextCharFormat::WaveUnderline);
+        EXPECT_EQ(text->contextMenuPolicy(), Qt::CustomContextMenu);   // the menu with the suggestions
+    }
 }
 
 TEST_F(TemplateWindows, CategoriesAreRenamedAndDeletedWithTheirEntries)
