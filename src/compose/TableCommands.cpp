@@ -7,6 +7,7 @@
 #include <QTextDocument>
 #include <QTextFrame>
 #include <QTextTable>
+#include <functional>
 
 namespace kalvex {
 
@@ -70,6 +71,35 @@ void forEachCell(QTextTable& table, const TCellRange& r, F f)
         for (int column = r.column; column < r.column + r.columns; ++column)
             if (QTextTableCell cell = table.cellAt(row, column); cell.row() == row && cell.column() == column)
                 f(cell);
+}
+
+// One side's border of a cell format as another has it, or as the table
+// says when the other has none of its own.
+void takeSide(QTextCharFormat& to, const QTextFormat& from, TBorderSide side)
+{
+    for (int property : {widthProperty(side), styleProperty(side), brushProperty(side)}) {
+        if (from.hasProperty(property))
+            to.setProperty(property, from.property(property));
+        else
+            to.clearProperty(property);
+    }
+}
+
+// A merged cell's sides are the range's outer sides: each from a cell on
+// that edge.
+void keepOuterBorders(QTextTable& table, const TCellRange& r, const std::function<void()>& merge)
+{
+    const std::pair<TBorderSide, QTextCharFormat> edges[] = {
+        {TBorderSide::Left, table.cellAt(r.row, r.column).format()},
+        {TBorderSide::Top, table.cellAt(r.row, r.column).format()},
+        {TBorderSide::Right, table.cellAt(r.row, r.column + r.columns - 1).format()},
+        {TBorderSide::Bottom, table.cellAt(r.row + r.rows - 1, r.column).format()}};
+    merge();
+    QTextTableCell merged = table.cellAt(r.row, r.column);
+    QTextCharFormat f = merged.format();
+    for (const auto& [side, from] : edges)
+        takeSide(f, from, side);
+    merged.setFormat(f);
 }
 
 // Cell borders are drawn per side only in the collapsed border model.
@@ -180,7 +210,7 @@ bool MergeTableCells(const QTextCursor& cursor)
     QTextTable* table = cursor.currentTable();
     if (!table || !cursor.hasComplexSelection())
         return false;
-    table->mergeCells(cursor);
+    keepOuterBorders(*table, CellRangeAt(cursor, *table), [&] { table->mergeCells(cursor); });
     return true;
 }
 

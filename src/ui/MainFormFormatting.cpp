@@ -21,6 +21,7 @@
 #include <QImage>
 #include <QMenu>
 #include <QPixmap>
+#include <QScrollArea>
 #include <QSignalBlocker>
 #include <QTextBlock>
 #include <QTextCursor>
@@ -100,6 +101,32 @@ void offerMenus(QWidget* tab)
             button->setPopupMode(QToolButton::MenuButtonPopup);
 }
 
+// The groups of a tab in a row that scrolls when the window is narrower
+// than all of them; the window keeps its own size.
+QWidget* scrollingRow(QWidget* tab)
+{
+    auto* scroll = new QScrollArea(tab);
+    scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setWidgetResizable(true);
+    scroll->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    auto* row = new QWidget(scroll);
+    auto* layout = new QHBoxLayout(row);
+    layout->setContentsMargins(0, 0, 0, 0);
+    scroll->setWidget(row);
+    tab->layout()->setContentsMargins(0, 0, 0, 0);
+    tab->layout()->addWidget(scroll);
+    return row;
+}
+
+// Short captions on the buttons; menus and tooltips keep the full text.
+void shortCaptions(const std::initializer_list<std::pair<QAction*, QString>>& captions)
+{
+    for (const auto& [action, caption] : captions) {
+        action->setToolTip(action->text());
+        action->setIconText(caption);
+    }
+}
+
 QToolButton* toolButton(QAction* action, QWidget* parent)
 {
     auto* button = new QToolButton(parent);
@@ -129,13 +156,18 @@ void TMainForm::buildFormatTab(QWidget* tab)
 {
     buildFormatActions();
     buildParagraphActions();
-    auto* row = static_cast<QHBoxLayout*>(tab->layout());
-    row->addWidget(buildFontGroup(tab));
-    addGroup(tab, Tx(3010, "Gliederung"), {btBullets, btNumbering, btIndentLess, btIndentMore});
-    addGroup(tab, Tx(3011, "Ausrichtung"), {btAlignLeft, btAlignCenter, btAlignRight, btAlignJustify, btVAlignTop,
-                                            btVAlignCenter, btVAlignBottom});
-    addGroup(tab, Tx(1948, "Steuerung"), {btUndo, btRedo, btSymbols, btGridLines});
-    addGroup(tab, Tx(1949, "Bilder"), {btBildEinfuegen, btBildeigenschaften});
+    shortCaptions({{btIndentLess, Tx(3060, "Einzug -")}, {btIndentMore, Tx(3061, "Einzug +")},
+                   {btAlignLeft, Tx(3062, "Links")}, {btAlignRight, Tx(3063, "Rechts")},
+                   {btSymbols, Tx(3064, "Symbol")}, {btGridLines, Tx(3065, "Gitternetz")},
+                   {btBildeigenschaften, Tx(3066, "Eigenschaften")}});
+    QWidget* groups = scrollingRow(tab);
+    auto* row = static_cast<QHBoxLayout*>(groups->layout());
+    row->addWidget(buildFontGroup(groups));
+    addGroup(groups, Tx(3010, "Gliederung"), {btBullets, btNumbering, btIndentLess, btIndentMore});
+    addGroup(groups, Tx(3011, "Ausrichtung"), {btAlignLeft, btAlignCenter, btAlignRight, btAlignJustify, btVAlignTop,
+                                               btVAlignCenter, btVAlignBottom});
+    addGroup(groups, Tx(1948, "Steuerung"), {btUndo, btRedo, btSymbols, btGridLines});
+    addGroup(groups, Tx(1949, "Bilder"), {btBildEinfuegen, btBildeigenschaften});
     row->addStretch(1);
     offerMenus(tab);
 }
@@ -198,6 +230,7 @@ void TMainForm::buildParagraphActions()
 QWidget* TMainForm::buildFontGroup(QWidget* tab)
 {
     barcbFontMain = new QFontComboBox(tab);
+    barcbFontMain->setMaximumWidth(180);
     barcbFontSizeMain = new QComboBox(tab);
     barcbFontSizeMain->setEditable(true);
     for (int size : {8, 9, 10, 11, 12, 14, 16, 18, 20, 24, 28, 36})

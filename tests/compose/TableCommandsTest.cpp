@@ -120,6 +120,16 @@ TEST(TableCommands, BorderSetsReachTheRightSides)
     EXPECT_FALSE(CellBorderColor(cellFormat(table, 0, 2), TBorderSide::Bottom).isValid());
     EXPECT_FALSE(CellBorderColor(cellFormat(table, 0, 0), TBorderSide::Top).isValid());
 
+    // Merged, the cell keeps the range's outer sides: the right one of the
+    // right column, the bottom one of the bottom row.
+    ApplyBorderColor(table->cellAt(1, 2).firstCursorPosition(), TBorderSide::Right, Qt::green);
+    EXPECT_TRUE(MergeTableCells(cells(table, 1, 1, 2, 2)));
+    const QTextTableCellFormat merged = cellFormat(table, 1, 1);
+    EXPECT_EQ(CellBorderWidth(merged, TBorderSide::Right), 3);
+    EXPECT_EQ(CellBorderColor(merged, TBorderSide::Right), QColor(Qt::green));
+    EXPECT_EQ(CellBorderWidth(merged, TBorderSide::Bottom), 2);
+    EXPECT_EQ(CellBorderWidth(merged, TBorderSide::Left), 1);
+
     SetCellVerticalAlignment(cells(table, 0, 0, 0, 1), Qt::AlignVCenter);
     EXPECT_EQ(cellFormat(table, 0, 1).verticalAlignment(), QTextCharFormat::AlignMiddle);
     EXPECT_NE(cellFormat(table, 0, 2).verticalAlignment(), QTextCharFormat::AlignMiddle);

@@ -300,10 +300,20 @@ TEST(Formatting, ScreenshotOfTheTwoTabs)
     form.show();
     form.edBody->setPlainText("Sehr geehrte Damen und Herren,\n\n");
     QTextTable* table = insertTableAt(form, form.edBody->document()->characterCount() - 1);
+    form.btZeileEinfuegen->trigger();
     table->cellAt(0, 0).firstCursorPosition().insertText("Position");
     table->cellAt(0, 1).firstCursorPosition().insertText("Menge");
-    selectCells(form, table, 0, 0, 1, 1);
-    form.FBorderActions[3]->trigger();
+    table->cellAt(1, 0).firstCursorPosition().insertText("Dachziegel");
+    table->cellAt(2, 0).firstCursorPosition().insertText("Summe");
+    selectCells(form, table, 0, 0, 2, 1);
+    form.FBorderActions[3]->trigger();   // none, then a red outer frame
+    form.FBorderActions[1]->trigger();
+    form.PickColor = [](QWidget*, const QColor&) { return QColor(Qt::red); };
+    form.btRahmenFarbe->trigger();
+    selectCells(form, table, 2, 0, 2, 1);
+    form.btZellenVerbinden->trigger();
+    form.FBorderActions[6]->trigger();   // a line above the sum
+    placeCursor(form, 0);
     form.btGridLines->trigger();
     EXPECT_EQ(form.ribbon->tabText(3), "Formatierung");
     EXPECT_EQ(form.ribbon->tabText(4), "Tabelle");
