@@ -134,6 +134,33 @@ QToolButton* toolButton(QAction* action, QWidget* parent)
     return button;
 }
 
+// The format of the selection's last character.
+QTextImageFormat pictureAt(const QTextCursor& selection)
+{
+    QTextCursor at(selection.document());
+    at.setPosition(selection.selectionEnd());
+    return at.charFormat().toImageFormat();
+}
+
+// Only a single selected picture has properties; else why not.
+QString pictureRefusal(const QTextCursor& cursor)
+{
+    if (!cursor.hasSelection())
+        return Tx(3057, "Es ist kein Bild ausgewählt.");
+    if (cursor.selectionEnd() - cursor.selectionStart() != 1)
+        return Tx(3058, "Das ausgewählte Objekt ist kein Bild (1).");
+    if (!pictureAt(cursor).isImageFormat())
+        return Tx(3059, "Das ausgewählte Objekt ist kein Bild (2).");
+    return QString();
+}
+
+// A picture without a size of its own shows the image's.
+QSize shownSize(const QTextImageFormat& image, QSize natural)
+{
+    return {qRound(image.width() > 0 ? image.width() : natural.width()),
+            qRound(image.height() > 0 ? image.height() : natural.height())};
+}
+
 }  // namespace
 
 QAction* TMainForm::makeIconAction(const QString& objectName, const QString& icon, const QString& text,
@@ -484,23 +511,16 @@ void TMainForm::SetTableWidthTo100Percent()
     FMessages.ShowInformation(SetTablesTo100Percent(FModel.Body()).join(QLatin1Char('\n')));
 }
 
-// Only a single selected picture has properties to show.
 void TMainForm::ShowPictureProperties()
 {
     QTextCursor cursor = edBody->textCursor();
-    if (!cursor.hasSelection())
-        return FMessages.ShowInformation(Tx(3057, "Es ist kein Bild ausgewählt."));
-    if (cursor.selectionEnd() - cursor.selectionStart() != 1)
-        return FMessages.ShowInformation(Tx(3058, "Das ausgewählte Objekt ist kein Bild (1)."));
-    QTextCursor at(cursor.document());
-    at.setPosition(cursor.selectionEnd());   // the format of the character before
-    if (!at.charFormat().isImageFormat())
-        return FMessages.ShowInformation(Tx(3059, "Das ausgewählte Objekt ist kein Bild (2)."));
-    QTextImageFormat image = at.charFormat().toImageFormat();
+    if (const QString refusal = pictureRefusal(cursor); !refusal.isEmpty()) {
+        FMessages.ShowInformation(refusal);
+        return;
+    }
+    QTextImageFormat image = pictureAt(cursor);
     const QImage natural = FModel.Body().resource(QTextDocument::ImageResource, QUrl(image.name())).value<QImage>();
-    const QSize shown(qRound(image.width() > 0 ? image.width() : natural.width()),
-                      qRound(image.height() > 0 ? image.height() : natural.height()));
-    TFormBildeigenschaften dialog(shown, natural.size(), this);
+    TFormBildeigenschaften dialog(shownSize(image, natural.size()), natural.size(), this);
     if (RunModal(dialog) != QDialog::Accepted)
         return;
     image.setWidth(dialog.ShownSize().width());

@@ -310,12 +310,14 @@ TEST(Rtf, TableCommandsSurviveTheRoundTrip)
     ff.setBorder(0);
     ff.setWidth(QTextLength(QTextLength::FixedLength, 400));
     ff.setColumnWidthConstraints({QTextLength(QTextLength::FixedLength, 100), QTextLength(QTextLength::FixedLength, 300)});
-    QTextCursor(&fixed).insertTable(1, 2, ff);
+    QTextTable* borderless = QTextCursor(&fixed).insertTable(1, 2, ff);
+    ApplyTableBorders(borderless->cellAt(0, 0).firstCursorPosition(), TBorderSet::Bottom, 2);
     std::unique_ptr<QTextDocument> fixedBack(roundTrip(fixed));
-    const QTextTableFormat fb = firstTable(*fixedBack)->format();
-    EXPECT_EQ(fb.width(), QTextLength(QTextLength::FixedLength, 400));
-    EXPECT_EQ(fb.columnWidthConstraints(), ff.columnWidthConstraints());
-    EXPECT_EQ(firstTable(*fixedBack)->format().border(), 0);   // no borders stays no borders
+    QTextTable* fixedTable = firstTable(*fixedBack);
+    EXPECT_EQ(fixedTable->format().width(), QTextLength(QTextLength::FixedLength, 400));
+    EXPECT_EQ(fixedTable->format().columnWidthConstraints(), ff.columnWidthConstraints());
+    EXPECT_EQ(fixedTable->format().border(), 0);   // a line under one cell, no borders elsewhere
+    EXPECT_EQ(cellProperties(fixedTable), cellProperties(borderless));
 }
 
 TEST(Rtf, ParagraphFormatsSurviveTheRoundTrip)

@@ -31,6 +31,7 @@ struct TState {
 struct TCellDef {
     int merge = 0, verticalMerge = 0;   // 1 first of a merge, 2 merged into the one before (above)
     QTextTableCellFormat format;
+    int styledSides = 0;   // sides with a line style: without a width of their own they follow the table
 };
 
 constexpr int kIndentTwips = 720;
@@ -40,6 +41,14 @@ bool hasCellBorders(const QTextTableCellFormat& format)
 {
     for (TBorderSide side : {TBorderSide::Left, TBorderSide::Right, TBorderSide::Top, TBorderSide::Bottom})
         if (CellBorderWidth(format, side) >= 0 || CellBorderColor(format, side).isValid())
+            return true;
+    return false;
+}
+
+bool followsTableBorder(const TCellDef& cell)
+{
+    for (TBorderSide side : {TBorderSide::Left, TBorderSide::Right, TBorderSide::Top, TBorderSide::Bottom})
+        if ((cell.styledSides & (1 << int(side))) && CellBorderWidth(cell.format, side) < 0)
             return true;
     return false;
 }
@@ -171,7 +180,7 @@ QTextTableFormat TRtfReader::tableFormat() const
         for (QTextLength& w : widths)
             w = QTextLength(QTextLength::PercentageLength, 100.0 * w.rawValue() / sum);
     } else if (FRowWidthType == 3 && FRowWidth > 0) {
-        tf.setWidth(QTextLength(QTextLength::FixedLength, FRowWidth / 15.0));
+        tf.setWidth(QTextLength(QTextLength::FixedLength, std::min(FRowWidth, 100000) / 15.0));   // at most 1.76 m
     }
     tf.setColumnWidthConstraints(widths);
     return tf;
@@ -416,6 +425,7 @@ bool TRtfReader::tableWord(const QString& w, int arg)
             FRowCellX << arg;
             FRowCells << FNextCell;
         }
+        FBorders = FBorders || followsTableBorder(FNextCell);
         FNextCell = TCellDef{};
         FBorderSide = -1;
     } else if (w == QLatin1String("trwWidth")) {
@@ -481,18 +491,20 @@ bool TRtfReader::borderWord(const QString& w, int arg)
         FBorderSide = kRowBorder;
     if (!w.startsWith(QLatin1String("brdr")))
         return w.startsWith(QLatin1String("trbrdr"));
-    const bool cellSide = FBorderSide >= 0 && FBorderSide < kRowBorder;
-    auto& f = FNextCell.format;
-    const auto side = static_cast<TBorderSide>(std::max(0, FBorderSide) % kRowBorder);
-    if (w == QLatin1String("brdrnone")) {
-        if (cellSide) SetCellBorder(f, side, 0);
-    } else if (w == QLatin1String("brdrw")) {
-        if (cellSide) SetCellBorder(f, side, std::clamp(arg, 1, 255) / 15.0);
-    } else if (w == QLatin1String("brdrcf")) {
-        if (cellSide && colorAt(arg).isValid()) SetCellBorderColor(f, side, colorAt(arg));
-    } else {
-        FBorders = true;   // a line style: the table has borders
+    if (FBorderSide < 0 || FBorderSide == kRowBorder) {
+        FBorders = FBorders || (w != QLatin1String("brdrnone") && w != QLatin1String("brdrw") && w != QLatin1String("brdrcf"));
+        return true;
     }
+    auto& f = FNextCell.format;
+    const auto side = static_cast<TBorderSide>(FBorderSide);
+    if (w == QLatin1String("brdrnone"))
+        SetCellBorder(f, side, 0);
+    else if (w == QLatin1String("brdrw"))
+        SetCellBorder(f, side, std::clamp(arg, 1, 255) / 15.0);
+    else if (w == QLatin1String("brdrcf") && colorAt(arg).isValid())
+        SetCellBorderColor(f, side, colorAt(arg));
+    else if (w != QLatin1String("brdrcf"))
+        FNextCell.styledSides |= 1 << FBorderSide;
     return true;
 }
 
