@@ -368,3 +368,35 @@ TEST(Rtf, ParagraphFormatsSurviveTheRoundTrip)
     EXPECT_EQ(numbers->format().indent(), 2);
     EXPECT_EQ(numbers->count(), 2);
 }
+
+// A table as another word processor writes it: the first cell of a merge
+// down carries the text, the sides name their own widths and colours.
+TEST(Rtf, ReadsForeignTableBordersAndMerges)
+{
+    app();
+    const QString rtf =
+        "{\\rtf1{\\colortbl ;\\red0\\green0\\blue200;\\red255\\green255\\blue180;}"
+        "\\trowd\\trftsWidth2\\trwWidth2500\\clvmgf\\clvertalb\\clbrdrt\\brdrs\\brdrw30\\brdrcf1\\clbrdrb\\brdrnone\\cellx3000"
+        "\\clbrdrl\\brdrs\\cellx6000\\clcbpat2\\cellx9000"
+        "\\pard\\intbl oben\\cell mitte\\cell rechts\\cell\\row"
+        "\\trowd\\trftsWidth2\\trwWidth2500\\clvmrg\\cellx3000\\clmgf\\cellx6000\\clmrg\\cellx9000"
+        "\\pard\\intbl\\cell breit\\cell\\cell\\row}";
+    QTextDocument doc;
+    RtfToDocument(rtf, doc);
+    QTextTable* t = firstTable(doc);
+    ASSERT_NE(t, nullptr);
+    EXPECT_EQ(t->rows(), 2);
+    EXPECT_EQ(t->cellAt(0, 0).rowSpan(), 2);
+    EXPECT_EQ(t->cellAt(1, 1).columnSpan(), 2);
+    EXPECT_EQ(t->format().width(), QTextLength(QTextLength::PercentageLength, 50));
+    const QTextTableCellFormat first = t->cellAt(0, 0).format().toTableCellFormat();
+    EXPECT_EQ(first.verticalAlignment(), QTextCharFormat::AlignBottom);
+    EXPECT_EQ(CellBorderWidth(first, TBorderSide::Top), 2);
+    EXPECT_EQ(CellBorderColor(first, TBorderSide::Top), QColor(0, 0, 200));
+    EXPECT_EQ(CellBorderWidth(first, TBorderSide::Bottom), 0);
+    EXPECT_EQ(CellBorderWidth(first, TBorderSide::Left), -1);
+    EXPECT_EQ(CellBorderWidth(t->cellAt(0, 1).format().toTableCellFormat(), TBorderSide::Left), -1);
+    EXPECT_EQ(t->format().border(), 1);   // a line style without a width: the table's own border
+    EXPECT_EQ(t->cellAt(0, 2).format().background().color(), QColor(255, 255, 180));
+    EXPECT_EQ(doc.toPlainText(), "\noben\nmitte\nrechts\nbreit\n");   // a document holds a block before its first table
+}
