@@ -217,27 +217,8 @@ void TMainForm::buildRibbon()
     addGroup(drafts, Tx(1945, "Entwürfe"), {barbtEntwurfBearbeiten, barbtEntwurfEntfernen});
     addGroup(drafts, QString(), {barbtSetupDarstellung, barbtProgrammBeenden});
     static_cast<QHBoxLayout*>(drafts->layout())->addStretch(1);
-    QWidget* format = newTab(Tx(1946, "Formatierung"));
-    barcbFontMain = new QFontComboBox(format);
-    barcbFontSizeMain = new QComboBox(format);
-    barcbFontSizeMain->setEditable(true);
-    for (int size : {8, 9, 10, 11, 12, 14, 16, 18, 20, 24, 28, 36})
-        barcbFontSizeMain->addItem(QString::number(size));
-    connect(barcbFontMain, &QFontComboBox::currentFontChanged, this,
-            [this](const QFont& f) { edBody->setFontFamily(f.family()); });
-    connect(barcbFontSizeMain, &QComboBox::textActivated, this, [this](const QString& t) { applyFontSize(t); });
-    auto* fontGroup = new QGroupBox(Tx(1947, "Schriftart"), format);
-    auto* fontRow = new QHBoxLayout(fontGroup);
-    fontRow->addWidget(barcbFontMain);
-    fontRow->addWidget(barcbFontSizeMain);
-    static_cast<QHBoxLayout*>(format->layout())->addWidget(fontGroup);
-    addGroup(format, QString(), {barbtBoldMain, barbtItalicMain, barbtUnderlinedMain});
-    addGroup(format, Tx(1948, "Steuerung"), {btUndo, btRedo});
-    addGroup(format, Tx(1949, "Bilder"), {btBildEinfuegen});
-    static_cast<QHBoxLayout*>(format->layout())->addStretch(1);
-    QWidget* table = newTab(Tx(1950, "Tabelle"));
-    addGroup(table, QString(), {btTabelleEinfuegen, btTabelle100});
-    static_cast<QHBoxLayout*>(table->layout())->addStretch(1);
+    buildFormatTab(newTab(Tx(1946, "Formatierung")));
+    buildTableTab(newTab(Tx(1950, "Tabelle")));
     QWidget* extras = newTab(Tx(1951, "Extras"));
     addGroup(extras, Tx(1840, "Einstellungen"), {barbtSetupConnection, barbtSetupDarstellung, rbbtSearch, btTastenkombinationen});
     static_cast<QHBoxLayout*>(extras->layout())->addStretch(1);

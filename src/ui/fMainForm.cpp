@@ -123,6 +123,7 @@ TMainForm::TMainForm(IUserMessages& messages, TMainFormServices services, const 
     auto* drops = new TFileDropFilter([this](const QList<QUrl>& urls) { AddDroppedUrls(urls); }, this);
     drops->Watch(this);
     drops->Watch(gridAnhang->viewport());
+    connectFormatting();
 }
 
 // Right-click menus offer the commands that act on what was clicked.
@@ -688,31 +689,6 @@ void TMainForm::insertTable()
     format.setCellPadding(3);
     format.setWidth(QTextLength(QTextLength::PercentageLength, 100));
     edBody->textCursor().insertTable(2, 2, format);
-}
-
-void TMainForm::SetTableWidthTo100Percent()
-{
-    QTextTable* table = edBody->textCursor().currentTable();
-    if (!table) {
-        FMessages.ShowInformation(Tx(1981, "Bitte setzen Sie den Cursor zuerst in die gewünschte Tabelle."));
-        return;
-    }
-    QTextTableFormat format = table->format();
-    const QTextLength width = format.width();
-    QString question;
-    if (width.type() == QTextLength::PercentageLength && qFuzzyCompare(width.rawValue(), 100.0)) {
-        FMessages.ShowInformation(Tx(1982, "Die Tabellenbreite ist bereits auf 100% Seitenbreite eingestellt. Die "
-                                           "Einstellung wird jetzt noch einmal geprüft und ggfs. erneut gesetzt."));
-    } else {
-        question = width.type() == QTextLength::PercentageLength
-            ? Tx(1983, "Die Tabellenbreite wird jetzt von %1% auf 100% Seitenbreite umgestellt?").arg(width.rawValue())
-            : Tx(1984, "Die Tabellenbreite wird jetzt von festen %1 cm auf 100% Seitenbreite umgestellt?")
-                  .arg(QString::number(width.rawValue() / 96.0 * 2.54, 'f', 2));
-        if (!FMessages.AskYesNo(question))
-            return;
-    }
-    format.setWidth(QTextLength(QTextLength::PercentageLength, 100));
-    table->setFormat(format);
 }
 
 void TMainForm::InitializeVorlagenAuswahl(const TProgrammVorlageListe* templates, int32_t lang)

@@ -12,6 +12,7 @@
 #include "ui/RecipientEntry.h"
 #include "ui/fDarstellung.h"
 
+#include <QColor>
 #include <QDialog>
 #include <QUrl>
 #include <QUuid>
@@ -32,6 +33,9 @@ class QToolButton;
 class QTreeWidget;
 class QSplitter;
 class QGroupBox;
+class QMenu;
+class QTextCharFormat;
+class QTextCursor;
 
 namespace kalvex {
 
@@ -41,6 +45,7 @@ class TEMailListe;
 class TFelder;
 class TProgrammVorlage;
 class TProgrammVorlageListe;
+class TTableGridLines;
 
 // What the window asks of the rest of the module. Any hook may be empty.
 struct TMainFormServices {
@@ -107,6 +112,9 @@ public:
     void FillMailLists();
     void UpdateStatusLine(const TConfig& config);
     void SetTableWidthTo100Percent();
+    void ShowPictureProperties();
+    // The colour chooser of the font and border colours; tests answer it.
+    std::function<QColor(QWidget* parent, const QColor& initial)> PickColor;
     // The unsaved-draft question; false when the user's answer could not be
     // carried out (the draft could not be stored), so nothing may be discarded.
     bool AskSaveDraftIfNeeded();
@@ -179,6 +187,31 @@ private:
     void applyMerged(const TProgrammVorlage& vorlage);
     bool sentFlag() const;
     void addPickedRecipients(QList<TComposeRecipient> picked);
+    // The body editor's formatting and table commands (MainFormFormatting.cpp).
+    void buildFormatTab(QWidget* tab);
+    void buildTableTab(QWidget* tab);
+    void connectFormatting();   // once the body editor exists
+    void buildFormatActions();
+    void buildParagraphActions();
+    void buildTableActions();
+    void buildBorderActions();
+    QAction* makeIconAction(const QString& objectName, const QString& icon, const QString& text,
+                            std::function<void()> handler);
+    QAction* makeToggle(const QString& objectName, const QString& icon, const QString& text,
+                        std::function<void()> handler);
+    QWidget* buildFontGroup(QWidget* tab);
+    QComboBox* buildColorCombo(QWidget* parent);
+    QMenu* buildSymbolMenu();
+    void followCharFormat(const QTextCharFormat& format);
+    void followCursor();
+    void setAlignment(Qt::Alignment alignment);
+    void setCellAlignment(Qt::Alignment alignment);
+    void toggleList(int style);
+    void changeIndent(int step);
+    void applyFontColor(int index);
+    void tableCommand(const std::function<bool(const QTextCursor&)>& command, const QString& refusal = QString());
+    void pickBorderColor(int side);
+    bool cursorInTable();
 
     IUserMessages& FMessages;
     TMainFormServices FServices;
@@ -227,6 +260,34 @@ public:
     QAction* btTabelle100;
     QFontComboBox* barcbFontMain;
     QComboBox* barcbFontSizeMain;
+    // "Formatierung" and "Tabelle".
+    QComboBox* barcbFColorMain;
+    QAction* btBullets;
+    QAction* btNumbering;
+    QAction* btIndentMore;
+    QAction* btIndentLess;
+    QAction* btAlignLeft;
+    QAction* btAlignCenter;
+    QAction* btAlignRight;
+    QAction* btAlignJustify;
+    QAction* btVAlignTop;
+    QAction* btVAlignCenter;
+    QAction* btVAlignBottom;
+    QAction* btSymbols;
+    QAction* btGridLines;
+    QAction* btBildeigenschaften;
+    QAction* btZeileEinfuegen;
+    QAction* btZeileLoeschen;
+    QAction* btSpalteEinfuegen;
+    QAction* btSpalteLoeschen;
+    QAction* btZellenVerbinden;
+    QAction* btZelleTeilen;
+    QAction* btRahmen;
+    QAction* btRahmenFarbe;
+    QList<QAction*> FBorderActions;        // all, outer, inner, none, left, right, top, bottom
+    QList<QAction*> FBorderColorActions;   // left, right, top, bottom
+    QMenu* FSymbolMenu = nullptr;
+    TTableGridLines* FGridLines = nullptr;   // drawn over the body editor
 };
 
 }  // namespace kalvex

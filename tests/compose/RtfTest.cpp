@@ -1,4 +1,5 @@
 #include "compose/RTFEditorEngine.h"
+#include "compose/TableCommands.h"
 #include "compose/rtf/RtfReader.h"
 #include "compose/rtf/RtfWriter.h"
 
@@ -10,6 +11,7 @@
 #include <QTextList>
 #include <QTextTable>
 #include <gtest/gtest.h>
+#include <memory>
 
 using namespace kalvex;
 
@@ -212,4 +214,189 @@ TEST(Rtf, PlaceholdersStayWholeForTheMerge)
     RtfToDocument(merged, back);
     EXPECT_EQ(back.toPlainText(), QString::fromUtf8("Sehr geehrte(r) Hauptstraße 1 Menge: 5\nMenge: 7\n Ende"));
     EXPECT_EQ(formatAt(back, QString::fromUtf8("Hauptstraße 1")).fontWeight(), QFont::Bold);
+}
+
+namespace {
+
+QTextDocument* roundTrip(const QTextDocument& doc)
+{
+    auto* back = new QTextDocument;
+    RtfToDocument(DocumentToRtf(doc), *back);
+    return back;
+}
+
+QTextCursor cellRange(QTextTable* table, int r0, int c0, int r1, int c1)
+{
+    QTextCursor c = table->cellAt(r0, c0).firstCursorPosition();
+    c.setPosition(table->cellAt(r1, c1).lastCursorPosition().position(), QTextCursor::KeepAnchor);
+    return c;
+}
+
+// Every side of every cell, its width and colour, the spans, the vertical
+// alignment and the background, as one comparable text.
+QStringList cellProperties(QTextTable* table)
+{
+    QStringList out;
+    for (int r = 0; r < table->rows(); ++r)
+        for (int c = 0; c < table->columns(); ++c) {
+            const QTextTableCell cell = table->cellAt(r, c);
+            if (cell.row() != r || cell.column() != c)
+                continue;
+            const QTextTableCellFormat f = cell.format().toTableCellFormat();
+            QString line = QStringLiteral("%1,%2 span %3x%4 valign %5 bg %6 text %7 |")
+                               .arg(r).arg(c).arg(cell.rowSpan()).arg(cell.columnSpan()).arg(int(f.verticalAlignment()))
+                               .arg(f.background().style() == Qt::NoBrush ? QString("-") : f.background().color().name())
+                               .arg(cell.firstCursorPosition().block().text());
+            for (TBorderSide side : {TBorderSide::Left, TBorderSide::Right, TBorderSide::Top, TBorderSide::Bottom})
+                line += QStringLiteral(" %1 %2").arg(CellBorderWidth(f, side)).arg(CellBorderColor(f, side).name());
+            out << line;
+        }
+    return out;
+}
+
+}  // namespace
+
+// What the table commands make reads back as it was written: borders per
+// side with their colours, merges across and down, vertical alignment,
+// backgrounds and the full width.
+TEST(Rtf, TableCommandsSurviveTheRoundTrip)
+{
+    app();
+    QTextDocument doc;
+    QTextCursor c(&doc);
+    c.insertText("Vor der Tabelle");
+    c.insertBlock();
+    QTextTableFormat tf;
+    tf.setBorder(1);
+    QTextTable* table = c.insertTable(4, 4, tf);
+    for (int r = 0; r < 4; ++r)
+        for (int col = 0; col < 4; ++col)
+            table->cellAt(r, col).firstCursorPosition().insertText(QStringLiteral("Z%1S%2").arg(r).arg(col));
+    ApplyTableBorders(cellRange(table, 0, 0, 3, 3), TBorderSet::None);
+    ApplyTableBorders(cellRange(table, 0, 0, 3, 3), TBorderSet::Outer, 2);
+    ApplyTableBorders(cellRange(table, 1, 1, 2, 2), TBorderSet::Inner, 1);
+    ApplyBorderColor(cellRange(table, 0, 0, 0, 3), TBorderSide::Top, QColor(0, 0, 200));
+    ApplyBorderColor(cellRange(table, 3, 0, 3, 1), TBorderSide::Left, QColor(0, 150, 0));
+    SetCellVerticalAlignment(table->cellAt(0, 3).firstCursorPosition(), Qt::AlignBottom);
+    SetCellVerticalAlignment(table->cellAt(3, 3).firstCursorPosition(), Qt::AlignVCenter);
+    QTextTableCell shaded = table->cellAt(3, 2);
+    QTextCharFormat bg = shaded.format();
+    bg.setBackground(QColor(255, 255, 180));
+    shaded.setFormat(bg);
+    table->mergeCells(0, 0, 1, 2);   // across
+    table->mergeCells(1, 0, 3, 1);   // down
+    table->mergeCells(1, 2, 2, 2);   // both ways
+    QTextTableFormat wide = table->format();
+    wide.setWidth(QTextLength(QTextLength::PercentageLength, 100));
+    table->setFormat(wide);
+
+    std::unique_ptr<QTextDocument> back(roundTrip(doc));
+    QTextTable* t = firstTable(*back);
+    ASSERT_NE(t, nullptr);
+    EXPECT_EQ(t->rows(), 4);
+    EXPECT_EQ(t->columns(), 4);
+    EXPECT_EQ(cellProperties(t), cellProperties(table));
+    EXPECT_EQ(t->cellAt(2, 3).rowSpan(), 2);
+    EXPECT_EQ(t->cellAt(2, 3).columnSpan(), 2);
+    EXPECT_TRUE(t->format().borderCollapse());
+    EXPECT_TRUE(IsFullWidth(t->format().width()));
+    EXPECT_EQ(back->toPlainText(), doc.toPlainText());   // merged cells gain no empty paragraphs
+
+    std::unique_ptr<QTextDocument> again(roundTrip(*back));   // and stay so
+    EXPECT_EQ(cellProperties(firstTable(*again)), cellProperties(table));
+
+    QTextDocument fixed;   // a fixed width and its columns
+    QTextTableFormat ff;
+    ff.setBorder(0);
+    ff.setWidth(QTextLength(QTextLength::FixedLength, 400));
+    ff.setColumnWidthConstraints({QTextLength(QTextLength::FixedLength, 100), QTextLength(QTextLength::FixedLength, 300)});
+    QTextTable* borderless = QTextCursor(&fixed).insertTable(1, 2, ff);
+    ApplyTableBorders(borderless->cellAt(0, 0).firstCursorPosition(), TBorderSet::Bottom, 2);
+    std::unique_ptr<QTextDocument> fixedBack(roundTrip(fixed));
+    QTextTable* fixedTable = firstTable(*fixedBack);
+    EXPECT_EQ(fixedTable->format().width(), QTextLength(QTextLength::FixedLength, 400));
+    EXPECT_EQ(fixedTable->format().columnWidthConstraints(), ff.columnWidthConstraints());
+    EXPECT_EQ(fixedTable->format().border(), 0);   // a line under one cell, no borders elsewhere
+    EXPECT_EQ(cellProperties(fixedTable), cellProperties(borderless));
+}
+
+TEST(Rtf, ParagraphFormatsSurviveTheRoundTrip)
+{
+    app();
+    QTextDocument doc;
+    QTextCursor c(&doc);
+    const std::pair<const char*, Qt::Alignment> aligned[] = {
+        {"links", Qt::AlignLeft}, {"mitte", Qt::AlignHCenter}, {"rechts", Qt::AlignRight}, {"block", Qt::AlignJustify}};
+    for (const auto& [text, alignment] : aligned) {
+        QTextBlockFormat bf;
+        bf.setAlignment(alignment);
+        c.setBlockFormat(bf);
+        c.insertText(text);
+        c.insertBlock();
+    }
+    QTextBlockFormat indented;
+    indented.setIndent(2);
+    c.setBlockFormat(indented);
+    QTextCharFormat colored;
+    colored.setForeground(QColor(112, 48, 160));
+    c.insertText("eingerückt violett", colored);
+    c.insertBlock(QTextBlockFormat(), QTextCharFormat());
+    c.createList(QTextListFormat::ListDisc);
+    c.insertText("Punkt");
+    c.insertBlock();
+    QTextListFormat level2;
+    level2.setStyle(QTextListFormat::ListDecimal);
+    level2.setIndent(2);
+    c.createList(level2);
+    c.insertText("Nummer eins");
+    c.insertBlock();
+    c.insertText("Nummer zwei");
+
+    std::unique_ptr<QTextDocument> back(roundTrip(doc));
+    EXPECT_EQ(back->toPlainText(), doc.toPlainText());
+    for (const auto& [text, alignment] : aligned)
+        EXPECT_EQ(back->find(text).block().blockFormat().alignment() & Qt::AlignHorizontal_Mask, alignment) << text;
+    EXPECT_EQ(back->find("eingerückt").block().blockFormat().indent(), 2);
+    EXPECT_EQ(formatAt(*back, "violett").foreground().color(), QColor(112, 48, 160));
+    QTextList* bullets = back->find("Punkt").block().textList();
+    ASSERT_NE(bullets, nullptr);
+    EXPECT_EQ(bullets->format().style(), QTextListFormat::ListDisc);
+    EXPECT_EQ(bullets->format().indent(), 1);
+    QTextList* numbers = back->find("Nummer zwei").block().textList();
+    ASSERT_NE(numbers, nullptr);
+    EXPECT_EQ(numbers->format().style(), QTextListFormat::ListDecimal);
+    EXPECT_EQ(numbers->format().indent(), 2);
+    EXPECT_EQ(numbers->count(), 2);
+}
+
+// A table as another word processor writes it: the first cell of a merge
+// down carries the text, the sides name their own widths and colours.
+TEST(Rtf, ReadsForeignTableBordersAndMerges)
+{
+    app();
+    const QString rtf =
+        "{\\rtf1{\\colortbl ;\\red0\\green0\\blue200;\\red255\\green255\\blue180;}"
+        "\\trowd\\trftsWidth2\\trwWidth2500\\clvmgf\\clvertalb\\clbrdrt\\brdrs\\brdrw30\\brdrcf1\\clbrdrb\\brdrnone\\cellx3000"
+        "\\clbrdrl\\brdrs\\cellx6000\\clcbpat2\\cellx9000"
+        "\\pard\\intbl oben\\cell mitte\\cell rechts\\cell\\row"
+        "\\trowd\\trftsWidth2\\trwWidth2500\\clvmrg\\cellx3000\\clmgf\\cellx6000\\clmrg\\cellx9000"
+        "\\pard\\intbl\\cell breit\\cell\\cell\\row}";
+    QTextDocument doc;
+    RtfToDocument(rtf, doc);
+    QTextTable* t = firstTable(doc);
+    ASSERT_NE(t, nullptr);
+    EXPECT_EQ(t->rows(), 2);
+    EXPECT_EQ(t->cellAt(0, 0).rowSpan(), 2);
+    EXPECT_EQ(t->cellAt(1, 1).columnSpan(), 2);
+    EXPECT_EQ(t->format().width(), QTextLength(QTextLength::PercentageLength, 50));
+    const QTextTableCellFormat first = t->cellAt(0, 0).format().toTableCellFormat();
+    EXPECT_EQ(first.verticalAlignment(), QTextCharFormat::AlignBottom);
+    EXPECT_EQ(CellBorderWidth(first, TBorderSide::Top), 2);
+    EXPECT_EQ(CellBorderColor(first, TBorderSide::Top), QColor(0, 0, 200));
+    EXPECT_EQ(CellBorderWidth(first, TBorderSide::Bottom), 0);
+    EXPECT_EQ(CellBorderWidth(first, TBorderSide::Left), -1);
+    EXPECT_EQ(CellBorderWidth(t->cellAt(0, 1).format().toTableCellFormat(), TBorderSide::Left), -1);
+    EXPECT_EQ(t->format().border(), 1);   // a line style without a width: the table's own border
+    EXPECT_EQ(t->cellAt(0, 2).format().background().color(), QColor(255, 255, 180));
+    EXPECT_EQ(doc.toPlainText(), "\noben\nmitte\nrechts\nbreit\n");   // a document holds a block before its first table
 }

@@ -1,5 +1,7 @@
 #include "compose/rtf/RtfReader.h"
 
+#include "compose/TableCommands.h"
+
 #include <QImage>
 #include <QStringDecoder>
 #include <QTextBlock>
@@ -24,6 +26,32 @@ struct TState {
     int halfPoints = 24, font = 0, color = 0;
     int ucSkip = 1;
 };
+
+// A cell as its row definition describes it.
+struct TCellDef {
+    int merge = 0, verticalMerge = 0;   // 1 first of a merge, 2 merged into the one before (above)
+    QTextTableCellFormat format;
+    int styledSides = 0;   // sides with a line style: without a width of their own they follow the table
+};
+
+constexpr int kIndentTwips = 720;
+constexpr int kRowBorder = 4;   // \brdr words of the row, not of a cell side
+
+bool hasCellBorders(const QTextTableCellFormat& format)
+{
+    for (TBorderSide side : {TBorderSide::Left, TBorderSide::Right, TBorderSide::Top, TBorderSide::Bottom})
+        if (CellBorderWidth(format, side) >= 0 || CellBorderColor(format, side).isValid())
+            return true;
+    return false;
+}
+
+bool followsTableBorder(const TCellDef& cell)
+{
+    for (TBorderSide side : {TBorderSide::Left, TBorderSide::Right, TBorderSide::Top, TBorderSide::Bottom})
+        if ((cell.styledSides & (1 << int(side))) && CellBorderWidth(cell.format, side) < 0)
+            return true;
+    return false;
+}
 
 struct TPara {
     Qt::Alignment align = Qt::AlignLeft;
@@ -59,6 +87,12 @@ private:
     void startPendingRow();
     void prepareInsert();
     void mergeRowCells();
+    void mergeRowDown();
+    void formatRowCells();
+    bool cellWord(const QString& word, int arg);
+    bool borderWord(const QString& word, int arg);
+    QTextTableFormat tableFormat() const;
+    QColor colorAt(int index) const;
     void insertPicture();
     QTextCharFormat format() const;
     TState& st() { return FStack.back(); }
@@ -84,8 +118,10 @@ private:
     QTextTable* FTable = nullptr;
     QList<int> FCellX;
     QList<int> FRowCellX;
-    QList<int> FRowMerge;   // per cell: 0, 1 first of a merge, 2 merged into the one before
-    int FNextMerge = 0;
+    QList<TCellDef> FRowCells;
+    TCellDef FNextCell;
+    int FBorderSide = -1;   // TBorderSide of the cell border being described, or kRowBorder
+    int FRowWidth = 0, FRowWidthType = 0;
     int FRow = 0, FCol = 0;
     bool FRowPending = false;
     bool FBorders = false;
@@ -112,16 +148,7 @@ void TRtfReader::ensureTableCell()
     if (!FPara.inTable || FTable)
         return;
     const int columns = std::max<int>(1, static_cast<int>(FRowCellX.size()));
-    QTextTableFormat tf;
-    tf.setBorder(FBorders ? 1 : 0);
-    tf.setCellPadding(2);
-    QList<QTextLength> widths;
-    int previous = 0;
-    for (int x : FRowCellX) {
-        widths << QTextLength(QTextLength::FixedLength, std::max(10, (x - previous) / 15));
-        previous = x;
-    }
-    tf.setColumnWidthConstraints(widths);
+    const QTextTableFormat tf = tableFormat();
     // A table splits the block it is inserted into; the empty block that the
     // preceding \par opened would stay in front of it and grow by one on
     // every write and read.
@@ -132,6 +159,31 @@ void TRtfReader::ensureTableCell()
     FRow = FCol = 0;
     FRowPending = false;
     FCursor = FTable->cellAt(0, 0).firstCursorPosition();
+}
+
+// Column widths from the cell edges; a table of relative width keeps them
+// as shares of the whole.
+QTextTableFormat TRtfReader::tableFormat() const
+{
+    QTextTableFormat tf;
+    tf.setBorder(FBorders ? 1 : 0);
+    tf.setCellPadding(2);
+    QList<QTextLength> widths;
+    int previous = 0;
+    for (int x : FRowCellX) {
+        widths << QTextLength(QTextLength::FixedLength, std::max(10, (x - previous) / 15));
+        previous = x;
+    }
+    if (FRowWidthType == 2 && FRowWidth > 0) {
+        tf.setWidth(QTextLength(QTextLength::PercentageLength, std::min(FRowWidth, 5000) / 50.0));
+        const double sum = std::max(1, previous / 15);
+        for (QTextLength& w : widths)
+            w = QTextLength(QTextLength::PercentageLength, 100.0 * w.rawValue() / sum);
+    } else if (FRowWidthType == 3 && FRowWidth > 0) {
+        tf.setWidth(QTextLength(QTextLength::FixedLength, std::min(FRowWidth, 100000) / 15.0));   // at most 1.76 m
+    }
+    tf.setColumnWidthConstraints(widths);
+    return tf;
 }
 
 void TRtfReader::leaveTable()
@@ -158,14 +210,47 @@ void TRtfReader::startPendingRow()
 // otherwise.
 void TRtfReader::mergeRowCells()
 {
-    for (int c = 0; c < FRowMerge.size() && c < FTable->columns(); ++c) {
-        if (FRowMerge[c] != 1)
+    for (int c = 0; c < FRowCells.size() && c < FTable->columns(); ++c) {
+        if (FRowCells[c].merge != 1)
             continue;
         int span = 1;
-        while (c + span < FRowMerge.size() && c + span < FTable->columns() && FRowMerge[c + span] == 2)
+        while (c + span < FRowCells.size() && c + span < FTable->columns() && FRowCells[c + span].merge == 2)
             ++span;
-        if (span > 1)
+        if (span > 1 && FTable->cellAt(FRow, c).row() == FRow)
             FTable->mergeCells(FRow, c, 1, span);
+    }
+}
+
+// A cell marked as merged into the one above joins it when both begin in
+// the same column and are as wide.
+void TRtfReader::mergeRowDown()
+{
+    for (int c = 0; FRow > 0 && c < FRowCells.size() && c < FTable->columns(); ++c) {
+        if (FRowCells[c].verticalMerge != 2)
+            continue;
+        const QTextTableCell above = FTable->cellAt(FRow - 1, c);
+        const QTextTableCell here = FTable->cellAt(FRow, c);
+        if (above.column() == c && here.column() == c && here.row() == FRow && above.columnSpan() == here.columnSpan())
+            FTable->mergeCells(above.row(), c, FRow - above.row() + 1, above.columnSpan());
+    }
+}
+
+void TRtfReader::formatRowCells()
+{
+    bool cellBorders = false;
+    for (int c = 0; c < FRowCells.size() && c < FTable->columns(); ++c) {
+        QTextTableCell cell = FTable->cellAt(FRow, c);
+        if (cell.row() != FRow || cell.column() != c || FRowCells[c].format.properties().isEmpty())
+            continue;
+        QTextCharFormat f = cell.format();
+        f.merge(FRowCells[c].format);
+        cell.setFormat(f);
+        cellBorders = cellBorders || hasCellBorders(FRowCells[c].format);
+    }
+    if (cellBorders && !FTable->format().borderCollapse()) {
+        QTextTableFormat tf = FTable->format();
+        tf.setBorderCollapse(true);
+        FTable->setFormat(tf);
     }
 }
 
@@ -226,19 +311,25 @@ void TRtfReader::endParagraph()
 {
     QTextBlockFormat bf;
     bf.setAlignment(FPara.align);
-    bf.setLeftMargin(std::max(0, FPara.left) / 15.0);
+    const int left = std::max(0, FPara.left);
+    if (left % kIndentTwips == 0)   // whole indent steps, as the editor's indent command makes them
+        bf.setIndent(left / kIndentTwips);
+    else
+        bf.setLeftMargin(left / 15.0);
     bf.setTextIndent(FPara.first / 15.0);
     if (!FListText.isEmpty()) {
-        bf.setLeftMargin(0);
-        bf.setTextIndent(0);
+        bf = QTextBlockFormat();
+        bf.setAlignment(FPara.align);
     }
     FCursor.setBlockFormat(bf);
     if (!FListText.trimmed().isEmpty()) {
         const bool numbered = FListText.trimmed().front().isDigit();
         QTextListFormat lf;
         lf.setStyle(numbered ? QTextListFormat::ListDecimal : QTextListFormat::ListDisc);
+        lf.setIndent(std::clamp(qRound(left / double(kIndentTwips)), 1, 16));
         QTextBlock previous = FCursor.block().previous();
-        if (previous.isValid() && previous.textList() && previous.textList()->format().style() == lf.style())
+        if (previous.isValid() && previous.textList() && previous.textList()->format().style() == lf.style()
+            && previous.textList()->format().indent() == lf.indent())
             previous.textList()->add(FCursor.block());
         else
             FCursor.createList(lf);
@@ -325,20 +416,24 @@ bool TRtfReader::tableWord(const QString& w, int arg)
     if (w == QLatin1String("trowd")) {
         FPara.inTable = true;   // text of a row defined here belongs to its cells, \intbl or not
         FRowCellX.clear();
-        FRowMerge.clear();
-        FNextMerge = 0;
-    } else if (w == QLatin1String("clmgf")) {
-        FNextMerge = 1;
-    } else if (w == QLatin1String("clmrg")) {
-        FNextMerge = 2;
+        FRowCells.clear();
+        FNextCell = TCellDef{};
+        FBorderSide = -1;
+        FRowWidth = FRowWidthType = 0;
     } else if (w == QLatin1String("cellx")) {
         if (FRowCellX.size() < 64) {
             FRowCellX << arg;
-            FRowMerge << FNextMerge;
+            FRowCells << FNextCell;
         }
-        FNextMerge = 0;
-    } else if (w.startsWith(QLatin1String("brdr"))) {
-        FBorders = true;
+        FBorders = FBorders || followsTableBorder(FNextCell);
+        FNextCell = TCellDef{};
+        FBorderSide = -1;
+    } else if (w == QLatin1String("trwWidth")) {
+        FRowWidth = arg;
+    } else if (w == QLatin1String("trftsWidth")) {
+        FRowWidthType = arg;
+    } else if (cellWord(w, arg) || borderWord(w, arg)) {
+        return true;
     } else if (w == QLatin1String("cell")) {
         FPara.inTable = true;
         ensureTableCell();
@@ -349,12 +444,67 @@ bool TRtfReader::tableWord(const QString& w, int arg)
             ++FCol;
     } else if (w == QLatin1String("row")) {
         if (FTable) {
+            formatRowCells();
             mergeRowCells();
+            mergeRowDown();
             FRowPending = true;
         }
     } else {
         return false;
     }
+    return true;
+}
+
+QColor TRtfReader::colorAt(int index) const
+{
+    return index > 0 && index < FColors.size() ? FColors[index] : QColor();
+}
+
+// What a row definition says about its next cell.
+bool TRtfReader::cellWord(const QString& w, int arg)
+{
+    static const QHash<QString, QTextCharFormat::VerticalAlignment> vertical = {
+        {"clvertalt", QTextCharFormat::AlignTop}, {"clvertalc", QTextCharFormat::AlignMiddle},
+        {"clvertalb", QTextCharFormat::AlignBottom}};
+    if (w == QLatin1String("clmgf")) FNextCell.merge = 1;
+    else if (w == QLatin1String("clmrg")) FNextCell.merge = 2;
+    else if (w == QLatin1String("clvmgf")) FNextCell.verticalMerge = 1;
+    else if (w == QLatin1String("clvmrg")) FNextCell.verticalMerge = 2;
+    else if (vertical.contains(w)) FNextCell.format.setVerticalAlignment(vertical.value(w));
+    else if (w == QLatin1String("clcbpat") && colorAt(arg).isValid()) FNextCell.format.setBackground(colorAt(arg));
+    else return w == QLatin1String("clcbpat");
+    return true;
+}
+
+// \clbrdrX picks a side of the next cell, \trbrdrX the row; the \brdr
+// words after it describe that border.
+bool TRtfReader::borderWord(const QString& w, int arg)
+{
+    static const QHash<QString, int> sides = {
+        {"clbrdrl", int(TBorderSide::Left)}, {"clbrdrr", int(TBorderSide::Right)},
+        {"clbrdrt", int(TBorderSide::Top)}, {"clbrdrb", int(TBorderSide::Bottom)}};
+    if (sides.contains(w)) {
+        FBorderSide = sides.value(w);
+        return true;
+    }
+    if (w.startsWith(QLatin1String("trbrdr")))
+        FBorderSide = kRowBorder;
+    if (!w.startsWith(QLatin1String("brdr")))
+        return w.startsWith(QLatin1String("trbrdr"));
+    if (FBorderSide < 0 || FBorderSide == kRowBorder) {
+        FBorders = FBorders || (w != QLatin1String("brdrnone") && w != QLatin1String("brdrw") && w != QLatin1String("brdrcf"));
+        return true;
+    }
+    auto& f = FNextCell.format;
+    const auto side = static_cast<TBorderSide>(FBorderSide);
+    if (w == QLatin1String("brdrnone"))
+        SetCellBorder(f, side, 0);
+    else if (w == QLatin1String("brdrw"))
+        SetCellBorder(f, side, std::clamp(arg, 1, 255) / 15.0);
+    else if (w == QLatin1String("brdrcf") && colorAt(arg).isValid())
+        SetCellBorderColor(f, side, colorAt(arg));
+    else if (w != QLatin1String("brdrcf"))
+        FNextCell.styledSides |= 1 << FBorderSide;
     return true;
 }
 

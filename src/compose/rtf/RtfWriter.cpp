@@ -1,5 +1,7 @@
 #include "compose/rtf/RtfWriter.h"
 
+#include "compose/TableCommands.h"
+
 #include <QBuffer>
 #include <QHash>
 #include <QImage>
@@ -25,6 +27,9 @@ private:
     void writeFrame(const QTextFrame* frame, bool inTable);
     void writeBlock(const QTextBlock& block, bool inTable);
     void writeTable(const QTextTable* table);
+    void writeRowDefinition(const QTextTable* table, int row);
+    QString cellDefinition(const QTextTable* table, int row, int column);
+    QString cellBorder(const QTextTableCellFormat& format, TBorderSide side, bool tableBorder);
     void writeFragment(const QTextFragment& fragment);
     void writeImage(const QTextImageFormat& format);
     QString escapeText(const QString& text) const;
@@ -76,7 +81,107 @@ QString fontName(const QString& family)
     return out;
 }
 
+constexpr int kIndentTwips = 720;   // one indent step, a list level
+constexpr int kTextWidthTwips = 9000;
+
+// The right edge of every column in twips: fixed widths as they are,
+// percentages of the text width, the rest in equal shares.
+QList<int> columnEdges(const QTextTable* table)
+{
+    const QTextTableFormat format = table->format();
+    const QList<QTextLength> constraints = format.columnWidthConstraints();
+    const int columns = table->columns();
+    const double whole = format.width().type() == QTextLength::FixedLength ? format.width().rawValue() * 15 : kTextWidthTwips;
+    QList<int> edges;
+    double x = 0;
+    for (int c = 0; c < columns; ++c) {
+        const QTextLength w = constraints.value(c);
+        x += w.type() == QTextLength::FixedLength ? w.rawValue() * 15
+           : w.type() == QTextLength::PercentageLength ? w.rawValue() * kTextWidthTwips / 100 : whole / columns;
+        edges << qRound(x);
+    }
+    return edges;
+}
+
+// \trwWidth: fiftieths of a percent (\trftsWidth2) or twips (3).
+QString rowWidth(const QTextTableFormat& format)
+{
+    const QTextLength w = format.width();
+    if (w.type() == QTextLength::PercentageLength)
+        return QStringLiteral("\\trftsWidth2\\trwWidth%1").arg(qRound(w.rawValue() * 50));
+    if (w.type() == QTextLength::FixedLength)
+        return QStringLiteral("\\trftsWidth3\\trwWidth%1").arg(qRound(w.rawValue() * 15));
+    return QString();
+}
+
+// A position covered by a merged cell says so; the cell's first one says
+// that a merge begins there.
+QString mergeFlags(const QTextTableCell& cell, int row, int column)
+{
+    QString s;
+    if (cell.row() != row)
+        s += QStringLiteral("\\clvmrg");
+    else if (cell.rowSpan() > 1)
+        s += QStringLiteral("\\clvmgf");
+    if (cell.column() != column)
+        s += QStringLiteral("\\clmrg");
+    else if (cell.columnSpan() > 1)
+        s += QStringLiteral("\\clmgf");
+    return s;
+}
+
+QString verticalAlignment(const QTextCharFormat& format)
+{
+    switch (format.verticalAlignment()) {
+    case QTextCharFormat::AlignTop: return QStringLiteral("\\clvertalt");
+    case QTextCharFormat::AlignMiddle: return QStringLiteral("\\clvertalc");
+    case QTextCharFormat::AlignBottom: return QStringLiteral("\\clvertalb");
+    default: return QString();
+    }
+}
+
 }  // namespace
+
+// A side without a width of its own follows the table's border; one of
+// width 0 has none.
+QString TRtfWriter::cellBorder(const QTextTableCellFormat& format, TBorderSide side, bool tableBorder)
+{
+    static const char* const words[] = {"\\clbrdrl", "\\clbrdrr", "\\clbrdrt", "\\clbrdrb"};
+    const double width = CellBorderWidth(format, side);
+    const QColor color = CellBorderColor(format, side);
+    QString s = QLatin1String(words[static_cast<int>(side)]);
+    if (width == 0)
+        return s + QStringLiteral("\\brdrnone");
+    if (width < 0 && !tableBorder && !color.isValid())
+        return QString();
+    s += QStringLiteral("\\brdrs");
+    if (width > 0)
+        s += QStringLiteral("\\brdrw%1").arg(qRound(width * 15));
+    if (color.isValid())
+        s += QStringLiteral("\\brdrcf%1").arg(colorIndex(color));
+    return s;
+}
+
+QString TRtfWriter::cellDefinition(const QTextTable* table, int row, int column)
+{
+    const QTextTableCell cell = table->cellAt(row, column);
+    const QTextTableCellFormat f = cell.format().toTableCellFormat();
+    QString s = mergeFlags(cell, row, column) + verticalAlignment(f);
+    for (TBorderSide side : {TBorderSide::Top, TBorderSide::Left, TBorderSide::Bottom, TBorderSide::Right})
+        s += cellBorder(f, side, table->format().border() > 0);
+    if (f.background().style() != Qt::NoBrush)
+        s += QStringLiteral("\\clcbpat%1").arg(colorIndex(f.background().color()));
+    return s;
+}
+
+void TRtfWriter::writeRowDefinition(const QTextTable* table, int row)
+{
+    FBody += QStringLiteral("\\trowd\\trgaph108") + rowWidth(table->format());
+    const QList<int> edges = columnEdges(table);
+    for (int c = 0; c < table->columns(); ++c)
+        FBody += cellDefinition(table, row, c) + QStringLiteral("\\cellx%1").arg(edges[c]);
+    FBody += QLatin1Char('\n');
+}
 
 int TRtfWriter::fontIndex(const QString& family)
 {
@@ -177,11 +282,11 @@ void TRtfWriter::writeBlock(const QTextBlock& block, bool inTable)
     const Qt::Alignment a = bf.alignment();
     FBody += a & Qt::AlignHCenter ? QStringLiteral("\\qc") : a & Qt::AlignRight ? QStringLiteral("\\qr")
            : a & Qt::AlignJustify ? QStringLiteral("\\qj") : QStringLiteral("\\ql");
-    int left = qRound(bf.leftMargin() * 15 + bf.indent() * 720);
+    int left = qRound(bf.leftMargin() * 15) + bf.indent() * kIndentTwips;
     QString marker;
     if (QTextList* list = block.textList()) {
         const QTextListFormat lf = list->format();
-        left += 360 * std::max(1, lf.indent());
+        left += kIndentTwips * std::max(1, lf.indent());
         const bool bullet = lf.style() == QTextListFormat::ListDisc || lf.style() == QTextListFormat::ListCircle
                          || lf.style() == QTextListFormat::ListSquare;
         marker = bullet ? QStringLiteral("{\\pntext\\'b7\\tab}") : QStringLiteral("{\\pntext %1.\\tab}").arg(list->itemNumber(block) + 1);
@@ -202,23 +307,8 @@ void TRtfWriter::writeBlock(const QTextBlock& block, bool inTable)
 void TRtfWriter::writeTable(const QTextTable* table)
 {
     const int columns = table->columns();
-    const int width = 9000;
     for (int r = 0; r < table->rows(); ++r) {
-        FBody += QStringLiteral("\\trowd\\trgaph108");
-        for (int c = 0; c < columns; ++c) {
-            const QTextTableCell cell = table->cellAt(r, c);
-            if (cell.row() != r || cell.column() != c) {
-                FBody += cell.column() != c ? QStringLiteral("\\clmrg") : QStringLiteral("\\clvmrg");
-            } else {
-                if (cell.columnSpan() > 1)
-                    FBody += QStringLiteral("\\clmgf");
-                if (cell.rowSpan() > 1)
-                    FBody += QStringLiteral("\\clvmgf");
-            }
-            FBody += QStringLiteral("\\clbrdrt\\brdrs\\clbrdrl\\brdrs\\clbrdrb\\brdrs\\clbrdrr\\brdrs\\cellx%1")
-                         .arg(width * (c + 1) / columns);
-        }
-        FBody += QLatin1Char('\n');
+        writeRowDefinition(table, r);
         for (int c = 0; c < columns; ++c) {
             const QTextTableCell cell = table->cellAt(r, c);
             if (cell.row() == r && cell.column() == c) {
