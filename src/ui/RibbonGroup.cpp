@@ -81,6 +81,11 @@ QToolButton* TRibbonGroup::commandButton(QAction* action)
     button->setIconSize(smallIcons(this));
     button->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Expanding);
     button->setToolButtonStyle(action->icon().isNull() ? Qt::ToolButtonTextOnly : Qt::ToolButtonTextUnderIcon);
+    // Long captions take two lines; the button's own update from the action
+    // comes first, so this one stays.
+    const auto caption = [button, action] { button->setText(TwoLineCaption(action->iconText())); };
+    connect(action, &QAction::changed, button, caption);
+    caption();
     return button;
 }
 

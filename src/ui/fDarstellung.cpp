@@ -108,7 +108,7 @@ QComboBox* TFormDarstellung::styleChoice(const QString& current)
 void TFormDarstellung::SetAccent(const QColor& accent)
 {
     FAccent = accent;
-    btAkzent->setText(accent.isValid() ? accent.name() : Tx(2281, "Standard"));
+    btAkzent->setText(accent.isValid() ? accent.name() : Tx(3109, "Farbe wählen …"));
     QPixmap swatch(16, 16);
     swatch.fill(accent.isValid() ? accent : Qt::transparent);
     btAkzent->setIcon(QIcon(swatch));
