@@ -56,6 +56,10 @@ void mainWindow(kalvex::testing::DemoInstallation& site, TRecordingMessages& mes
     form.ribbon->setCurrentIndex(0);
     form.resize(form.minimumSizeHint().width(), 768 - 32);
     save(form, "main-narrow", lang);
+    TDisplaySettings dark;
+    dark.scheme = TFarbschema::fsDunkel;
+    form.ApplyDisplaySettings(dark);
+    save(form, "main-dark", lang);
     TFormTastenkombinationen keys(form.actions());
     save(keys, "shortcuts", lang);
 }
