@@ -66,9 +66,10 @@ TRibbonGroup::TRibbonGroup(const QString& caption, const QList<QAction*>& action
     FDropDown = dropDownButton(caption);
     auto* outer = new QHBoxLayout(this);
     outer->setContentsMargins(2, 0, 2, 0);
+    outer->setSpacing(2);
     outer->addWidget(FExpanded);
     outer->addWidget(FDropDown);
-    outer->addWidget(separator(this));
+    outer->addWidget(FSeparator = separator(this));
     SetCollapsed(false);
     followActions();
 }
@@ -138,12 +139,19 @@ void TRibbonGroup::SetCollapsed(bool collapsed)
 
 int TRibbonGroup::ExpandedWidth() const
 {
-    return FExpanded->sizeHint().width() + 8;
+    return FExpanded->sizeHint().width() + frameWidth();
 }
 
 int TRibbonGroup::CollapsedWidth() const
 {
-    return FDropDown->sizeHint().width() + 8;
+    return FDropDown->sizeHint().width() + frameWidth();
+}
+
+// Margins, the separator and the space before it.
+int TRibbonGroup::frameWidth() const
+{
+    const QMargins margins = layout()->contentsMargins();
+    return margins.left() + margins.right() + FSeparator->sizeHint().width() + layout()->spacing();
 }
 
 QSize TRibbonGroup::minimumSizeHint() const

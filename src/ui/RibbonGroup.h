@@ -36,10 +36,12 @@ private:
     QToolButton* commandButton(QAction* action);
     QToolButton* dropDownButton(const QString& caption);
     void followActions();
+    int frameWidth() const;
 
     QList<QAction*> FActions;
     QWidget* FExpanded;
     QToolButton* FDropDown;
+    QWidget* FSeparator = nullptr;
     bool FCollapsed = false;
 };
 
