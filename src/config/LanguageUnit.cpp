@@ -7,6 +7,7 @@
 #include <QSqlQuery>
 
 #include "config/AppPaths.h"
+#include "config/InterfaceLocale.h"
 #include "config/LogFileUnit.h"
 
 namespace kalvex {
@@ -84,6 +85,8 @@ void TLang::loadDatabase(const QString& fileName)
 void TLang::SetLanguage(int langCode)
 {
     prCurrLanguage = langCode == 1033 ? TLanguages::lEN : TLanguages::lDE;
+    if (this == Instance())
+        UseQtCatalogues(GetCurrentLangCode());
 }
 
 int TLang::GetCurrentLangCode() const
@@ -129,12 +132,14 @@ TLang* TLang::Instance()
 TLang& TLang::Install(std::unique_ptr<TLang> lang)
 {
     globalLang() = std::move(lang);
+    UseQtCatalogues(globalLang()->GetCurrentLangCode());
     return *globalLang();
 }
 
 void TLang::Free()
 {
     globalLang().reset();
+    UseQtCatalogues(0);   // the host's own texts again
 }
 
 QString Tx(int id, const QString& german)

@@ -59,7 +59,8 @@ public:
     // when it was read or there is none (then the German texts are used).
     const QString& LoadError() const { return prLoadError; }
 
-    // The process-wide instance (may be null).
+    // The process-wide instance (may be null). Its language also chooses
+    // Qt's own catalogue (UseQtCatalogues); freeing it drops the catalogue.
     static TLang* Instance();
     static TLang& Install(std::unique_ptr<TLang> lang);
     static void Free();

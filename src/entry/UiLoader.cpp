@@ -40,6 +40,8 @@ void UiLoaderInitialize()
         return;
     chooseHeadlessPlatformIfNeeded();
     ownedApplication() = new QApplication(gArgc, gArgv);
+    // The appearance settings may then style the whole application.
+    ownedApplication()->setProperty("kalvexOwnsApplication", true);
 }
 
 void UiLoaderFinalize()

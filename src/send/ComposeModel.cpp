@@ -1,5 +1,7 @@
 #include "send/ComposeModel.h"
 
+#include "config/InterfaceLocale.h"
+
 #include "mailinterface/MailAddress.h"
 
 #include <QFileInfo>
@@ -29,8 +31,8 @@ int RecipientKindIndex(const QString& text)
 
 QString FormatSizeMB(double sizeMB)
 {
-    QString text = QString::asprintf("%.2f", sizeMB).replace(QLatin1Char('.'), QLatin1Char(','));
-    return text == QLatin1String("0,00") ? QStringLiteral("0,01") : text;
+    const QString text = ListNumber(sizeMB, 2);
+    return text == ListNumber(0.0, 2) ? ListNumber(0.01, 2) : text;
 }
 
 TComposeModel::TComposeModel() : FBody(std::make_unique<QTextDocument>()) {}

@@ -5,6 +5,7 @@
 #include "config/LanguageUnit.h"
 #include "config/uConfig.h"
 #include "mailinterface/EMail.h"
+#include "ui/RibbonGroup.h"
 #include "ui/WindowRunner.h"
 #include "ui/fAdresseManuell.h"
 #include "ui/fDarstellung.h"
@@ -16,6 +17,7 @@
 #include <QFontComboBox>
 #include <QGroupBox>
 #include <QHBoxLayout>
+#include <QIcon>
 #include <QLineEdit>
 #include <QStackedWidget>
 #include <QTabWidget>
@@ -37,13 +39,45 @@ void TMainForm::assignShortcuts()
         {btRedo, QKeySequence::Redo},                {rbbtSearch, QKeySequence::Find},
         {barbtHelp, QKeySequence::HelpContents},     {btTastenkombinationen, QKeySequence(Qt::CTRL | Qt::Key_F1)},
     };
-    // The ribbon's short captions need their group outside the ribbon.
-    barbtAddAttachment->setToolTip(Tx(2292, "Anhang hinzufügen"));
     for (const auto& [action, key] : keys) {
         action->setShortcut(key);
         action->setShortcutContext(Qt::WindowShortcut);
         addAction(action);
     }
+    describeCommands();
+}
+
+// Tooltips name the command and its keys; the ribbon's short captions need
+// their group to be understood outside the ribbon.
+void TMainForm::describeCommands()
+{
+    SetCommandName(barbtAddAttachment, Tx(2292, "Anhang hinzufügen"));
+    SetCommandName(barbtDeleteAttachment, Tx(3101, "Anhang entfernen"));
+    SetCommandName(barbtAllAttachmentDelete, Tx(3102, "Alle Anhänge entfernen"));
+    for (QAction* action : findChildren<QAction*>(QString(), Qt::FindDirectChildrenOnly))
+        DescribeCommand(action);
+}
+
+// Icons from the desktop's icon theme; a command without one shows its text.
+void TMainForm::assignIcons()
+{
+    EnsureIconTheme();
+    const std::pair<QAction*, const char*> icons[] = {
+        {barbtNewMail, "mail-message-new"},        {barbtSend, "mail-send"},
+        {barbtSpeichereEntwurf, "document-save"},  {barbtSelectContacts, "x-office-address-book"},
+        {btAusAdrDBUebernehmen, "document-import"}, {barbtAddContactManually, "list-add-user"},
+        {barbtDeleteContact, "list-remove-user"},  {barbtDeleteAllContacts, "edit-clear-all"},
+        {barbtAddAttachment, "mail-attachment"},   {barbtDeleteAttachment, "list-remove"},
+        {barbtAllAttachmentDelete, "edit-clear-all"}, {barbtTextbausteinEinfuegen, "insert-text"},
+        {btVorlagen, "document-edit"},             {barbtNachtrag, "mail-forward"},
+        {barbtLoeschen, "edit-delete"},            {barbtZeigeGesendeteMail, "document-preview"},
+        {barbtEntwurfBearbeiten, "document-edit"}, {barbtEntwurfEntfernen, "edit-delete"},
+        {barbtSetupConnection, "network-connect"}, {barbtSetupDarstellung, "color-management"},
+        {barbtHelp, "help-contents"},              {btTastenkombinationen, "input-keyboard"},
+        {rbbtSearch, "edit-find"},                 {barbtProgrammBeenden, "window-close"},
+    };
+    for (const auto& [action, name] : icons)
+        action->setIcon(QIcon::fromTheme(QString::fromLatin1(name)));
 }
 
 QAction* TMainForm::makeAction(const QString& objectName, const QString& text, std::function<void()> handler)
@@ -180,24 +214,17 @@ void TMainForm::deleteRow(const QTableWidget* grid)
 
 void TMainForm::addGroup(QWidget* tab, const QString& caption, const QList<QAction*>& actions)
 {
-    auto* group = new QGroupBox(caption, tab);
-    auto* row = new QHBoxLayout(group);
-    for (QAction* action : actions) {
-        auto* button = new QToolButton(group);
-        button->setDefaultAction(action);
-        button->setToolButtonStyle(Qt::ToolButtonTextOnly);
-        row->addWidget(button);
-    }
-    static_cast<QHBoxLayout*>(tab->layout())->addWidget(group);
+    static_cast<QHBoxLayout*>(tab->layout())->addWidget(new TRibbonGroup(caption, actions, tab));
 }
 
 void TMainForm::buildRibbon()
 {
+    assignIcons();
     ribbon = new QTabWidget(this);
-    ribbon->setMaximumHeight(110);
+    ribbon->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum);
+    ribbon->setUsesScrollButtons(true);
     auto newTab = [this](const QString& title) {
-        auto* tab = new QWidget(ribbon);
-        new QHBoxLayout(tab);
+        auto* tab = new TRibbonTab(ribbon);
         ribbon->addTab(tab, title);
         return tab;
     };
@@ -206,7 +233,8 @@ void TMainForm::buildRibbon()
     addGroup(general, Tx(1941, "Empfänger wählen"), {barbtSelectContacts, barbtAddContactManually, barbtDeleteContact,
                                                      barbtDeleteAllContacts});
     addGroup(general, Tx(1942, "Anhänge"), {barbtAddAttachment, barbtDeleteAttachment, barbtAllAttachmentDelete});
-    addGroup(general, QString(), {barbtTextbausteinEinfuegen, btVorlagen});
+    addGroup(general, QString(), {barbtTextbausteinEinfuegen});
+    addGroup(general, QString(), {btVorlagen});   // hidden without a template kind
     addGroup(general, QString(), {barbtProgrammBeenden, barbtHelp});
     static_cast<QHBoxLayout*>(general->layout())->addStretch(1);
     QWidget* sent = newTab(Tx(1943, "Gesendete E-Mails"));

@@ -1,6 +1,7 @@
 #include "ui/WindowRunner.h"
 
 #include "config/AppHandle.h"
+#include "ui/Appearance.h"
 
 #include <QDialog>
 #include <QTimer>
@@ -23,6 +24,7 @@ void MakeTransientForHost(QWidget* window)
 int RunModal(QDialog& dialog)
 {
     MakeTransientForHost(&dialog);
+    ApplyKeptAppearance(&dialog);
     if (qEnvironmentVariableIntValue("KALVEX_AUTOCLOSE") == 1)
         QTimer::singleShot(0, &dialog, &QDialog::reject);
     return dialog.exec();

@@ -3,15 +3,23 @@
 #include "config/IniPlus.h"
 #include "config/LanguageUnit.h"
 #include "config/uConfig.h"
+#include "ui/RibbonGroup.h"
 #include "ui/WindowRunner.h"
 
 #include <QAction>
 #include <QCheckBox>
+#include <QColorDialog>
+#include <QComboBox>
+#include <QHBoxLayout>
+#include <QIcon>
+#include <QPixmap>
+#include <QStyleFactory>
 #include <QDialogButtonBox>
 #include <QFormLayout>
 #include <QHeaderView>
 #include <QLabel>
 #include <QPushButton>
+#include <QScreen>
 #include <QSpinBox>
 #include <QTableWidget>
 #include <QVBoxLayout>
@@ -20,7 +28,6 @@ namespace kalvex {
 
 namespace {
 
-const QString kDisplaySection = QStringLiteral("Darstellung");
 const QString kNoticeSection = QStringLiteral("Hinweise");
 
 QDialogButtonBox* okCancel(QDialog* dialog)
@@ -34,28 +41,8 @@ QDialogButtonBox* okCancel(QDialog* dialog)
 
 }  // namespace
 
-TDisplaySettings LoadDisplaySettings(const TConfig& config)
-{
-    const TIniFile ini(config.ConfigIniFileName());
-    TDisplaySettings s;
-    s.fontSize = qBound(0, ini.ReadInteger(kDisplaySection, QStringLiteral("FontSize"), 0), 32);
-    s.autoWidth = ini.ReadBool(kDisplaySection, QStringLiteral("AutoBreite"), false);
-    s.centred = ini.ReadBool(kDisplaySection, QStringLiteral("GridsZentriert"), false);
-    return s;
-}
-
-void SaveDisplaySettings(TConfig& config, const TDisplaySettings& s)
-{
-    TIniFile ini(config.ConfigIniFileName());
-    ini.WriteInteger(kDisplaySection, QStringLiteral("FontSize"), s.fontSize);
-    ini.WriteBool(kDisplaySection, QStringLiteral("AutoBreite"), s.autoWidth);
-    ini.WriteBool(kDisplaySection, QStringLiteral("GridsZentriert"), s.centred);
-    config.FNewFontSize = s.fontSize;
-    config.FAutoBreite = s.autoWidth;
-    config.FGridsZentriert = s.centred;
-}
-
-TFormDarstellung::TFormDarstellung(const TDisplaySettings& settings, QWidget* parent) : QDialog(parent)
+TFormDarstellung::TFormDarstellung(const TDisplaySettings& settings, QWidget* parent)
+    : QDialog(parent), FAccent(settings.accent)
 {
     setWindowTitle(Tx(2280, "Darstellung"));
     auto* form = new QFormLayout(this);
@@ -68,41 +55,118 @@ TFormDarstellung::TFormDarstellung(const TDisplaySettings& settings, QWidget* pa
     cbAutoBreite->setChecked(settings.autoWidth);
     cbZentriert = new QCheckBox(Tx(2283, "Listeninhalte zentriert anzeigen"), this);
     cbZentriert->setChecked(settings.centred);
+    cbFarbschema = new QComboBox(this);
+    cbFarbschema->addItems({Tx(3103, "System"), Tx(3104, "hell"), Tx(3105, "dunkel")});
+    cbFarbschema->setCurrentIndex(static_cast<int>(settings.scheme));
+    cbStil = styleChoice(settings.style);
     form->addRow(Tx(2284, "Schriftgröße"), seSchriftgroesse);
     form->addRow(cbAutoBreite);
     form->addRow(cbZentriert);
+    form->addRow(Tx(3106, "Farbschema"), cbFarbschema);
+    form->addRow(Tx(3107, "Akzent"), accentRow());
+    form->addRow(Tx(3108, "Stil"), cbStil);
     form->addRow(okCancel(this));
+    SetAccent(FAccent);
+    for (QComboBox* box : {cbFarbschema, cbStil})
+        connect(box, &QComboBox::currentIndexChanged, this, &TFormDarstellung::emitChanged);
+    connect(seSchriftgroesse, &QSpinBox::valueChanged, this, &TFormDarstellung::emitChanged);
+    for (QCheckBox* box : {cbAutoBreite, cbZentriert})
+        connect(box, &QCheckBox::toggled, this, &TFormDarstellung::emitChanged);
+}
+
+// The colour button opens the colour choice; "Standard" goes back to the scheme's.
+QWidget* TFormDarstellung::accentRow()
+{
+    auto* row = new QWidget(this);
+    auto* layout = new QHBoxLayout(row);
+    layout->setContentsMargins(0, 0, 0, 0);
+    btAkzent = new QPushButton(row);
+    connect(btAkzent, &QPushButton::clicked, this, [this] {
+        const QColor chosen = QColorDialog::getColor(FAccent.isValid() ? FAccent : palette().color(QPalette::Highlight), this,
+                                                     Tx(3107, "Akzent"));
+        if (chosen.isValid())
+            SetAccent(chosen);
+    });
+    auto* standard = new QPushButton(Tx(2281, "Standard"), row);
+    connect(standard, &QPushButton::clicked, this, [this] { SetAccent(QColor()); });
+    layout->addWidget(btAkzent, 1);
+    layout->addWidget(standard);
+    return row;
+}
+
+QComboBox* TFormDarstellung::styleChoice(const QString& current)
+{
+    auto* box = new QComboBox(this);
+    box->addItem(Tx(2281, "Standard"), QString());
+    for (const QString& key : QStyleFactory::keys())
+        box->addItem(key, key);
+    const int index = box->findData(current, Qt::UserRole, Qt::MatchFixedString);
+    box->setCurrentIndex(index < 0 ? 0 : index);
+    return box;
+}
+
+void TFormDarstellung::SetAccent(const QColor& accent)
+{
+    FAccent = accent;
+    btAkzent->setText(accent.isValid() ? accent.name() : Tx(3109, "Farbe wählen …"));
+    QPixmap swatch(16, 16);
+    swatch.fill(accent.isValid() ? accent : Qt::transparent);
+    btAkzent->setIcon(QIcon(swatch));
+    emitChanged();
+}
+
+void TFormDarstellung::emitChanged()
+{
+    emit Changed(Settings());
 }
 
 TDisplaySettings TFormDarstellung::Settings() const
 {
-    return TDisplaySettings{seSchriftgroesse->value(), cbAutoBreite->isChecked(), cbZentriert->isChecked()};
+    TDisplaySettings s;
+    s.fontSize = seSchriftgroesse->value();
+    s.autoWidth = cbAutoBreite->isChecked();
+    s.centred = cbZentriert->isChecked();
+    s.scheme = static_cast<TFarbschema>(qMax(0, cbFarbschema->currentIndex()));
+    s.accent = FAccent;
+    s.style = cbStil->currentData().toString();
+    return s;
 }
 
 TFormTastenkombinationen::TFormTastenkombinationen(const QList<QAction*>& actions, QWidget* parent) : QDialog(parent)
 {
     setWindowTitle(Tx(2285, "Tastenkombinationen"));
-    resize(460, 420);
     auto* layout = new QVBoxLayout(this);
     gridTasten = new QTableWidget(0, 2, this);
     gridTasten->setHorizontalHeaderLabels({Tx(2286, "Befehl"), Tx(2287, "Tasten")});
     gridTasten->setEditTriggers(QAbstractItemView::NoEditTriggers);
     gridTasten->verticalHeader()->hide();
-    gridTasten->horizontalHeader()->setSectionResizeMode(0, QHeaderView::Stretch);
-    gridTasten->horizontalHeader()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
     for (const QAction* action : actions) {
         if (action->shortcut().isEmpty())
             continue;
         const int row = gridTasten->rowCount();
         gridTasten->insertRow(row);
-        gridTasten->setItem(row, 0, new QTableWidgetItem(action->toolTip().remove(QLatin1Char('&'))));
-        gridTasten->setItem(row, 1, new QTableWidgetItem(action->shortcut().toString(QKeySequence::NativeText)));
+        gridTasten->setItem(row, 0, new QTableWidgetItem(CommandName(action)));
+        gridTasten->setItem(row, 1, new QTableWidgetItem(ShortcutText(action->shortcut())));
     }
+    fitGridToContents();
     auto* close = new QDialogButtonBox(QDialogButtonBox::Close, this);
     close->button(QDialogButtonBox::Close)->setText(Tx(2230, "Schließen"));
     connect(close, &QDialogButtonBox::rejected, this, &QDialog::reject);
     layout->addWidget(gridTasten);
     layout->addWidget(close);
+}
+
+// Every entry shows without scrolling, as far as the screen allows.
+void TFormTastenkombinationen::fitGridToContents()
+{
+    gridTasten->resizeColumnsToContents();
+    gridTasten->horizontalHeader()->setStretchLastSection(true);
+    const int frame = 2 * gridTasten->frameWidth();
+    QSize content(gridTasten->horizontalHeader()->length() + frame + 24,
+                  gridTasten->verticalHeader()->length() + gridTasten->horizontalHeader()->sizeHint().height() + frame);
+    if (const QScreen* screen = this->screen())
+        content = content.boundedTo(screen->availableGeometry().size() - QSize(40, 120));
+    gridTasten->setMinimumSize(content);
 }
 
 TFormHinweis::TFormHinweis(const QString& text, QWidget* parent) : QDialog(parent)

@@ -1,16 +1,21 @@
 #pragma once
 // The small windows around the distribution window:
 // - TFormDarstellung: display settings (font size, automatic column widths,
-//   centred grids), kept in config.ini, section "Darstellung";
+//   centred grids, colour scheme, accent, style), kept in config.ini,
+//   section "Darstellung" (ui/Appearance);
 // - TFormTastenkombinationen: the keyboard shortcuts of a window's commands;
 // - TFormHinweis: a notice with "Diesen Dialog nicht mehr anzeigen", whose
 //   choice is kept in config.ini, section "Hinweise", one key per notice.
+
+#include "ui/Appearance.h"
 
 #include <QDialog>
 #include <QList>
 
 class QAction;
 class QCheckBox;
+class QComboBox;
+class QPushButton;
 class QSpinBox;
 class QTableWidget;
 
@@ -18,24 +23,31 @@ namespace kalvex {
 
 class TConfig;
 
-struct TDisplaySettings {
-    int fontSize = 0;   // 0: the desktop's size
-    bool autoWidth = false;
-    bool centred = false;
-};
-TDisplaySettings LoadDisplaySettings(const TConfig& config);
-void SaveDisplaySettings(TConfig& config, const TDisplaySettings& settings);
-
 class TFormDarstellung : public QDialog {
     Q_OBJECT
 
 public:
     explicit TFormDarstellung(const TDisplaySettings& settings, QWidget* parent = nullptr);
     TDisplaySettings Settings() const;
+    void SetAccent(const QColor& accent);   // invalid: the scheme's own
 
     QSpinBox* seSchriftgroesse;
     QCheckBox* cbAutoBreite;
     QCheckBox* cbZentriert;
+    QComboBox* cbFarbschema;
+    QPushButton* btAkzent;
+    QComboBox* cbStil;
+
+signals:
+    // Every change, for the live preview of the window that opened the dialog.
+    void Changed(const kalvex::TDisplaySettings& settings);
+
+private:
+    QWidget* accentRow();
+    QComboBox* styleChoice(const QString& current);
+    void emitChanged();
+
+    QColor FAccent;
 };
 
 class TFormTastenkombinationen : public QDialog {
@@ -45,6 +57,9 @@ public:
     // Lists the actions that have a shortcut, in the order given.
     explicit TFormTastenkombinationen(const QList<QAction*>& actions, QWidget* parent = nullptr);
     QTableWidget* gridTasten;
+
+private:
+    void fitGridToContents();
 };
 
 class TFormHinweis : public QDialog {

@@ -1,5 +1,6 @@
 #include "ui/fGesendeteMail.h"
 
+#include "config/InterfaceLocale.h"
 #include "config/LanguageUnit.h"
 #include "config/UserMessages.h"
 #include "mailinterface/EMail.h"
@@ -44,7 +45,7 @@ TFormGesendeteMail::TFormGesendeteMail(const TEMail& mail, IUserMessages& messag
     lbBetreff = new QLabel(QStringLiteral("<b>%1</b>").arg(mail.FBetreff.toHtmlEscaped()), this);
     lbEmpfaenger = new QLabel(recipientsText(mail), this);
     lbEmpfaenger->setWordWrap(true);
-    auto* date = new QLabel(QLocale().toString(DaysToDateTime(mail.FDatum), QLocale::LongFormat) + QStringLiteral(" — ")
+    auto* date = new QLabel(InterfaceLocale().toString(DaysToDateTime(mail.FDatum), QLocale::LongFormat) + QStringLiteral(" — ")
                                 + MailStatusText(mail.FStatus),
                             this);
     edInhalt = new QTextBrowser(this);

@@ -2,6 +2,7 @@
 
 #include "compose/TemplateMerge.h"
 #include "compose/rtf/RtfReader.h"
+#include "config/InterfaceLocale.h"
 #include "config/LanguageUnit.h"
 #include "config/uConfig.h"
 #include "mailinterface/uMailInterface.h"
@@ -11,6 +12,7 @@
 #include "ui/SpellLineEdit.h"
 #include "ui/Spelling.h"
 #include "ui/TextEditSpelling.h"
+#include "ui/RibbonGroup.h"
 #include "ui/WindowRunner.h"
 #include "ui/fAdresseManuell.h"
 #include "ui/fGesendeteMail.h"
@@ -33,6 +35,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScreen>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QStandardItemModel>
@@ -92,7 +95,6 @@ TMainForm::TMainForm(IUserMessages& messages, TMainFormServices services, const 
     setObjectName(QStringLiteral("MainForm"));
     setWindowTitle(QStringLiteral("Kalvex"));
     setWindowFlag(Qt::WindowMaximizeButtonHint);
-    resize(1100, 760);
     buildActions();
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(4, 4, 4, 0);
@@ -114,6 +116,7 @@ TMainForm::TMainForm(IUserMessages& messages, TMainFormServices services, const 
     if (!startText.isEmpty())
         SetBody(startText);
     FTemplateArea->setVisible(false);   // until a template kind is set
+    btVorlagen->setVisible(false);
     if (const TConfig* config = TConfig::Instance()) {
         UpdateStatusLine(*config);
         ApplyDisplaySettings(LoadDisplaySettings(*config));
@@ -124,6 +127,15 @@ TMainForm::TMainForm(IUserMessages& messages, TMainFormServices services, const 
     drops->Watch(this);
     drops->Watch(gridAnhang->viewport());
     connectFormatting();
+    resize(initialSize());
+}
+
+// Room for the compose page, within the screen of a small laptop.
+QSize TMainForm::initialSize() const
+{
+    const QSize wanted(1180, 720);
+    const QScreen* screen = this->screen();
+    return screen ? wanted.boundedTo(screen->availableGeometry().size() - QSize(16, 48)) : wanted;
 }
 
 // Right-click menus offer the commands that act on what was clicked.
@@ -135,7 +147,7 @@ void TMainForm::buildPopupMenus()
     const std::pair<QWidget*, QList<QAction*>> menus[] = {
         {gridEmpf, {barbtSelectContacts, barbtAddContactManually, barbtDeleteContact, barbtDeleteAllContacts}},
         {gridAnhang, {barbtOpenAttachment, barbtAddAttachment, barbtDeleteAttachment, barbtAllAttachmentDelete}},
-        {gridGesendet, {barbtZeigeGesendeteMail, barbtNachtrag, barbtLoeschen}},
+        {gridGesendet, {barbtZeigeGesendeteMail, barbtNachtrag, barbtLoeschen, barbtSetupDarstellung}},
         {gridEntwuerfe, {barbtEntwurfBearbeiten, barbtEntwurfEntfernen}},
     };
     for (const auto& [widget, actions] : menus) {
@@ -191,6 +203,13 @@ void TMainForm::ApplySearch()
 void TMainForm::ApplyDisplaySettings(const TDisplaySettings& settings)
 {
     FDisplay = settings;
+    ApplyAppearance(this, settings);
+    applyGridSettings();
+}
+
+void TMainForm::applyGridSettings()
+{
+    const TDisplaySettings& settings = FDisplay;
     for (QTableWidget* grid : {gridEmpf, gridGesendet, gridEntwuerfe}) {
         QFont font = this->font();
         if (settings.fontSize > 0)
@@ -215,11 +234,19 @@ void TMainForm::ApplyDisplaySettings(const TDisplaySettings& settings)
     gridEmpf->horizontalHeader()->setSectionResizeMode(ColEmpfListe, QHeaderView::ResizeToContents);
 }
 
+// The dialog's choices show at once; Cancel brings back what was there.
 void TMainForm::editDisplaySettings()
 {
+    const TDisplaySettings before = FDisplay;
     TFormDarstellung dialog(FDisplay, this);
-    if (RunModal(dialog) != QDialog::Accepted)
+    connect(&dialog, &TFormDarstellung::Changed, this, [this, &dialog](const TDisplaySettings& s) {
+        ApplyDisplaySettings(s);
+        ApplyAppearance(&dialog, s);
+    });
+    if (RunModal(dialog) != QDialog::Accepted) {
+        ApplyDisplaySettings(before);
         return;
+    }
     if (TConfig* config = TConfig::Instance())
         SaveDisplaySettings(*config, dialog.Settings());
     ApplyDisplaySettings(dialog.Settings());
@@ -232,11 +259,17 @@ QWidget* TMainForm::buildTemplateArea()
     row->setContentsMargins(0, 0, 0, 0);
     row->addWidget(new QLabel(Tx(1952, "E-Mail-Vorlagen"), FTemplateArea));
     cbVorlagen = new QComboBox(FTemplateArea);
-    cbVorlagen->setMinimumWidth(260);
+    cbVorlagen->setMinimumWidth(200);
     row->addWidget(cbVorlagen, 1);
     auto* edit = new QToolButton(FTemplateArea);
     edit->setDefaultAction(btVorlagen);
     row->addWidget(edit);
+    auto* help = new QToolButton(FTemplateArea);
+    help->setObjectName(QStringLiteral("btVorlagenHilfe"));
+    help->setText(QStringLiteral("?"));
+    help->setToolTip(CommandName(barbtHelp));
+    connect(help, &QToolButton::clicked, barbtHelp, &QAction::trigger);
+    row->addWidget(help);
     cbWerteEinfuegen = new QComboBox(FTemplateArea);
     cbWerteEinfuegen->setPlaceholderText(Tx(1953, "Werte einfügen"));
     row->addWidget(cbWerteEinfuegen);
@@ -591,7 +624,7 @@ void TMainForm::FillMailLists()
         return;
     fillSentList(*mails);
     fillDraftList(*mails);
-    ApplyDisplaySettings(FDisplay);
+    applyGridSettings();
     ApplySearch();
 }
 
@@ -605,7 +638,7 @@ void TMainForm::fillSentList(const TEMailListe& mails)
         gridGesendet->insertRow(row);
         gridGesendet->setItem(row, 0, cell(QString::number(row + 1)));
         gridGesendet->setItem(row, 1, cell(mail->FBetreff));
-        gridGesendet->setItem(row, 2, cell(QLocale().toString(DaysToDateTime(mail->FDatum), QLocale::ShortFormat)));
+        gridGesendet->setItem(row, 2, cell(ListDateTime(DaysToDateTime(mail->FDatum))));
         gridGesendet->setItem(row, 3, cell(joinedRecipients(*mail)));
         gridGesendet->setItem(row, 4, cell(QString::number(mail->FID)));
         gridGesendet->setItem(row, 5, cell(mail->FGesendetDurch));
@@ -621,7 +654,7 @@ void TMainForm::fillDraftList(const TEMailListe& mails)
         const int row = gridEntwuerfe->rowCount();
         gridEntwuerfe->insertRow(row);
         gridEntwuerfe->setItem(row, 0, cell(ShortenForDraftList(mail->FBetreff)));
-        gridEntwuerfe->setItem(row, 1, cell(QLocale().toString(DaysToDateTime(mail->FDatum), QLocale::ShortFormat)));
+        gridEntwuerfe->setItem(row, 1, cell(ListDateTime(DaysToDateTime(mail->FDatum))));
         gridEntwuerfe->setItem(row, 2, cell(ShortenForDraftList(mail->FBodyPlain)));
         gridEntwuerfe->setItem(row, 3, cell(QString::number(mail->FID)));
         gridEntwuerfe->setItem(row, 4, cell(joinedRecipients(*mail)));
@@ -698,6 +731,7 @@ void TMainForm::InitializeVorlagenAuswahl(const TProgrammVorlageListe* templates
     cbVorlagen->clear();
     FTemplateArea->setVisible(!FVorlageArtGUID.isNull());
     FFieldPanel->setVisible(!FVorlageArtGUID.isNull());
+    btVorlagen->setVisible(!FVorlageArtGUID.isNull());
     if (!templates)
         return;
     for (const auto& t : *templates)

@@ -167,7 +167,11 @@ private:
     QWidget* buildSearchPanel();
     void buildPopupMenus();
     void assignShortcuts();
+    void assignIcons();
+    void describeCommands();
+    QSize initialSize() const;
     void editDisplaySettings();
+    void applyGridSettings();
     QAction* makeAction(const QString& objectName, const QString& text, std::function<void()> handler);
     void refreshRecipients();
     void refreshAttachments();

@@ -47,11 +47,19 @@ void mainWindow(kalvex::testing::DemoInstallation& site, TRecordingMessages& mes
     form.AddRecipientRow({"anna.schaefer@example.org", "Anna Schäfer", "Schäfer Hochbau GmbH", 0, 0, 0, TEmpfaengerTyp::elAn});
     form.AddRecipientRow({"bernd.albers@example.org", "Bernd Albers", "Albers & Söhne", 0, 0, 0, TEmpfaengerTyp::elCc});
     form.FillMailLists();
+    form.resize(1366, 768 - 32);   // a laptop screen less the title bar
     save(form, "main-compose", lang);
     form.ribbon->setCurrentIndex(1);
     save(form, "main-sent", lang);
     form.ribbon->setCurrentIndex(2);
     save(form, "main-drafts", lang);
+    form.ribbon->setCurrentIndex(0);
+    form.resize(form.minimumSizeHint().width(), 768 - 32);
+    save(form, "main-narrow", lang);
+    TDisplaySettings dark;
+    dark.scheme = TFarbschema::fsDunkel;
+    form.ApplyDisplaySettings(dark);
+    save(form, "main-dark", lang);
     TFormTastenkombinationen keys(form.actions());
     save(keys, "shortcuts", lang);
 }

@@ -13,9 +13,9 @@ inline QApplication& WidgetApp()
     // end removes its devices from it (a modal window's first run makes one
     // for the mouse): make it first.
     QInputDevice::devices();
-    // Likewise Qt's cache of theme icons, which the application's end
-    // clears: made after it, it would be gone by then.
-    QIcon::fromTheme(QStringLiteral("edit-undo"));
+    // So must Qt's cache of theme icons, which the application's end
+    // clears: an absolute path makes the cache without looking anything up.
+    QIcon::fromTheme(QStringLiteral("/"));
     static int argc = 1;
     static char name[] = "test_ui";
     static char* argv[] = {name, nullptr};
