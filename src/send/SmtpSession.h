@@ -10,7 +10,8 @@
 // after a mail it rests, the next mail starts with RSET, and a server that
 // refuses the RSET (421, its limit per connection) or hung up meanwhile gets
 // a new connection. New TLS connections offer the last session ticket, so
-// the server can resume instead of a full handshake.
+// the server can resume instead of a full handshake. With PIPELINING the
+// commands up to DATA of such a mail go in one write.
 
 #include "mailinterface/MailAddress.h"
 #include "send/MimeBuilder.h"
@@ -165,6 +166,9 @@ private:
     void afterEhlo();
     void startAuthOrMail();
     bool refuseBeforeMail();
+    QString mailRefusal();
+    QByteArray mailFromCommand() const;
+    void startOnRestingConnection();
     void startAuth(TSaslMechanism* mechanism);
     void answerChallenge(const Reply& r);
     void cancelAuthOrFail();
@@ -206,6 +210,7 @@ private:
     bool FEndOfDataSent = false;   // the final "." went out and its reply has not come
     int FConnections = 0;
     QByteArray FTlsSession;        // the server's last session ticket
+    QList<QByteArray> FPipelined;  // commands sent ahead, not yet taken by the state machine
     bool FTlsFailureShown = false;
     TSmtpEnvelope FEnvelope;
     size_t FTransactionStart = 0;   // the first recipient of the running transaction

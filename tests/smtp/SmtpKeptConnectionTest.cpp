@@ -68,7 +68,9 @@ protected:
 
 TEST_F(SmtpKeptConnectionTest, OneConnectionWithRsetAndANewOneAfterTheServersLimit)
 {
-    SmtpServer server({"--limit", "2"}, "smtp_fault_server.py");
+    for (const QStringList& pipelining : {QStringList(), QStringList{"--pipelining"}}) {
+    SCOPED_TRACE(pipelining.join(' ').toStdString());
+    SmtpServer server(QStringList{"--limit", "2"} + pipelining, "smtp_fault_server.py");
     TEMailVersand sender;
     keep(sender, server);
     EXPECT_EQ(sendRun(sender, 5), QStringList({"ok", "ok", "ok", "ok", "ok"}));
@@ -81,6 +83,7 @@ TEST_F(SmtpKeptConnectionTest, OneConnectionWithRsetAndANewOneAfterTheServersLim
     EXPECT_EQ(t.count("QUIT"), 1);        // at the end of the run only
     for (int i = 1; i <= 5; ++i)
         EXPECT_EQ(server.Envelope(i).value(1), QString("a%1@example.org").arg(i - 1));
+    }
 }
 
 TEST_F(SmtpKeptConnectionTest, WithoutKeepingEveryMailHasItsOwnConnection)
@@ -98,7 +101,8 @@ TEST_F(SmtpKeptConnectionTest, WithoutKeepingEveryMailHasItsOwnConnection)
 // A 4xx at any step and a line lost before the end of the data are worth
 // another try; a 5xx is not, nor a line lost after the end of the data
 // went out (the server took this mail: it must not arrive twice). The
-// next mail always finds a working connection.
+// next mail always finds a working connection. The same when the commands
+// up to DATA go in one write (PIPELINING): the replies are taken in turn.
 TEST_F(SmtpKeptConnectionTest, FailuresAreSortedIntoTemporaryAndPermanent)
 {
     struct Case {
@@ -116,14 +120,24 @@ TEST_F(SmtpKeptConnectionTest, FailuresAreSortedIntoTemporaryAndPermanent)
         {{"--drop", "END=1"}, {"permanent", "ok"}, 2},   // taken, but never confirmed
         {{"--refuse", "a0@example.org"}, {"permanent", "ok"}, 1},
         {{"--reply", "MAIL=552 5.7.0 Policy"}, {"permanent", "permanent"}, 0},
+        {{"--tempfail", "MAIL=@2"}, {"ok", "temporary", "ok"}, 2},
+        {{"--tempfail", "RCPT=@2"}, {"ok", "temporary", "ok"}, 2},
+        {{"--tempfail", "DATA=@2"}, {"ok", "temporary", "ok"}, 2},
+        {{"--refuse", "a1@example.org"}, {"ok", "permanent", "ok"}, 2},
+        {{"--drop", "RCPT=2"}, {"ok", "temporary", "ok"}, 2},
+        {{"--tempfail", "END=@2"}, {"ok", "temporary", "ok"}, 2},
     };
-    for (const Case& c : cases) {
-        SmtpServer server(c.args, "smtp_fault_server.py");
-        TEMailVersand sender;
-        keep(sender, server);
-        EXPECT_EQ(sendRun(sender, c.outcomes.size()), c.outcomes) << c.args.join(' ').toStdString();
-        EXPECT_EQ(server.MailCount(), c.received) << c.args.join(' ').toStdString();
-    }
+    for (const QStringList& pipelining : {QStringList(), QStringList{"--pipelining"}})
+        for (const Case& c : cases) {
+            const std::string trace = (c.args + pipelining).join(' ').toStdString();
+            SmtpServer server(c.args + pipelining, "smtp_fault_server.py");
+            TEMailVersand sender;
+            keep(sender, server);
+            EXPECT_EQ(sendRun(sender, c.outcomes.size()), c.outcomes) << trace;
+            EXPECT_EQ(server.MailCount(), c.received) << trace;
+            const QStringList t = server.Transcript(sender.Connections());
+            EXPECT_EQ(t.filter("MAIL FROM").size(), t.count("RSET") + sender.Connections()) << trace;
+        }
 }
 
 // A new TLS connection offers the session of the one before: the server

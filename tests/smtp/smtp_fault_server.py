@@ -46,6 +46,12 @@ def save(data, mail_line, mail_from, rcpts):
     os.rename(name + ".tmp", name)
 
 
+def tempfails(step, n):
+    """--tempfail STEP=N: the first N times; STEP=@N: the N-th time only."""
+    rule = args.tempfail.get(step, "0")
+    return n == int(rule[1:]) if rule.startswith("@") else n <= int(rule)
+
+
 def address_of(line):
     text = line.decode("utf-8", "replace")
     return text[text.find("<") + 1:text.find(">")]
@@ -76,7 +82,7 @@ class Session:
         if args.drop.get(step) == n:
             record("DROP " + step)
             raise ConnectionResetError()
-        if n <= args.tempfail.get(step, 0):
+        if tempfails(step, n):
             await self.send("451 4.3.0 Temporary failure, try again later")
             return True
         return False
@@ -111,6 +117,8 @@ class Session:
             lines.append("SIZE %d" % args.size)
         if args.smtputf8:
             lines.append("SMTPUTF8")
+        if args.pipelining:
+            lines.append("PIPELINING")
         for line in lines[:-1]:
             self.writer.write(("250-" + line + "\r\n").encode())
         await self.send("250 " + lines[-1])
@@ -187,7 +195,7 @@ class Session:
             save(bytes(data), self.mail_line, self.mail_from, self.rcpts)   # taken, but the client never hears so
             record("DROP END")
             raise ConnectionResetError()
-        if args.tempfail.get("END", 0) >= seen["END"]:
+        if tempfails("END", seen["END"]):
             return await self.send("451 4.3.0 Temporary failure, try again later")
         if args.size > 0 and len(data) > args.size:
             return await self.send("552 5.3.4 Message size exceeds fixed limit")
@@ -283,16 +291,17 @@ def main():
     p.add_argument("--password", default="geheim")
     p.add_argument("--size", type=int, default=-1, help="SIZE announced and enforced; -1 none")
     p.add_argument("--tempfail", action="append", default=[],
-                   help="STEP=N: 451 the first N times STEP is reached; MAIL RCPT DATA END")
+                   help="STEP=N: 451 the first N times STEP is reached, STEP=@N the N-th time; MAIL RCPT DATA END")
     p.add_argument("--drop", action="append", default=[],
                    help="STEP=N: close the line the N-th time STEP is reached (END: after taking the mail)")
     p.add_argument("--limit", type=int, default=0, help="421 and close after this many mails on one connection")
     p.add_argument("--refuse", action="append", default=[], help="recipient refused with 550")
     p.add_argument("--starttls", action="store_true")
     p.add_argument("--smtputf8", action="store_true")
+    p.add_argument("--pipelining", action="store_true", help="announce PIPELINING (commands are read in order anyway)")
     args = p.parse_args()
     args.reply = dict(r.split("=", 1) for r in args.reply)
-    args.tempfail = {k: int(v) for k, v in (t.split("=", 1) for t in args.tempfail)}
+    args.tempfail = dict(t.split("=", 1) for t in args.tempfail)
     args.drop = {k: int(v) for k, v in (t.split("=", 1) for t in args.drop)}
     try:
         asyncio.run(serve())
