@@ -34,6 +34,13 @@ using namespace kalvex;
 
 namespace {
 
+// Qt SQL's globals must outlive the application: they come first.
+void widgetApp()
+{
+    QSqlDatabase::connectionNames();
+    kalvex::testing::WidgetApp();
+}
+
 QStringList rows(const TFormRunSummary& form)
 {
     QStringList out;
@@ -46,7 +53,7 @@ QStringList rows(const TFormRunSummary& form)
 
 TEST(PacingGroup, PresetsLimitAndTriesInTheSettingsDialog)
 {
-    kalvex::testing::WidgetApp();
+    widgetApp();
     TRecordingMessages messages;
     TFormSetup form(messages);
     TPacingGroupBox& g = *form.gbPacing;
@@ -84,7 +91,7 @@ TEST(PacingGroup, PresetsLimitAndTriesInTheSettingsDialog)
 
 TEST(RunSummary, ListsWhoDidNotGetTheMailFirstAndOffersToSendAgain)
 {
-    kalvex::testing::WidgetApp();
+    widgetApp();
     TSeparateRunSummary s;
     s.sent = {"a@example.org", "c@example.org"};
     s.failed = {{"b@example.org", "Antwort des Servers: 550 5.1.1 No such user"}};
@@ -111,8 +118,7 @@ TEST(RunSummary, ListsWhoDidNotGetTheMailFirstAndOffersToSendAgain)
 // Empfänger senden" sends to just those two, the second summary is closed.
 TEST(SeparateRunWindow, TheSummarySendsAgainToJustTheFailedRecipients)
 {
-    QSqlDatabase::connectionNames();
-    kalvex::testing::WidgetApp();
+    widgetApp();
     qunsetenv("KALVEX_AUTOCLOSE");
     kalvex::testing::DemoInstallation site;
     kalvex::testing::SmtpServer server({"--tempfail", "RCPT=2"}, "smtp_fault_server.py");
