@@ -15,6 +15,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <numeric>
 
 namespace kalvex {
 
@@ -129,8 +130,7 @@ void TMailingRun::sendSeparately()
         return;
     }
     std::vector<size_t> rows(FModel.Recipients.size());
-    for (size_t i = 0; i < rows.size(); ++i)
-        rows[i] = i;
+    std::iota(rows.begin(), rows.end(), size_t{0});
     while (!rows.empty()) {
         runSeparately(rows, SendModeOf(FConfig.FSendDirekt));
         if (!FDeps.showRunSummary || !FDeps.showRunSummary(FLastRun))

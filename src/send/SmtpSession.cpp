@@ -107,7 +107,8 @@ TSmtpSession::TSmtpSession(TSmtpSettings settings, ISmtpEvents* events, IProgres
 
 TSmtpSession::~TSmtpSession()
 {
-    dropSocket();
+    if (FSocket)
+        FSocket->disconnect(this);
 }
 
 void TSmtpSession::Run(const TSmtpEnvelope& envelope, std::vector<TMimeSegment> message)
