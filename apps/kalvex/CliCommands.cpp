@@ -17,12 +17,14 @@
 #include "send/EMailVersand.h"
 #include "send/Genhelp.h"
 #include "send/MailingRun.h"
+#include "send/SendPacing.h"
 
 #include <QTextDocument>
 
 #include <QCommandLineParser>
 #include <QFile>
 #include <QFileInfo>
+#include <QSaveFile>
 #include <QTextStream>
 #include <cstdio>
 #include <optional>
@@ -151,8 +153,21 @@ struct TSettingsChanges {
     std::optional<uint16_t> port;
     std::optional<TVersandArt> mode;
     std::optional<bool> encrypted, verifyCertificate;
+    std::optional<int> perMinute, tries;
     bool readPassword = false;
 };
+
+// A whole number in a range, or a usage error naming the option.
+std::optional<int> numberOption(const QCommandLineParser& p, const QString& name, int low, int high)
+{
+    if (!p.isSet(name))
+        return std::nullopt;
+    bool ok = false;
+    const int value = p.value(name).toInt(&ok);
+    if (!ok || value < low || value > high)
+        throw EUsage(Tx(3630, "--%1 erwartet eine Zahl von %2 bis %3.").arg(name).arg(low).arg(high));
+    return value;
+}
 
 std::optional<QString> textOption(const QCommandLineParser& p, const QString& name)
 {
@@ -188,6 +203,8 @@ TSettingsChanges settingsChangesOf(const QCommandLineParser& p)
     ch.encrypted = truthOption(p, QStringLiteral("encrypted"));
     ch.verifyCertificate = truthOption(p, QStringLiteral("verify-certificate"));
     ch.readPassword = p.isSet(QStringLiteral("password-stdin"));
+    ch.perMinute = numberOption(p, QStringLiteral("per-minute"), 0, 600);
+    ch.tries = numberOption(p, QStringLiteral("tries"), 1, 10);
     return ch;
 }
 
@@ -215,6 +232,24 @@ void applyChanges(const TSettingsChanges& ch, TConfig& c)
         c.FPass = readPasswordFromStdin();
 }
 
+// The pace of separate runs lives in config.ini, apart from the SMTP keys.
+void applyPacingChanges(const TSettingsChanges& ch, const TConfig& c)
+{
+    if (!ch.perMinute && !ch.tries)
+        return;
+    TSendPacingSettings pacing = LoadSendPacing(c.ConfigIniFileName());
+    assign(pacing.mailsPerMinute, ch.perMinute);
+    assign(pacing.tries, ch.tries);
+    SaveSendPacing(c.ConfigIniFileName(), pacing);
+}
+
+void printPacing(const TConfig& c)
+{
+    const TSendPacingSettings pacing = LoadSendPacing(c.ConfigIniFileName());
+    out(Tx(3631, "Höchstens pro Minute: %1").arg(pacing.mailsPerMinute > 0 ? QString::number(pacing.mailsPerMinute) : Tx(3632, "unbegrenzt")));
+    out(Tx(3633, "Versuche je E-Mail: %1").arg(pacing.tries));
+}
+
 void warnPasswordInClear(const TConfig& c)
 {
     if (c.PasswordInClear())
@@ -236,6 +271,8 @@ int runConfig(const QStringList& args, const TGlobalOptions& options)
         {QStringLiteral("encrypted"), Tx(2413, "verschlüsselte Verbindung: 1/0, ja/nein, yes/no, true/false"), QStringLiteral("1|0")},
         {QStringLiteral("verify-certificate"), Tx(2414, "Zertifikat des Servers prüfen: 1/0, ja/nein, yes/no, true/false"), QStringLiteral("1|0")},
         {QStringLiteral("password-stdin"), Tx(1896, "Passwort aus der ersten Zeile der Standardeingabe lesen")},
+        {QStringLiteral("per-minute"), Tx(3634, "separat senden mit höchstens N E-Mails pro Minute (0: unbegrenzt)"), QStringLiteral("N")},
+        {QStringLiteral("tries"), Tx(3635, "Versuche je E-Mail, wenn der Server vorübergehend ablehnt (1 bis 10)"), QStringLiteral("N")},
     });
     if (auto done = cmd.Parse(args))
         return *done;
@@ -245,8 +282,10 @@ int runConfig(const QStringList& args, const TGlobalOptions& options)
         applyChanges(changes, c);
         c.SaveMailServer();
         c.InitMailServer();
+        applyPacingChanges(changes, c);
     }
     printSettings(c);
+    printPacing(c);
     warnPasswordInClear(c);
     return ExitOk;
 }
@@ -275,6 +314,17 @@ void addRecipients(TComposeModel& model, const QStringList& values, TEmpfaengerT
             throw EUsage(AddressRefusalText(invalid));
 }
 
+// One address (or list) a line; blank lines and lines starting with "#" are
+// left out, so a file of failed recipients can be edited by hand.
+QStringList addressLines(const QByteArray& bytes)
+{
+    QStringList out;
+    for (const QString& line : QString::fromUtf8(bytes).split(QLatin1Char('\n')))
+        if (!line.trimmed().isEmpty() && !line.trimmed().startsWith(QLatin1Char('#')))
+            out << line.trimmed();
+    return out;
+}
+
 void addComposeOptions(QCommandLineParser& p)
 {
     p.addOptions({
@@ -285,7 +335,10 @@ void addComposeOptions(QCommandLineParser& p)
         {QStringLiteral("cc"), Tx(1907, "Empfänger (Cc), mehrfach möglich"), QStringLiteral("address")},
         {QStringLiteral("bcc"), Tx(1908, "Empfänger (Bcc), mehrfach möglich"), QStringLiteral("address")},
         {QStringLiteral("attach"), Tx(1909, "Anhang, mehrfach möglich"), QStringLiteral("file")},
+        {QStringLiteral("to-file"), Tx(3636, "Empfänger (An) aus einer Datei, eine Adresse je Zeile"), QStringLiteral("file")},
         {QStringLiteral("separate"), Tx(1960, "separat senden")},
+        {QStringLiteral("failed-to"), Tx(3637, "nach separatem Senden: die Adressen, die die E-Mail nicht erhalten haben, "
+                                              "in diese Datei schreiben (für --to-file)"), QStringLiteral("file")},
         {QStringLiteral("template"), Tx(2010, "GUID einer Programmvorlage, die zuerst angewendet wird"), QStringLiteral("guid")},
         {QStringLiteral("fields"), Tx(2011, "Datei mit den Datenfeldern (TFelder-Datenstrom) für die Vorlage"), QStringLiteral("file")},
     });
@@ -331,7 +384,9 @@ void checkComposeArguments(const QCommandLineParser& p)
         throw EUsage(Tx(2415, "--fields gilt nur zusammen mit --template."));
     if (p.isSet(QStringLiteral("template")))
         requireTemplateGuid(p.value(QStringLiteral("template")));
-    for (const QString& option : {QStringLiteral("body-file"), QStringLiteral("fields")})
+    if (p.isSet(QStringLiteral("failed-to")) && !p.isSet(QStringLiteral("separate")))
+        throw EUsage(Tx(3638, "--failed-to gilt nur zusammen mit --separate."));
+    for (const QString& option : {QStringLiteral("body-file"), QStringLiteral("fields"), QStringLiteral("to-file")})
         if (p.isSet(option))
             RequireReadableFile(p.value(option));
     for (const QString& file : p.values(QStringLiteral("attach")))
@@ -348,6 +403,8 @@ void fillModel(const QCommandLineParser& p, TComposeModel& model)
         applyTemplate(p, model.Subject, body);
     RtfToDocument(body, model.Body());
     addRecipients(model, p.values(QStringLiteral("to")), TEmpfaengerTyp::elAn);
+    if (p.isSet(QStringLiteral("to-file")))
+        addRecipients(model, addressLines(readFile(p.value(QStringLiteral("to-file")))), TEmpfaengerTyp::elAn);
     addRecipients(model, p.values(QStringLiteral("cc")), TEmpfaengerTyp::elCc);
     addRecipients(model, p.values(QStringLiteral("bcc")), TEmpfaengerTyp::elBcc);
     for (const QString& file : p.values(QStringLiteral("attach")))
@@ -363,6 +420,7 @@ TMailingRunDeps consoleRunDeps(IUserMessages& messages)
     deps.newSmtpSender = [&messages]() -> std::unique_ptr<ISmtpSender> { return std::make_unique<TEMailVersand>(&messages); };
     deps.newMailClient = [&messages]() -> std::unique_ptr<IMailClientHandOver> { return std::make_unique<TGenHelp>(&messages); };
     deps.checkStorable = [](const TEMail& mail) { TDatenModul::Instance()->CheckAttachmentsFit(mail); };
+    deps.pacing = [] { return LoadSendPacing(TConfig::Instance()->ConfigIniFileName()); };
     deps.storeMail = [](TEMail& mail, int kind) {
         TDatenModul::Instance()->SaveEMail(mail, kind == 1 ? TMailStatus::stEntwurf : TMailStatus::stGesendet);
     };
@@ -377,6 +435,30 @@ void warnPasswordInClearBeforeSending(const TConfig& c, const QString& command)
         return;
     warnPasswordInClear(c);
     TLogFile::LogGlobal(true, QStringLiteral("kalvex %1 - %2").arg(command, PasswordInClearWarning()));
+}
+
+void writeAddressFile(const QString& path, const QStringList& addresses)
+{
+    QSaveFile file(path);
+    const QByteArray text = addresses.isEmpty() ? QByteArray() : (addresses.join(QLatin1Char('\n')) + QLatin1Char('\n')).toUtf8();
+    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit())
+        throw EKalvex(Tx(3640, "Die Datei %1 konnte nicht geschrieben werden.").arg(VisibleControlCharacters(path)));
+}
+
+// Who got the mail and who did not, one line each; the addresses that did
+// not get it go to --failed-to's file (emptied when everyone got it), ready
+// for --to-file.
+void reportSeparateRun(const TSeparateRunSummary& summary, const QCommandLineParser& p)
+{
+    for (const QString& address : summary.sent)
+        out(Tx(2304, "gesendet") + QStringLiteral(": ") + VisibleControlCharacters(address));
+    for (const auto& [address, reason] : summary.failed)
+        out(Tx(3639, "nicht gesendet") + QStringLiteral(": ") + VisibleControlCharacters(address) + QStringLiteral(" (") + VisibleControlCharacters(reason) + QLatin1Char(')'));
+    for (const QString& address : summary.notSent)
+        out(Tx(2305, "abgebrochen, nicht gesendet") + QStringLiteral(": ") + VisibleControlCharacters(address));
+    out(RunSummaryText(summary));
+    if (p.isSet(QStringLiteral("failed-to")))
+        writeAddressFile(p.value(QStringLiteral("failed-to")), summary.Missing());
 }
 
 int runCompose(const QStringList& args, const TGlobalOptions& options, bool send)
@@ -401,6 +483,8 @@ int runCompose(const QStringList& args, const TGlobalOptions& options, bool send
         return ExitOk;
     }
     run.SendClick();
+    if (model.SeparateFlag)
+        reportSeparateRun(run.LastSeparateRun(), cmd.Parser());
     const TRunTally& tally = run.Tally();
     if (tally.sent == 0 || tally.failed + tally.notSent > 0)
         return ExitFailed;

@@ -16,7 +16,9 @@
 #include "ui/WindowRunner.h"
 #include "ui/fDarstellung.h"
 #include "ui/fEmpfWaehlen.h"
+#include "ui/PacingGroupBox.h"
 #include "ui/fMainForm.h"
+#include "ui/fRunSummary.h"
 #include "ui/fSetup.h"
 #include "ui/fVorlagen.h"
 
@@ -31,7 +33,12 @@ namespace kalvex {
 
 namespace {
 
-TMailingRunDeps makeRunDeps(IUserMessages& messages, IProgressDisplay& progress)
+TSendPacingSettings storedPacing()
+{
+    return LoadSendPacing(TConfig::Ensure().ConfigIniFileName());
+}
+
+TMailingRunDeps makeRunDeps(IUserMessages& messages, IProgressDisplay& progress, QWidget* window)
 {
     TMailingRunDeps deps;
     deps.newSmtpSender = [&messages, &progress]() -> std::unique_ptr<ISmtpSender> {
@@ -51,6 +58,8 @@ TMailingRunDeps makeRunDeps(IUserMessages& messages, IProgressDisplay& progress)
             module->CheckAttachmentsFit(mail);
     };
     deps.progress = &progress;
+    deps.pacing = storedPacing;
+    deps.showRunSummary = [window](const TSeparateRunSummary& summary) { return ShowRunSummary(window, summary); };
     return deps;
 }
 
@@ -58,6 +67,7 @@ bool runSetupDialog(QWidget* parent, TMailingRun& run, IUserMessages& messages, 
 {
     TFormSetup dialog(messages, parent);
     dialog.Initialize(TConfig::Ensure());
+    dialog.gbPacing->Initialize(storedPacing());
     dialog.SetConnectionTester([&](const TSmtpTestRequest& r, TEMail& mail) {
         TEMailVersand sender(&messages, &progress);
         sender.Setup(r.host, r.user, r.encrypted, r.port, r.password);
@@ -66,6 +76,7 @@ bool runSetupDialog(QWidget* parent, TMailingRun& run, IUserMessages& messages, 
     if (RunModal(dialog) != QDialog::Accepted)
         return false;
     run.CheckConnectionSettings(SettingsInputOf(dialog));
+    SaveSendPacing(TConfig::Ensure().ConfigIniFileName(), dialog.gbPacing->Pacing());
     return true;
 }
 
@@ -219,7 +230,7 @@ TDistributionSession::TDistributionSession(const TDistributionWindowSetup& setup
       FMessages(std::make_unique<TMessageBoxes>()),
       FWindow(std::make_unique<TMainForm>(*FMessages, TMainFormServices{}, setup.startText, setup.emptyMode)),
       FProgress(std::make_unique<TProgressDialog>(FWindow.get())),
-      FRun(std::make_unique<TMailingRun>(FWindow->Model(), *FMessages, TConfig::Ensure(), makeRunDeps(*FMessages, *FProgress)))
+      FRun(std::make_unique<TMailingRun>(FWindow->Model(), *FMessages, TConfig::Ensure(), makeRunDeps(*FMessages, *FProgress, FWindow.get())))
 {
     FWindow->SetServices(makeServices(*FRun, *FMessages, *FProgress, setup.adr, setup.lang));
     fillWindow(*FWindow, setup);

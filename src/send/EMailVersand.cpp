@@ -51,7 +51,8 @@ void TSmtpEventMessages::StartTlsFailed()
 
 void TSmtpEventMessages::RecipientRefused(const QString& address)
 {
-    FMessages.ShowError(AddressRefusalText(address));
+    if (!FQuietRecipients)
+        FMessages.ShowError(AddressRefusalText(address));
 }
 
 QString SmtpFailureMessage(const std::exception& error)
@@ -110,7 +111,7 @@ bool TEMailVersand::SendMail(TEMail& mail)
         send(message);
     } catch (const std::exception& e) {
         TLogFile::LogGlobal(false, QStringLiteral("TEMailVersand.Send - ") + QString::fromUtf8(e.what()));
-        throw EKalvex(SmtpFailureMessage(e));
+        throw ESendFailed(SmtpFailureMessage(e), IsTemporarySmtpFailure(e, FSession && FSession->EndOfDataUnanswered()));
     }
     mail.SetStatus(TMailStatus::stGesendet);
     return true;
@@ -119,7 +120,7 @@ bool TEMailVersand::SendMail(TEMail& mail)
 void TEMailVersand::send(const TMimeMessage& message)
 {
     const TSmtpEnvelope envelope{message.from, envelopeRecipients(message)};
-    TSmtpSession session(FSettings, FEvents.get(), FProgress);
+    TSmtpSession& session = this->session();
     struct ProgressEnd {
         IProgressDisplay* p;
         ~ProgressEnd() { if (p) p->End(); }
@@ -128,6 +129,34 @@ void TEMailVersand::send(const TMimeMessage& message)
         FProgress->Begin(Tx(1013, "E-Mail wird gesendet ..."), 0);
     session.Run(envelope, AssembleMessage(message));
     FLastMechanism = session.ChosenMechanism();
+}
+
+// A new session for each mail, or the kept one for a whole run.
+TSmtpSession& TEMailVersand::session()
+{
+    if (!FSession || !FKeep) {
+        FSession = std::make_unique<TSmtpSession>(FSettings, FEvents.get(), FProgress);
+        FSession->KeepOpen(FKeep);
+    }
+    return *FSession;
+}
+
+void TEMailVersand::KeepConnection()
+{
+    FKeep = true;
+    if (FEvents)
+        FEvents->QuietRecipients();
+}
+
+void TEMailVersand::Close()
+{
+    if (FSession)
+        FSession->Close();
+}
+
+int TEMailVersand::Connections() const
+{
+    return FSession ? FSession->Connections() : 0;
 }
 
 }  // namespace kalvex

@@ -1,6 +1,7 @@
 #pragma once
 // Sends one mail record directly to an SMTP server: Setup, SendMail, done.
-// One object per mail; the connection lives inside SendMail only. Failures
+// One object per mail; the connection lives inside SendMail only, unless a
+// run asks to keep it (KeepConnection ... Close). Failures
 // are logged ("TEMailVersand.Send - " + the protocol's own text) and raised
 // again with the German message for the user.
 
@@ -28,6 +29,8 @@ public:
 class TSmtpEventMessages : public ISmtpEvents {
 public:
     explicit TSmtpEventMessages(IUserMessages& messages) : FMessages(messages) {}
+    // A run names refused recipients in its summary, not one box each.
+    void QuietRecipients() { FQuietRecipients = true; }
     void TlsNotAvailable() override;
     void TlsHandshakeFailed() override;
     void StartTlsFailed() override;
@@ -35,6 +38,7 @@ public:
 
 private:
     IUserMessages& FMessages;
+    bool FQuietRecipients = false;
 };
 
 // The one place that words a failed send for the user. A refusal by the
@@ -50,6 +54,10 @@ public:
     void Setup(const QString& host, const QString& user, bool encrypted, uint16_t port,
                const QString& password) override;
     bool SendMail(TEMail& mail) override;
+    void KeepConnection() override;
+    void Close() override;
+    // Connections made so far by the kept session.
+    int Connections() const;
 
     // Time-outs and certificate checking; Setup fills the rest.
     TSmtpSettings& Settings() { return FSettings; }
@@ -58,8 +66,11 @@ public:
 private:
     void validate(const TEMail& mail) const;
     void send(const TMimeMessage& message);
+    TSmtpSession& session();
 
     TSmtpSettings FSettings;
+    bool FKeep = false;
+    std::unique_ptr<TSmtpSession> FSession;
     std::unique_ptr<TSmtpEventMessages> FEvents;
     IProgressDisplay* FProgress;
     QByteArray FLastMechanism;

@@ -10,7 +10,12 @@
 
 #include <QDateTime>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QTextDocument>
+#include <QTimer>
+
+#include <algorithm>
+#include <numeric>
 
 namespace kalvex {
 
@@ -93,8 +98,27 @@ void TMailingRun::sendOne()
         FMessages.ShowInformation(Tx(1986, "Vorgang wurde durch den Nutzer abgebrochen."));
 }
 
-// Only the first recipient's mail is logged: one entry per separate run.
-// The log file gets a line per recipient; a cancel stops the whole run.
+QStringList TSeparateRunSummary::Missing() const
+{
+    QStringList out;
+    for (const auto& [address, reason] : failed)
+        out << address;
+    return out + notSent;
+}
+
+QString RunSummaryText(const TSeparateRunSummary& s)
+{
+    const qsizetype missing = s.Missing().size();
+    QString text = Tx(3610, "%1 von %2 E-Mails wurden gesendet.").arg(s.sent.size()).arg(s.sent.size() + missing);
+    if (missing > 0)
+        text += QLatin1Char(' ') + Tx(3611, "%1 Empfänger haben die E-Mail nicht erhalten.").arg(missing);
+    return text;
+}
+
+// Only the first recipient's mail of a run is logged: one entry per run.
+// The log file gets a line per recipient; a cancel stops the whole run. The
+// summary may ask for the mail again to those who did not get it: a new run
+// over just them.
 void TMailingRun::sendSeparately()
 {
     if (FConfig.FSendDirekt != 1) {
@@ -105,45 +129,175 @@ void TMailingRun::sendSeparately()
         FMessages.ShowError(Tx(1988, "Die Option \"seperat senden\" steht bei Nutzung von Cc oder Bcc nicht zur Verfügung."));
         return;
     }
-    const TSendMode mode = SendModeOf(FConfig.FSendDirekt);
-    const size_t total = FModel.Recipients.size();
-    const int sentBefore = FTally.sent;
-    if (FDeps.progress)
-        FDeps.progress->BeginRun();
-    QElapsedTimer clock;
-    clock.start();
-    size_t i = 0;
-    for (; i < total && !cancelled(); ++i) {
-        showSeparateProgress(i, clock.elapsed());
-        sendSeparateMail(i, mode);
+    std::vector<size_t> rows(FModel.Recipients.size());
+    std::iota(rows.begin(), rows.end(), size_t{0});
+    while (!rows.empty()) {
+        runSeparately(rows, SendModeOf(FConfig.FSendDirekt));
+        if (!FDeps.showRunSummary || !FDeps.showRunSummary(FLastRun))
+            return;
+        rows = rowsOf(FLastRun.Missing());
     }
-    if (FDeps.progress)
-        FDeps.progress->EndRun();
-    if (cancelled())
-        reportCancelledRun(FTally.sent - sentBefore, total, total - i);
 }
 
-void TMailingRun::sendSeparateMail(size_t index, TSendMode mode)
+void TMailingRun::runSeparately(const std::vector<size_t>& rows, TSendMode mode)
+{
+    const int sentBefore = FTally.sent;
+    beginSeparateRun();
+    size_t done = 0;
+    for (; done < rows.size() && !cancelled(); ++done) {
+        showSeparateProgress(done, rows.size(), rows[done], FRunClock.elapsed());
+        if (!paceNextMail())
+            break;   // cancelled while waiting: this one was not tried
+        sendSeparateMail(rows[done], mode, done == 0);
+    }
+    for (size_t k = done; k < rows.size(); ++k)
+        FLastRun.notSent << FModel.Recipients[rows[k]].email;
+    FLastRun.cancelled = cancelled();
+    endSeparateRun();
+    if (FLastRun.cancelled)
+        reportCancelledRun(FTally.sent - sentBefore, rows.size(), rows.size() - done);
+}
+
+std::vector<size_t> TMailingRun::rowsOf(const QStringList& addresses) const
+{
+    std::vector<size_t> rows;
+    for (size_t i = 0; i < FModel.Recipients.size(); ++i)
+        if (addresses.contains(FModel.Recipients[i].email))
+            rows.push_back(i);
+    return rows;
+}
+
+// One sender for the whole run, so its mails share one connection.
+void TMailingRun::beginSeparateRun()
+{
+    FLastRun = TSeparateRunSummary();
+    FPacing = FDeps.pacing ? FDeps.pacing() : TSendPacingSettings();
+    FPacer.emplace(FPacing.mailsPerMinute);
+    FRunClock.start();
+    if (FDeps.progress)
+        FDeps.progress->BeginRun();
+    if (!FDeps.newSmtpSender || FConfig.FSendDirekt != 1)
+        return;
+    FRunSender = FDeps.newSmtpSender();
+    FRunSender->KeepConnection();
+    FRunSender->Setup(FConfig.FHost, FConfig.FUser, FConfig.FVerbindungVerschluesselt, FConfig.FPort, FConfig.FPass);
+}
+
+void TMailingRun::endSeparateRun()
+{
+    if (FRunSender)
+        FRunSender->Close();
+    FRunSender.reset();
+    if (FDeps.progress)
+        FDeps.progress->EndRun();
+}
+
+void TMailingRun::sendSeparateMail(size_t index, TSendMode mode, bool first)
 {
     TEMail mail;
     BuildMail(mail, FModel.Recipients[index].email);
-    const bool sent = mode == TSendMode::smMailClient ? SendViaMailClient(mail, index == 0) : SendDirect(mail, index == 0);
+    const bool sent = mode == TSendMode::smMailClient ? SendViaMailClient(mail, first) : sendInRun(mail, first);
     FSentFlag = true;
-    if (sent)
-        logRecipientResult(mail, Tx(2304, "gesendet"));
-    else if (cancelled())
-        logRecipientResult(mail, Tx(2305, "abgebrochen, nicht gesendet"));
-    else
-        logRecipientResult(mail, Tx(2306, "nicht gesendet: %1").arg(FLastFailure));
+    recordSeparateResult(mail, sent);
 }
 
-void TMailingRun::showSeparateProgress(size_t index, qint64 elapsedMs)
+void TMailingRun::recordSeparateResult(const TEMail& mail, bool sent)
+{
+    const QString address = mail.FAn.join(QStringLiteral(", "));
+    if (sent) {
+        FLastRun.sent << address;
+        logRecipientResult(mail, Tx(2304, "gesendet"));
+    } else if (cancelled()) {
+        FLastRun.notSent << address;
+        logRecipientResult(mail, Tx(2305, "abgebrochen, nicht gesendet"));
+    } else {
+        FLastRun.failed << qMakePair(address, FLastFailure);
+        logRecipientResult(mail, Tx(2306, "nicht gesendet: %1").arg(FLastFailure));
+    }
+}
+
+// A mail of a separate run: the run's connection, retries after a
+// temporary refusal; failures go into the summary, not a box each.
+bool TMailingRun::sendInRun(TEMail& mail, bool log)
+{
+    try {
+        if (!FRunSender)
+            throw EKalvex(Tx(1993, "Der direkte Versand ist nicht verfügbar."));
+        logPasswordInClearOnce();
+        if (log && FDeps.checkStorable)
+            FDeps.checkStorable(mail);
+        mail.FVon = FConfig.FUser;
+        sendWithRetries(mail);
+    } catch (const std::exception& e) {
+        sendFailed(QString::fromUtf8(e.what()), false);
+        return false;
+    }
+    FResultCode = 0;
+    markSentDirect(mail, log);
+    return true;
+}
+
+// A temporary refusal is tried again after growing waits; a permanent one,
+// a cancel or the last try ends it. A mail the server may already have
+// taken is never counted as temporary, so it is never sent twice.
+void TMailingRun::sendWithRetries(TEMail& mail)
+{
+    for (int tried = 1;; ++tried) {
+        try {
+            FPacer->Started(FRunClock.elapsed());
+            FRunSender->SendMail(mail);
+            return;
+        } catch (const ESendFailed& e) {
+            if (!e.Temporary() || tried >= FPacing.tries || cancelled())
+                throw;
+            TLogFile::LogGlobal(false, QStringLiteral("Rundschreiben an %1: Versuch %2 von %3 vorübergehend abgewiesen - %4")
+                                           .arg(mail.FAn.join(QStringLiteral(", "))).arg(tried).arg(FPacing.tries).arg(e.message()));
+            if (!waitBeforeRetry(tried))
+                throw;
+        }
+    }
+}
+
+bool TMailingRun::waitBeforeRetry(int failedTries)
+{
+    const qint64 wait = std::max(RetryWaitMs(FPacing, failedTries), FPacer->WaitBefore(FRunClock.elapsed()));
+    return waitCancellable(wait, [&](qint64 leftMs) {
+        return Tx(3600, "Der Server hat vorübergehend abgelehnt. Versuch %1 von %2 in %3 s ...")
+            .arg(failedTries + 1).arg(FPacing.tries).arg((leftMs + 999) / 1000);
+    });
+}
+
+// The distance the provider allows between two mails; false on a cancel.
+bool TMailingRun::paceNextMail()
+{
+    const qint64 wait = FPacer->WaitBefore(FRunClock.elapsed());
+    return waitCancellable(wait, [&](qint64 leftMs) {
+        return Tx(3601, "Nächste E-Mail in %1 s (höchstens %2 E-Mails pro Minute)")
+            .arg((leftMs + 999) / 1000).arg(FPacing.mailsPerMinute);
+    });
+}
+
+// Shows why it waits and ends at once when the user cancels; false then.
+bool TMailingRun::waitCancellable(qint64 ms, const std::function<QString(qint64 leftMs)>& text)
+{
+    QElapsedTimer clock;
+    clock.start();
+    for (qint64 left = ms; left > 0 && !cancelled(); left = ms - clock.elapsed()) {
+        if (FDeps.progress)
+            FDeps.progress->Step(text(left), 0);
+        QEventLoop loop;
+        QTimer::singleShot(std::min<qint64>(left, 100), &loop, &QEventLoop::quit);
+        loop.exec();
+    }
+    return !cancelled();
+}
+
+void TMailingRun::showSeparateProgress(size_t position, size_t total, size_t row, qint64 elapsedMs)
 {
     if (!FDeps.progress)
         return;
-    const size_t total = FModel.Recipients.size();
-    QString text = Tx(2307, "Empfänger %1 von %2: %3").arg(index + 1).arg(total).arg(FModel.Recipients[index].email);
-    const QString left = timeLeftText(elapsedMs, index, total);
+    QString text = Tx(2307, "Empfänger %1 von %2: %3").arg(position + 1).arg(total).arg(FModel.Recipients[row].email);
+    const QString left = timeLeftText(elapsedMs, position, total);
     if (!left.isEmpty())
         text += QStringLiteral(" (") + left + QLatin1Char(')');
     FDeps.progress->RunStatus(text);
@@ -278,12 +432,17 @@ bool TMailingRun::SendDirect(TEMail& mail, bool log)
         sendFailed(QString::fromUtf8(e.what()));
         return false;
     }
+    markSentDirect(mail, log);
+    return true;
+}
+
+void TMailingRun::markSentDirect(TEMail& mail, bool log)
+{
     ++FTally.sent;
     mail.FSender = TMailSender::msKalvex;
     mail.FGesendetDurch = MailSenderText(mail.FSender);
     if (log)
         storeSentMail(mail);
-    return true;
 }
 
 // The log says once per window that the password travels unencrypted.
@@ -296,7 +455,7 @@ void TMailingRun::logPasswordInClearOnce()
 }
 
 // A cancel is the user's wish, not a fault: no error box, result code 1.
-void TMailingRun::sendFailed(const QString& reason)
+void TMailingRun::sendFailed(const QString& reason, bool showError)
 {
     FLastFailure = reason;
     TLogFile::LogGlobal(false, QStringLiteral("TMainForm.SendenDirekt - ") + reason);
@@ -306,7 +465,8 @@ void TMailingRun::sendFailed(const QString& reason)
         return;
     }
     ++FTally.failed;
-    FMessages.ShowError(Tx(1990, "Das Senden der E-Mail wurde abgebrochen.") + QStringLiteral("\r\n")
+    if (showError)
+        FMessages.ShowError(Tx(1990, "Das Senden der E-Mail wurde abgebrochen.") + QStringLiteral("\r\n")
                         + Tx(1991, "Ursache: ") + reason);
 }
 

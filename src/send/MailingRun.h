@@ -7,13 +7,20 @@
 // The transports are created through TMailingRunDeps, one object per mail,
 // so the run does not depend on how they are built.
 
+#include "config/KalvexError.h"
 #include "config/ProgressDisplay.h"
 #include "config/UserMessages.h"
 #include "send/ComposeModel.h"
+#include "send/SendPacing.h"
 
+#include <QElapsedTimer>
+#include <QList>
+#include <QPair>
 #include <QString>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <vector>
 
 class QTextDocument;
 
@@ -22,12 +29,27 @@ namespace kalvex {
 class TConfig;
 class TEMail;
 
+// A send that failed, in the user's words; a temporary failure (the server
+// refused for now, the line broke) may succeed when tried again.
+class ESendFailed : public EKalvex {
+public:
+    ESendFailed(const QString& message, bool temporary) : EKalvex(message), FTemporary(temporary) {}
+    bool Temporary() const { return FTemporary; }
+
+private:
+    bool FTemporary;
+};
+
 class ISmtpSender {
 public:
     virtual ~ISmtpSender() = default;
     virtual void Setup(const QString& host, const QString& user, bool encrypted, uint16_t port,
                        const QString& password) = 0;
-    virtual bool SendMail(TEMail& mail) = 0;   // raises on failure
+    virtual bool SendMail(TEMail& mail) = 0;   // raises on failure (ESendFailed from the server's side)
+    // A run of mails: one connection for all of them where the server
+    // allows it, until Close.
+    virtual void KeepConnection() {}
+    virtual void Close() {}
 };
 
 class IMailClientHandOver {
@@ -39,6 +61,18 @@ public:
     virtual void AddAttachment(const QString& path) = 0;
     virtual int CallMailClient() = 0;   // the MAPI result code
 };
+
+// Who got the mail of a separate run and who did not.
+struct TSeparateRunSummary {
+    QStringList sent;
+    QList<QPair<QString, QString>> failed;   // address, and why
+    QStringList notSent;                     // left out or broken off by a cancel
+    bool cancelled = false;
+    QStringList Missing() const;             // everyone who did not get the mail
+};
+
+// "3 von 5 E-Mails wurden gesendet. 2 Empfänger haben die E-Mail nicht erhalten."
+QString RunSummaryText(const TSeparateRunSummary& summary);
 
 struct TMailingRunDeps {
     std::function<std::unique_ptr<ISmtpSender>()> newSmtpSender;
@@ -54,6 +88,12 @@ struct TMailingRunDeps {
     // The window's progress display, or null; not owned. A separate run
     // shows its recipient count there and stops when it is cancelled.
     IProgressDisplay* progress = nullptr;
+    // Pacing and retries of a separate run, read when it starts; empty: the
+    // defaults.
+    std::function<TSendPacingSettings()> pacing;
+    // Shows who got the mail of a separate run; true when the user wants it
+    // sent again to those who did not. May be empty.
+    std::function<bool(const TSeparateRunSummary& summary)> showRunSummary;
 };
 
 // What the runs of one compose session achieved, counted per mail; the
@@ -110,22 +150,41 @@ public:
     bool FSuccessFlag = false;
     QString FOriginPrefix;
     const TRunTally& Tally() const { return FTally; }   // since the window opened
+    const TSeparateRunSummary& LastSeparateRun() const { return FLastRun; }
 
 private:
     void sendOne();
     void sendSeparately();
-    void sendSeparateMail(size_t index, TSendMode mode);
-    void showSeparateProgress(size_t index, qint64 elapsedMs);
+    void runSeparately(const std::vector<size_t>& rows, TSendMode mode);
+    std::vector<size_t> rowsOf(const QStringList& addresses) const;
+    void beginSeparateRun();
+    void endSeparateRun();
+    void sendSeparateMail(size_t index, TSendMode mode, bool first);
+    void recordSeparateResult(const TEMail& mail, bool sent);
+    bool sendInRun(TEMail& mail, bool log);
+    void sendWithRetries(TEMail& mail);
+    bool waitBeforeRetry(int failedTries);
+    bool paceNextMail();
+    bool waitCancellable(qint64 ms, const std::function<QString(qint64 leftMs)>& text);
+    void markSentDirect(TEMail& mail, bool log);
+    void showSeparateProgress(size_t position, size_t total, size_t row, qint64 elapsedMs);
     void reportCancelledRun(int sent, size_t total, size_t notTried);
     bool cancelled() const;
     bool checkRecipientsForMailClient(IMailClientHandOver& client);
     void storeMail(TEMail& mail, int kind);
     void storeSentMail(TEMail& mail);
-    void sendFailed(const QString& reason);
+    void sendFailed(const QString& reason, bool showError = true);
     void logPasswordInClearOnce();
     void logRecipientResult(const TEMail& mail, const QString& result);
 
     TRunTally FTally;
+    TSeparateRunSummary FLastRun;
+    // The separate run under way: one sender (one connection) for all its
+    // mails, the pacing and the run's clock.
+    std::unique_ptr<ISmtpSender> FRunSender;
+    TSendPacingSettings FPacing;
+    std::optional<TSendPacer> FPacer;
+    QElapsedTimer FRunClock;
     QString FLastFailure;   // the reason of the last mail that did not go out
     bool FPasswordWarningLogged = false;
     TComposeModel& FModel;

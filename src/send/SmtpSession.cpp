@@ -77,6 +77,15 @@ QByteArray dotStuff(const QByteArray& bytes, bool& atLineStart)
 
 }  // namespace
 
+bool IsTemporarySmtpFailure(const std::exception& error, bool endOfDataUnanswered)
+{
+    if (const auto* reply = dynamic_cast<const ESmtpReply*>(&error))
+        return reply->Code() / 100 == 4;
+    if (endOfDataUnanswered)
+        return false;
+    return dynamic_cast<const ESmtpConnection*>(&error) || dynamic_cast<const ESmtpTimeout*>(&error);
+}
+
 TSmtpTls TlsModeFor(bool encrypted, uint16_t port)
 {
     if (!encrypted)
@@ -96,34 +105,113 @@ TSmtpSession::TSmtpSession(TSmtpSettings settings, ISmtpEvents* events, IProgres
     });
 }
 
-TSmtpSession::~TSmtpSession() = default;
+TSmtpSession::~TSmtpSession()
+{
+    if (FSocket)
+        FSocket->disconnect(this);
+}
 
 void TSmtpSession::Run(const TSmtpEnvelope& envelope, std::vector<TMimeSegment> message)
 {
     FEnvelope = envelope;
     FMessage = std::move(message);
     FMessageSize = EncodedMessageSize(FMessage);
-    connectSocket();
+    FError = nullptr;
+    FEndOfDataSent = false;
+    FTransactionStart = 0;
+    if (FState == State::Ready) {
+        FCancelPoll.start();
+        startOnRestingConnection();
+    } else {
+        connectSocket();
+    }
+    runLoop();
+    finishRun();
+}
+
+// All events: the progress display's cancel button must work while the
+// server is silent; the display itself holds back input to other windows.
+void TSmtpSession::runLoop()
+{
     QEventLoop loop;
     FLoop = &loop;
-    // All events: the progress display's cancel button must work while the
-    // server is silent; the display itself holds back input to other windows.
-    if (FState != State::Done)
+    if (FState != State::Done && FState != State::Ready)
         loop.exec();
     FLoop = nullptr;
     FTimer.stop();
     FCancelPoll.stop();
-    FSocket->disconnect(this);
-    FSocket->abort();
+}
+
+// A resting connection stays; anything else is closed.
+void TSmtpSession::finishRun()
+{
+    if (FState != State::Ready)
+        dropSocket();
     if (FError)
         std::rethrow_exception(FError);
 }
 
+void TSmtpSession::Close()
+{
+    if (FState == State::Ready) {
+        sendQuit();
+        runLoop();
+    }
+    dropSocket();
+    FState = State::Done;
+}
+
+// The socket may be the one whose signal is being handled: it goes later.
+void TSmtpSession::dropSocket()
+{
+    if (!FSocket)
+        return;
+    FSocket->disconnect(this);
+    FSocket->abort();
+    FSocket.release()->deleteLater();
+}
+
+// Between two mails of a run the server may hang up or speak (a 421 before
+// it hangs up): the connection is simply gone, the next mail makes a new one.
+bool TSmtpSession::restingEvent()
+{
+    if (FState != State::Ready)
+        return false;
+    dropSocket();
+    FState = State::Done;
+    return true;
+}
+
+void TSmtpSession::rest()
+{
+    FState = State::Ready;
+    FTimer.stop();
+    if (FLoop)
+        FLoop->quit();
+}
+
+// The server ended the kept connection (421, a limit per connection) or
+// lost it: the mail has not started yet, so a new connection takes it.
+void TSmtpSession::handleRset(const Reply& r)
+{
+    if (r.code != 250)
+        return connectSocket();
+    if (refuseBeforeMail())
+        return;
+    sendMailFrom();
+}
+
 void TSmtpSession::connectSocket()
 {
+    dropSocket();
+    FPipelined.clear();
+    FParser = TSmtpReplyParser();
+    ++FConnections;
     FSocket = std::make_unique<QSslSocket>();
     if (!FSettings.verifyCertificate)
         FSocket->setPeerVerifyMode(QSslSocket::VerifyNone);
+    if (FSettings.tls != TSmtpTls::None)
+        useTlsSession();
     connect(FSocket.get(), &QSslSocket::connected, this, &TSmtpSession::onConnected);
     connect(FSocket.get(), &QSslSocket::encrypted, this, &TSmtpSession::onEncrypted);
     connect(FSocket.get(), &QSslSocket::readyRead, this, &TSmtpSession::onReadyRead);
@@ -142,6 +230,25 @@ void TSmtpSession::connectSocket()
         FSocket->connectToHostEncrypted(FSettings.host, FSettings.port);
     else
         FSocket->connectToHost(FSettings.host, FSettings.port);
+}
+
+// Session persistence on, and the last ticket offered: a server that knows
+// it resumes the session instead of a full handshake.
+void TSmtpSession::useTlsSession()
+{
+    QSslConfiguration tls = FSocket->sslConfiguration();
+    tls.setSslOption(QSsl::SslOptionDisableSessionPersistence, false);
+    if (!FTlsSession.isEmpty())
+        tls.setSessionTicket(FTlsSession);
+    FSocket->setSslConfiguration(tls);
+    connect(FSocket.get(), &QSslSocket::newSessionTicketReceived, this, &TSmtpSession::keepTlsSession);
+}
+
+void TSmtpSession::keepTlsSession()
+{
+    const QByteArray ticket = FSocket->sslConfiguration().sessionTicket();
+    if (!ticket.isEmpty())
+        FTlsSession = ticket;
 }
 
 void TSmtpSession::step(const QString& text)
@@ -175,6 +282,7 @@ bool TSmtpSession::atCommandBoundary() const
     switch (FState) {
     case State::Greeting: case State::Ehlo: case State::Helo: case State::StartTls: case State::EhloAgain:
     case State::Auth: case State::AuthCancel: case State::MailFrom: case State::RcptTo: case State::Data: case State::DataEnd:
+    case State::Rset:
         return FSocket && FSocket->state() == QAbstractSocket::ConnectedState;
     default:
         return false;
@@ -207,6 +315,7 @@ void TSmtpSession::onConnected()
 
 void TSmtpSession::onEncrypted()
 {
+    keepTlsSession();
     if (FState == State::Connecting) {
         FState = State::Greeting;
         armTimer(FSettings.replyTimeoutMs);
@@ -229,8 +338,10 @@ void TSmtpSession::onSocketError(QAbstractSocket::SocketError error)
 {
     if (FState == State::Quit)
         return leave();
-    if (FState == State::Done)
+    if (FState == State::Done || restingEvent())
         return;
+    if (FState == State::Rset && error == QAbstractSocket::RemoteHostClosedError)
+        return connectSocket();
     if (error == QAbstractSocket::SslHandshakeFailedError || error == QAbstractSocket::SslInternalError
         || error == QAbstractSocket::SslInvalidUserDataError) {
         reportTlsFailure();
@@ -238,7 +349,7 @@ void TSmtpSession::onSocketError(QAbstractSocket::SocketError error)
     }
     if (error == QAbstractSocket::RemoteHostClosedError)
         return onDisconnected();
-    abortWith<EKalvex>(FState == State::Connecting
+    abortWith<ESmtpConnection>(FState == State::Connecting
                            ? Tx(1004, "Der SMTP-Server %1:%2 ist nicht erreichbar: %3").arg(FSettings.host).arg(FSettings.port).arg(FSocket->errorString())
                            : Tx(1005, "Die Verbindung zum SMTP-Server ist gestört: %1").arg(FSocket->errorString()));
 }
@@ -247,7 +358,11 @@ void TSmtpSession::onDisconnected()
 {
     if (FState == State::Quit)
         return leave();
-    abortWith<EKalvex>(Tx(1006, "Der SMTP-Server hat die Verbindung unerwartet beendet."));
+    if (restingEvent())
+        return;
+    if (FState == State::Rset)
+        return connectSocket();
+    abortWith<ESmtpConnection>(Tx(1006, "Der SMTP-Server hat die Verbindung unerwartet beendet."));
 }
 
 void TSmtpSession::onTimeout()
@@ -289,7 +404,12 @@ void TSmtpSession::takeReplies()
 void TSmtpSession::onReply(const Reply& r)
 {
     FTimer.stop();
+    if (restingEvent())
+        return;
+    if (FState == State::DataEnd)
+        FEndOfDataSent = false;
     switch (FState) {
+    case State::Rset: return handleRset(r);
     case State::Greeting: return handleGreeting(r);
     case State::Ehlo: return handleEhlo(r, false);
     case State::EhloAgain: return handleEhlo(r, true);
@@ -318,7 +438,12 @@ void TSmtpSession::armTimer(int ms)
 void TSmtpSession::sendCommand(const QByteArray& line, State next, int timeoutMs)
 {
     FState = next;
-    FSocket->write(line + "\r\n");
+    if (!FPipelined.isEmpty() && FPipelined.front() == line) {
+        FPipelined.pop_front();   // already on its way
+    } else {
+        FPipelined.clear();       // the exchange went another way (a refusal, QUIT)
+        FSocket->write(line + "\r\n");
+    }
     armTimer(timeoutMs < 0 ? FSettings.replyTimeoutMs : timeoutMs);
 }
 
@@ -426,23 +551,27 @@ void TSmtpSession::startAuthOrMail()
 // without SMTPUTF8, cannot be delivered.
 bool TSmtpSession::refuseBeforeMail()
 {
-    if (FSizeLimit > 0 && FMessageSize > FSizeLimit) {
-        failWith<EKalvex>(Tx(2600, "Die E-Mail ist %1 Bytes groß, der SMTP-Server nimmt aber höchstens %2 Bytes an.")
-                              .arg(FMessageSize).arg(FSizeLimit));
-        return true;
-    }
+    const QString refusal = mailRefusal();
+    if (!refusal.isEmpty())
+        failWith<EKalvex>(refusal);
+    return !refusal.isEmpty();
+}
+
+// Why this mail cannot go to this server, or nothing; decides SMTPUTF8.
+QString TSmtpSession::mailRefusal()
+{
+    if (FSizeLimit > 0 && FMessageSize > FSizeLimit)
+        return Tx(2600, "Die E-Mail ist %1 Bytes groß, der SMTP-Server nimmt aber höchstens %2 Bytes an.")
+            .arg(FMessageSize).arg(FSizeLimit);
     std::vector<TMailbox> all = FEnvelope.recipients;
     all.insert(all.begin(), FEnvelope.from);
     FUseSmtpUtf8 = FCapabilities.contains("SMTPUTF8")
                 && std::any_of(all.begin(), all.end(), [](const TMailbox& m) { return !m.IsAscii(); });
-    for (const TMailbox& m : all) {
-        if (FUseSmtpUtf8 || m.LocalPartIsAscii())
-            continue;
-        failWith<EKalvex>(Tx(2601, "Die Adresse %1 enthält vor dem @ Zeichen außerhalb von ASCII. Der SMTP-Server "
-                                   "kann solche Adressen nicht annehmen (SMTPUTF8 fehlt).").arg(m.Address()));
-        return true;
-    }
-    return false;
+    for (const TMailbox& m : all)
+        if (!FUseSmtpUtf8 && !m.LocalPartIsAscii())
+            return Tx(2601, "Die Adresse %1 enthält vor dem @ Zeichen außerhalb von ASCII. Der SMTP-Server "
+                            "kann solche Adressen nicht annehmen (SMTPUTF8 fehlt).").arg(m.Address());
+    return QString();
 }
 
 void TSmtpSession::startAuth(TSaslMechanism* mechanism)
@@ -509,12 +638,30 @@ QByteArray TSmtpSession::envelopeAddress(const TMailbox& mailbox) const
 
 void TSmtpSession::sendMailFrom()
 {
+    sendCommand(mailFromCommand(), State::MailFrom);
+}
+
+QByteArray TSmtpSession::mailFromCommand() const
+{
     QByteArray command = "MAIL FROM:<" + envelopeAddress(FEnvelope.from) + ">";
     if (FCapabilities.contains("SIZE"))
         command += " SIZE=" + QByteArray::number(FMessageSize);
     if (FUseSmtpUtf8)
         command += " SMTPUTF8";
-    sendCommand(command, State::MailFrom);
+    return command;
+}
+
+// A server with PIPELINING (RFC 2920) gets RSET, MAIL, RCPT and DATA of a
+// mail to one recipient in one write: one round trip instead of four. The
+// state machine still takes each reply in turn; sendCommand only leaves
+// out the lines already on their way.
+void TSmtpSession::startOnRestingConnection()
+{
+    if (FCapabilities.contains("PIPELINING") && FEnvelope.recipients.size() == 1 && mailRefusal().isEmpty()) {
+        FPipelined = {"RSET", mailFromCommand(), "RCPT TO:<" + envelopeAddress(FEnvelope.recipients[0]) + ">", "DATA"};
+        FSocket->write(FPipelined.join("\r\n") + "\r\n");
+    }
+    sendCommand("RSET", State::Rset);
 }
 
 void TSmtpSession::handleMailFrom(const Reply& r)
@@ -604,6 +751,7 @@ void TSmtpSession::pumpBody()
             const QByteArray chunk = nextBodyChunk();
             if (chunk.isEmpty()) {
                 sendCommand(FAtLineStart ? QByteArray(".") : QByteArray("\r\n."), State::DataEnd, FSettings.dataEndTimeoutMs);
+                FEndOfDataSent = true;
                 step(Tx(1015, "Der SMTP-Server bestätigt die E-Mail ..."));
                 return;
             }
@@ -629,6 +777,8 @@ void TSmtpSession::handleDataEnd(const Reply& r)
     }
     // The mail is accepted: a server that hangs up without answering QUIT
     // changes nothing.
+    if (FKeepOpen)
+        return rest();
     sendQuit();
 }
 

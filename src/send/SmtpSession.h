@@ -5,6 +5,13 @@
 // windows keep repainting; one thread only. A server that refuses
 // recipients with 452 (too many) gets the rest in further transactions on
 // the same connection.
+//
+// A session kept open (KeepOpen) serves a run of mails on one connection:
+// after a mail it rests, the next mail starts with RSET, and a server that
+// refuses the RSET (421, its limit per connection) or hung up meanwhile gets
+// a new connection. New TLS connections offer the last session ticket, so
+// the server can resume instead of a full handshake. With PIPELINING the
+// commands up to DATA of such a mail go in one write.
 
 #include "mailinterface/MailAddress.h"
 #include "send/MimeBuilder.h"
@@ -82,6 +89,15 @@ class ESmtpTimeout : public EKalvex {
 class ESmtpCancelled : public EKalvex {
     using EKalvex::EKalvex;
 };
+// The line broke or could not be made.
+class ESmtpConnection : public EKalvex {
+    using EKalvex::EKalvex;
+};
+
+// Whether the same mail may succeed when tried again later: a 4xx reply, a
+// lost line, a silent server. Not when the end of the data went out and its
+// answer never came: the server may have taken the mail.
+bool IsTemporarySmtpFailure(const std::exception& error, bool endOfDataUnanswered);
 
 struct TSmtpEnvelope {
     TMailbox from;
@@ -93,7 +109,7 @@ class TSmtpSession : public QObject {
 
 public:
     enum class State { Idle, Connecting, Greeting, Ehlo, Helo, StartTls, TlsHandshake, EhloAgain, Auth, AuthCancel, MailFrom, RcptTo,
-                       Data, Body, DataEnd, Quit, Done };
+                       Data, Body, DataEnd, Quit, Done, Ready, Rset };
 
     // events and progress may be null; they must outlive the session.
     TSmtpSession(TSmtpSettings settings, ISmtpEvents* events, IProgressDisplay* progress);
@@ -101,6 +117,13 @@ public:
 
     // Runs the whole exchange; raises the failure as one of the classes above.
     void Run(const TSmtpEnvelope& envelope, std::vector<TMimeSegment> message);
+    // After a mail the connection rests for the next Run instead of QUIT.
+    void KeepOpen(bool on) { FKeepOpen = on; }
+    // Says QUIT on a resting connection and closes it.
+    void Close();
+    // The last Run failed after the end of its data went out, unanswered.
+    bool EndOfDataUnanswered() const { return FEndOfDataSent; }
+    int Connections() const { return FConnections; }
     State CurrentState() const { return FState; }
     const QByteArray& ChosenMechanism() const { return FMechanismName; }
 
@@ -108,6 +131,14 @@ private:
     using Reply = TSmtpReply;
 
     void connectSocket();
+    void useTlsSession();
+    void keepTlsSession();
+    void dropSocket();
+    void runLoop();
+    void finishRun();
+    bool restingEvent();
+    void rest();
+    void handleRset(const Reply& r);
     void onConnected();
     void onEncrypted();
     void onReadyRead();
@@ -135,6 +166,9 @@ private:
     void afterEhlo();
     void startAuthOrMail();
     bool refuseBeforeMail();
+    QString mailRefusal();
+    QByteArray mailFromCommand() const;
+    void startOnRestingConnection();
     void startAuth(TSaslMechanism* mechanism);
     void answerChallenge(const Reply& r);
     void cancelAuthOrFail();
@@ -172,6 +206,11 @@ private:
     int FTimeoutMs = 0;   // what the running timer was set to, for the message
     TSmtpReplyParser FParser;
     std::exception_ptr FError;
+    bool FKeepOpen = false;
+    bool FEndOfDataSent = false;   // the final "." went out and its reply has not come
+    int FConnections = 0;
+    QByteArray FTlsSession;        // the server's last session ticket
+    QList<QByteArray> FPipelined;  // commands sent ahead, not yet taken by the state machine
     bool FTlsFailureShown = false;
     TSmtpEnvelope FEnvelope;
     size_t FTransactionStart = 0;   // the first recipient of the running transaction

@@ -5,6 +5,7 @@
 #include "config/uConfig.h"
 #include "mailinterface/EMail.h"
 #include "send/MailingRun.h"
+#include "ui/PacingGroupBox.h"
 
 #include <QButtonGroup>
 #include <QCheckBox>
@@ -36,6 +37,7 @@ void TFormSetup::buildControls()
     layout->addWidget(buildHeader());
     layout->addWidget(buildVersandart());
     layout->addWidget(buildSmtpGroup());
+    layout->addWidget(gbPacing = new TPacingGroupBox(this));
     auto* buttons = new QDialogButtonBox(this);
     btOK = buttons->addButton(QString(), QDialogButtonBox::AcceptRole);
     btCancel = buttons->addButton(QString(), QDialogButtonBox::RejectRole);
@@ -198,6 +200,7 @@ void TFormSetup::rgVersandartClick()
 {
     const bool direct = IsDirectMode();
     setSmtpControlsEnabled(direct);
+    gbPacing->setEnabled(direct);   // only direct sending sends separately
     QPalette pal = gbSMTP->palette();
     pal.setColor(QPalette::WindowText, palette().color(direct ? QPalette::WindowText : QPalette::Dark));
     gbSMTP->setPalette(pal);

@@ -20,6 +20,7 @@ namespace kalvex {
 
 class TConfig;
 class TEMail;
+class TPacingGroupBox;
 struct TConnectionSettingsInput;
 
 // What the connection test hands to the sender.
@@ -71,6 +72,7 @@ public:
     QCheckBox* chkExtraUser;
     QLabel* lbPass;
     QGroupBox* gbSMTP;
+    TPacingGroupBox* gbPacing;   // the pace of separate runs, kept in config.ini
 
 protected:
     void showEvent(QShowEvent* event) override;

@@ -648,3 +648,34 @@ TEST_F(CliTest, StoreAndTranslationFailuresReachTheUser)
     EXPECT_EQ(r.code, 0) << r.err.toStdString();
     EXPECT_TRUE(r.err.contains("Der Datenbankhandler konnte nicht erstellt werden!")) << r.err.toStdString();
 }
+
+// The pace and the tries are settings of config; a separate send lists who
+// got the mail, writes those who did not to --failed-to, and --to-file
+// sends the same mail to just them.
+TEST_F(CliTest, ASeparateSendListsTheFailedAndSendsAgainToJustThem)
+{
+    SmtpServer server({"--tempfail", "RCPT=@2"}, "smtp_fault_server.py");
+    ASSERT_TRUE(server.Running());
+    Result r = run({"config", "--direct", "--host", "127.0.0.1", "--port", QString::number(server.Port()), "--encrypted",
+                    "nein", "--sender", "cli@example.org", "--tries", "1", "--per-minute", "600"});
+    ASSERT_EQ(r.code, 0) << r.err.toStdString();
+    EXPECT_TRUE(r.out.contains("Höchstens pro Minute: 600\nVersuche je E-Mail: 1\n")) << r.out.toStdString();
+    EXPECT_EQ(run({"config", "--tries", "0"}).code, 2);
+
+    const QString failed = dir.filePath("failed.txt");
+    r = run({"send", "--separate", "--to", "a@example.org", "--to", "b@example.org", "--to", "c@example.org",
+             "--subject", "Rundschreiben", "--body", "Text", "--failed-to", failed});
+    EXPECT_EQ(r.code, 1) << r.err.toStdString();
+    EXPECT_TRUE(r.out.contains("gesendet: a@example.org\ngesendet: c@example.org\nnicht gesendet: b@example.org (")) << r.out.toStdString();
+    EXPECT_TRUE(r.out.contains("2 von 3 E-Mails wurden gesendet. 1 Empfänger haben die E-Mail nicht erhalten.")) << r.out.toStdString();
+    EXPECT_EQ(readBytes(failed), "b@example.org\n");
+
+    r = run({"send", "--separate", "--to-file", failed, "--subject", "Rundschreiben", "--body", "Text", "--failed-to", failed});
+    EXPECT_EQ(r.code, 0) << r.err.toStdString();
+    EXPECT_EQ(readBytes(failed), "");   // everyone has it now
+    QStringList received;
+    for (int i = 1; i <= server.MailCount(); ++i)
+        received << server.Envelope(i).value(1);
+    EXPECT_EQ(received, QStringList({"a@example.org", "c@example.org", "b@example.org"}));
+    EXPECT_EQ(run({"send", "--to", "a@example.org", "--failed-to", failed}).code, 2);   // only with --separate
+}

@@ -82,6 +82,13 @@ public:
     // client's connections close (it writes "CLOSED" then).
     QStringList Transcript(int connections = 1) const
     {
+        QStringList lines = RawTranscript(connections);
+        lines.removeIf([](const QString& line) { return line.startsWith("CONNECT "); });
+        return lines;
+    }
+    // With a line "CONNECT tls=0|1 reused=0|1" where each connection began.
+    QStringList RawTranscript(int connections = 1) const
+    {
         QStringList lines;
         for (int i = 0; i < 100 && lines.count("CLOSED") < connections; ++i) {
             if (i > 0)

@@ -1,21 +1,31 @@
 #!/usr/bin/python3
 """A deliberately broken SMTP server for the faults aiosmtpd cannot produce:
 endless replies, endless AUTH challenges, 452 after a number of recipients,
-STARTTLS without a handshake, chosen refusals at any step, a SIZE limit.
+STARTTLS without a handshake, chosen refusals at any step, a SIZE limit,
+temporary refusals for the first tries, a line dropped at a chosen step, a
+421 after a number of mails on one connection; plain or implicit TLS.
 Plain asyncio sockets. Prints READY <port> when it listens.
 
 Every command line it receives goes to <maildir>/transcript.txt (AUTH
 responses included, message lines not), and "CLOSED" when the client has
 gone. Each accepted message is written with dot-stuffing undone to
 mailNNNN.eml, its envelope to mailNNNN.eml.rcpt and the MAIL FROM line to
-mailNNNN.eml.mail."""
+mailNNNN.eml.mail. Each connection starts with a line "CONNECT tls=0|1
+reused=0|1" (reused: the TLS session was resumed)."""
 import argparse
 import asyncio
 import base64
 import os
+import ssl
 
 args = None
 count = 0
+seen = {}   # step -> how often it was reached, over all connections
+
+
+def reached(step):
+    seen[step] = seen.get(step, 0) + 1
+    return seen[step]
 
 
 def record(text):
@@ -36,6 +46,12 @@ def save(data, mail_line, mail_from, rcpts):
     os.rename(name + ".tmp", name)
 
 
+def tempfails(step, n):
+    """--tempfail STEP=N: the first N times; STEP=@N: the N-th time only."""
+    rule = args.tempfail.get(step, "0")
+    return n == int(rule[1:]) if rule.startswith("@") else n <= int(rule)
+
+
 def address_of(line):
     text = line.decode("utf-8", "replace")
     return text[text.find("<") + 1:text.find(">")]
@@ -49,6 +65,7 @@ class Session:
         self.mail_from = ""
         self.rcpts = []
         self.rcpt_count = 0
+        self.mails = 0   # accepted on this connection
 
     async def send(self, line):
         self.writer.write(line.encode("utf-8") + b"\r\n")
@@ -56,6 +73,19 @@ class Session:
 
     async def reply(self, step, default):
         await self.send(args.reply.get(step, default))
+
+    async def fault_at(self, step):
+        """True when a temporary refusal was sent instead; drops the line
+        when told to (the n-th time the step is reached, over all
+        connections)."""
+        n = reached(step)
+        if args.drop.get(step) == n:
+            record("DROP " + step)
+            raise ConnectionResetError()
+        if tempfails(step, n):
+            await self.send("451 4.3.0 Temporary failure, try again later")
+            return True
+        return False
 
     async def readline(self):
         line = await self.reader.readline()
@@ -87,6 +117,8 @@ class Session:
             lines.append("SIZE %d" % args.size)
         if args.smtputf8:
             lines.append("SMTPUTF8")
+        if args.pipelining:
+            lines.append("PIPELINING")
         for line in lines[:-1]:
             self.writer.write(("250-" + line + "\r\n").encode())
         await self.send("250 " + lines[-1])
@@ -132,6 +164,10 @@ class Session:
         await self.reply("AUTH", "235 2.7.0 Authentication successful")
 
     async def rcpt(self, line):
+        if address_of(line) in args.refuse:
+            return await self.send("550 5.1.1 No such user")
+        if await self.fault_at("RCPT"):
+            return
         self.rcpt_count += 1
         if args.rcpt_limit and self.rcpt_count >= args.rcpt_limit:
             return await self.send("452 4.5.3 Too many recipients")
@@ -143,6 +179,8 @@ class Session:
     async def data(self):
         if "DATA" in args.reply:
             return await self.reply("DATA", "")
+        if await self.fault_at("DATA"):
+            return
         await self.send("354 go ahead")
         data = bytearray()
         while True:
@@ -153,11 +191,18 @@ class Session:
                 break
             data += line[1:] if line.startswith(b".") else line
         record("DATA-END %d" % len(data))
+        if args.drop.get("END") == reached("END"):
+            save(bytes(data), self.mail_line, self.mail_from, self.rcpts)   # taken, but the client never hears so
+            record("DROP END")
+            raise ConnectionResetError()
+        if tempfails("END", seen["END"]):
+            return await self.send("451 4.3.0 Temporary failure, try again later")
         if args.size > 0 and len(data) > args.size:
             return await self.send("552 5.3.4 Message size exceeds fixed limit")
         if "END" in args.reply:
             return await self.reply("END", "")
         save(bytes(data), self.mail_line, self.mail_from, self.rcpts)
+        self.mails += 1
         await self.send("250 Message accepted")
 
     async def mail(self, line):
@@ -165,10 +210,15 @@ class Session:
         self.mail_from = address_of(line)
         self.rcpts = []
         self.rcpt_count = 0
+        if await self.fault_at("MAIL"):
+            return
         await self.reply("MAIL", "250 OK")
 
     async def command(self, line):
         verb = line.split(b" ", 1)[0].split(b":", 1)[0].upper()
+        if args.limit and self.mails >= args.limit and verb != b"QUIT":
+            await self.send("421 4.7.0 Too many messages on this connection, closing")
+            return False
         if verb == b"EHLO":
             await self.ehlo()
         elif verb == b"STARTTLS":
@@ -193,6 +243,8 @@ class Session:
         return True
 
     async def run(self):
+        tls = self.writer.get_extra_info("ssl_object")
+        record("CONNECT tls=%d reused=%d" % (tls is not None, tls is not None and tls.session_reused))
         await self.reply("GREETING", "220 fault.test ready")
         while await self.command(await self.readline()):
             pass
@@ -209,7 +261,11 @@ async def client(reader, writer):
 
 
 async def serve():
-    server = await asyncio.start_server(client, "127.0.0.1", args.port, limit=1 << 20)
+    context = None
+    if args.tls == "implicit":
+        context = ssl.create_default_context(ssl.Purpose.CLIENT_AUTH)
+        context.load_cert_chain(args.cert, args.key)
+    server = await asyncio.start_server(client, "127.0.0.1", args.port, limit=1 << 20, ssl=context)
     print("READY %d" % server.sockets[0].getsockname()[1], flush=True)
     async with server:
         await server.serve_forever()
@@ -220,7 +276,8 @@ def main():
     p = argparse.ArgumentParser()
     p.add_argument("--port", type=int, default=0)
     p.add_argument("--maildir", default=".")
-    p.add_argument("--cert", default="")   # given to every test server; no TLS here
+    p.add_argument("--cert", default="")   # given to every test server
+    p.add_argument("--tls", default="none", choices=["none", "implicit"])
     p.add_argument("--key", default="")
     p.add_argument("--fault", default="none",
                    choices=["none", "endless-multiline", "endless-line", "endless-334", "starttls-stall"])
@@ -233,10 +290,19 @@ def main():
     p.add_argument("--user", default="kalvex")
     p.add_argument("--password", default="geheim")
     p.add_argument("--size", type=int, default=-1, help="SIZE announced and enforced; -1 none")
+    p.add_argument("--tempfail", action="append", default=[],
+                   help="STEP=N: 451 the first N times STEP is reached, STEP=@N the N-th time; MAIL RCPT DATA END")
+    p.add_argument("--drop", action="append", default=[],
+                   help="STEP=N: close the line the N-th time STEP is reached (END: after taking the mail)")
+    p.add_argument("--limit", type=int, default=0, help="421 and close after this many mails on one connection")
+    p.add_argument("--refuse", action="append", default=[], help="recipient refused with 550")
     p.add_argument("--starttls", action="store_true")
     p.add_argument("--smtputf8", action="store_true")
+    p.add_argument("--pipelining", action="store_true", help="announce PIPELINING (commands are read in order anyway)")
     args = p.parse_args()
     args.reply = dict(r.split("=", 1) for r in args.reply)
+    args.tempfail = dict(t.split("=", 1) for t in args.tempfail)
+    args.drop = {k: int(v) for k, v in (t.split("=", 1) for t in args.drop)}
     try:
         asyncio.run(serve())
     except KeyboardInterrupt:

@@ -68,6 +68,16 @@ class Handler:
         return "250 Message accepted"
 
 
+class PipeliningHandler(Handler):
+    """Announces PIPELINING, as the large providers do. aiosmtpd reads one
+    command after the other from the stream, so it takes pipelined commands
+    as they come; it only never says so."""
+
+    async def handle_EHLO(self, server, session, envelope, hostname, responses):
+        session.host_name = hostname
+        return responses[:-1] + ["250-PIPELINING", responses[-1]]
+
+
 def tls_context():
     ctx = ssl.create_default_context(ssl.Purpose.CLIENT_AUTH)
     ctx.load_cert_chain(args.cert, args.key)
@@ -126,6 +136,7 @@ def main():
     p.add_argument("--fail-at", default="", choices=["", "MAIL", "RCPT", "END"])
     p.add_argument("--fail-reply", default="550 refused")
     p.add_argument("--smtputf8", action="store_true", help="announce SMTPUTF8")
+    p.add_argument("--pipelining", action="store_true", help="announce PIPELINING")
     args = p.parse_args()
 
     if args.mode != "aiosmtpd":
@@ -150,7 +161,7 @@ def main():
         kwargs["require_starttls"] = True
     elif args.tls == "implicit":
         kwargs["ssl_context"] = tls_context()
-    controller = Controller(Handler(), **kwargs)
+    controller = Controller(PipeliningHandler() if args.pipelining else Handler(), **kwargs)
     controller.start()
     print("READY %d" % port, flush=True)
     try:
