@@ -27,13 +27,6 @@ QString refusal(const QUrl& url)
 
 }  // namespace
 
-QLocale InterfaceLocale()
-{
-    const TLang* lang = TLang::Instance();
-    const bool english = lang && lang->GetCurrentLangCode() == 1033;
-    return english ? QLocale(QLocale::English, QLocale::UnitedKingdom) : QLocale(QLocale::German, QLocale::Germany);
-}
-
 QString FormatAttachmentSize(qint64 bytes, const QLocale& locale)
 {
     if (bytes < MB)

@@ -3,6 +3,7 @@
 // language's number format, the total, the warning for large mails, and
 // which dropped URLs can be attached.
 
+#include "config/InterfaceLocale.h"
 #include "send/ComposeModel.h"
 
 #include <QList>
@@ -17,8 +18,6 @@ namespace kalvex {
 // Many providers refuse mails whose attachments exceed this.
 constexpr qint64 LargeMailBytes = 20LL * 1024 * 1024;
 
-// German or English number format, as the interface speaks.
-QLocale InterfaceLocale();
 // "n KB" below 1 MB (at least 1 KB), "x,xx MB" from 1 MB.
 QString FormatAttachmentSize(qint64 bytes, const QLocale& locale);
 qint64 AttachmentBytes(const TComposeAttachment& attachment);
