@@ -7,6 +7,7 @@
 #include "config/uConfig.h"
 #include "mailinterface/EMail.h"
 #include "send/MimeBuilder.h"
+#include "send/oauth/OAuthTokenProvider.h"
 
 #include <QFileInfo>
 
@@ -119,7 +120,10 @@ bool TEMailVersand::SendMail(TEMail& mail)
 void TEMailVersand::send(const TMimeMessage& message)
 {
     const TSmtpEnvelope envelope{message.from, envelopeRecipients(message)};
+    if (FTokens)
+        FTokens->EnsureFresh();   // a sign-in may be needed: before the server waits for us
     TSmtpSession session(FSettings, FEvents.get(), FProgress);
+    session.SetTokenProvider(FTokens);
     struct ProgressEnd {
         IProgressDisplay* p;
         ~ProgressEnd() { if (p) p->End(); }

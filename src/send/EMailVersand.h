@@ -13,6 +13,7 @@ namespace kalvex {
 class IUserMessages;
 class IProgressDisplay;
 class TEMail;
+class TOAuthTokenProvider;
 
 class TKeinEmpfaengerException : public EKalvex {
 public:
@@ -54,6 +55,9 @@ public:
     // Time-outs and certificate checking; Setup fills the rest.
     TSmtpSettings& Settings() { return FSettings; }
     const QByteArray& LastMechanism() const { return FLastMechanism; }
+    // An OAuth account signs in with a token instead of the password; the
+    // provider must outlive the object.
+    void SetTokenProvider(TOAuthTokenProvider* tokens) { FTokens = tokens; }
 
 private:
     void validate(const TEMail& mail) const;
@@ -62,6 +66,7 @@ private:
     TSmtpSettings FSettings;
     std::unique_ptr<TSmtpEventMessages> FEvents;
     IProgressDisplay* FProgress;
+    TOAuthTokenProvider* FTokens = nullptr;
     QByteArray FLastMechanism;
 };
 

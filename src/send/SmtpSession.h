@@ -26,6 +26,7 @@ class QEventLoop;
 
 namespace kalvex {
 
+class IAccessTokenProvider;
 class IProgressDisplay;
 class TSaslMechanism;
 
@@ -76,6 +77,10 @@ class ESmtpNoCommonSasl : public EKalvex {
 class ESmtpTls : public EKalvex {
     using EKalvex::EKalvex;
 };
+// The server refused the OAuth token, also after one refresh.
+class ESmtpOAuthRefused : public EKalvex {
+    using EKalvex::EKalvex;
+};
 class ESmtpTimeout : public EKalvex {
     using EKalvex::EKalvex;
 };
@@ -92,13 +97,16 @@ class TSmtpSession : public QObject {
     Q_OBJECT
 
 public:
-    enum class State { Idle, Connecting, Greeting, Ehlo, Helo, StartTls, TlsHandshake, EhloAgain, Auth, AuthCancel, MailFrom, RcptTo,
+    enum class State { Idle, Connecting, Greeting, Ehlo, Helo, StartTls, TlsHandshake, EhloAgain, Auth, AuthCancel, AuthToken, MailFrom, RcptTo,
                        Data, Body, DataEnd, Quit, Done };
 
     // events and progress may be null; they must outlive the session.
     TSmtpSession(TSmtpSettings settings, ISmtpEvents* events, IProgressDisplay* progress);
     ~TSmtpSession() override;
 
+    // With a token provider the session signs in with OAUTHBEARER or
+    // XOAUTH2 instead of a password; it must outlive the session.
+    void SetTokenProvider(IAccessTokenProvider* tokens) { FTokens = tokens; }
     // Runs the whole exchange; raises the failure as one of the classes above.
     void Run(const TSmtpEnvelope& envelope, std::vector<TMimeSegment> message);
     State CurrentState() const { return FState; }
@@ -139,6 +147,9 @@ private:
     void answerChallenge(const Reply& r);
     void cancelAuthOrFail();
     void handleAuthCancel(const Reply& r);
+    void startOAuth();
+    void handleOAuthRefusal(const Reply& r);
+    void refreshToken();
     void sendMailFrom();
     QByteArray envelopeAddress(const TMailbox& mailbox) const;
     void sendNextRecipient();
@@ -184,6 +195,8 @@ private:
     TSaslMechanism* FMechanism = nullptr;
     QByteArray FMechanismName;
     int FAuthSteps = 0;                // challenges answered for the running mechanism
+    IAccessTokenProvider* FTokens = nullptr;
+    bool FTokenRefreshed = false;      // a refused token is refreshed once, not again and again
     qint64 FMessageSize = 0;           // octets of the message as SIZE counts them
     // The body as it streams out.
     std::vector<TMimeSegment> FMessage;
