@@ -133,7 +133,7 @@ int RunOAuth(const QStringList& args, const TGlobalOptions& options)
 
 std::shared_ptr<TOAuthTokenProvider> ConsoleTokenProvider(const TConfig& config)
 {
-    return OAuthProviderFor(config.ConfigIniFileName(), CommandLineSignInRequired);
+    return OAuthProviderFor(config.ConfigIniFileName(), [](const TOAuthSettings&) { return CommandLineSignInRequired; });
 }
 
 }  // namespace kalvex::cli

@@ -4,9 +4,11 @@
 // after OK, validates and stores them.
 
 #include "config/UserMessages.h"
+#include "send/oauth/OAuthSettings.h"
 
 #include <QDialog>
 #include <functional>
+#include <optional>
 
 class QButtonGroup;
 class QCheckBox;
@@ -20,6 +22,7 @@ namespace kalvex {
 
 class TConfig;
 class TEMail;
+class TOAuthGroup;
 struct TConnectionSettingsInput;
 
 // What the connection test hands to the sender.
@@ -29,6 +32,7 @@ struct TSmtpTestRequest {
     bool encrypted = false;
     uint16_t port = 0;
     QString password;
+    std::optional<TOAuthSettings> oauth;   // sign in with a token instead of the password
 };
 
 // Sends the test mail; raises on failure. The dialog owns neither.
@@ -71,6 +75,7 @@ public:
     QCheckBox* chkExtraUser;
     QLabel* lbPass;
     QGroupBox* gbSMTP;
+    TOAuthGroup* gbOAuth;
 
 protected:
     void showEvent(QShowEvent* event) override;

@@ -71,7 +71,7 @@ private:
         q.addQueryItem(QStringLiteral("response_type"), QStringLiteral("code"));
         q.addQueryItem(QStringLiteral("client_id"), FSettings.clientId);
         q.addQueryItem(QStringLiteral("redirect_uri"), redirectUri());
-        q.addQueryItem(QStringLiteral("scope"), FSettings.EffectiveScopes());
+        AddScope(q, FSettings);
         q.addQueryItem(QStringLiteral("state"), FState);
         q.addQueryItem(QStringLiteral("code_challenge"), CodeChallengeS256(FVerifier));
         q.addQueryItem(QStringLiteral("code_challenge_method"), QStringLiteral("S256"));
@@ -178,7 +178,7 @@ public:
     TOAuthTokens Run(const TDevicePrompt& prompt)
     {
         QUrlQuery form = ClientForm(FSettings);
-        form.addQueryItem(QStringLiteral("scope"), FSettings.EffectiveScopes());
+        AddScope(form, FSettings);
         PostOAuthForm(FNetwork, FSettings.DeviceEndpoint(), form, [this, prompt](const QJsonObject& a, std::exception_ptr e) {
             e ? finishWith(e) : started(a, prompt);
         });

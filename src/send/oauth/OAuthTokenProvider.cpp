@@ -1,12 +1,21 @@
 #include "send/oauth/OAuthTokenProvider.h"
 
 #include "config/LanguageUnit.h"
+#include "config/UserMessages.h"
 
 namespace kalvex {
 
 TOAuthTokenProvider::TOAuthTokenProvider(TOAuthSettings settings, TTokenStore store, TSignInHandler signIn)
     : FSettings(std::move(settings)), FStore(std::move(store)), FSignIn(std::move(signIn))
 {
+}
+
+// The secret store is asked only when a mail is about to go out.
+void TOAuthTokenProvider::loadStored()
+{
+    if (FLoaded)
+        return;
+    FLoaded = true;
     const TStoredSignIn stored = FStore.Load();
     FTokens.refreshToken = stored.refreshToken;
     FTokens.user = stored.user;
@@ -25,6 +34,7 @@ void TOAuthTokenProvider::EnsureFresh()
         throw EKalvex(missing);
     if (fresh())
         return;
+    loadStored();
     try {
         if (FTokens.refreshToken.isEmpty())
             throw EOAuthSignInRequired(Tx(3522, "Sie sind für den Versand mit OAuth 2.0 noch nicht angemeldet."));
@@ -62,6 +72,7 @@ void TOAuthTokenProvider::Refresh(std::function<void(std::exception_ptr)> done)
 // time; the old one may stop working, so the new one is kept at once.
 void TOAuthTokenProvider::Take(const TOAuthTokens& tokens)
 {
+    loadStored();
     const bool newRefresh = tokens.refreshToken != FTokens.refreshToken;
     const QString user = tokens.user.isEmpty() ? FTokens.user : tokens.user;
     FTokens = tokens;
@@ -71,12 +82,24 @@ void TOAuthTokenProvider::Take(const TOAuthTokens& tokens)
     FStoredUser = user;
 }
 
-std::shared_ptr<TOAuthTokenProvider> OAuthProviderFor(const QString& configIni, TSignInHandler signIn)
+std::shared_ptr<TOAuthTokenProvider> OAuthProviderFor(const QString& configIni, const TSignInFactory& signInFor)
 {
     TOAuthSettings settings = LoadOAuthSettings(configIni);
     if (!settings.enabled)
         return nullptr;
+    TSignInHandler signIn = signInFor(settings);
     return std::make_shared<TOAuthTokenProvider>(std::move(settings), TTokenStore(configIni), std::move(signIn));
+}
+
+TSignInHandler InteractiveSignIn(IUserMessages& messages, const TOAuthSettings& settings, TBrowserOpener open)
+{
+    return [&messages, settings, open] {
+        if (!messages.AskYesNo(Tx(3546, "Die Anmeldung bei %1 ist abgelaufen oder wurde widerrufen. Jetzt im Browser neu "
+                                        "anmelden?").arg(ProviderDisplayName(settings.provider))))
+            throw EOAuthSignInRequired(Tx(3507, "Die Anmeldung bei Ihrem E-Mail-Anbieter ist abgelaufen oder wurde "
+                                                "widerrufen. Bitte melden Sie sich neu an."));
+        return SignInWithBrowser(settings, open);
+    };
 }
 
 TOAuthTokens CommandLineSignInRequired()

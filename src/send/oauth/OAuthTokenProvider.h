@@ -5,6 +5,7 @@
 // (the window asks and opens the browser; the command line says what to run).
 
 #include "send/SaslOAuth.h"
+#include "send/oauth/OAuthSignIn.h"
 #include "send/oauth/OAuthTokens.h"
 #include "send/oauth/TokenStore.h"
 
@@ -12,6 +13,8 @@
 #include <functional>
 
 namespace kalvex {
+
+class IUserMessages;
 
 // A new sign-in; raises (EOAuthSignInRequired) when it cannot happen here.
 using TSignInHandler = std::function<TOAuthTokens()>;
@@ -34,6 +37,7 @@ public:
 
 private:
     bool fresh() const;
+    void loadStored();
     void refreshNow();
 
     TOAuthSettings FSettings;
@@ -41,12 +45,17 @@ private:
     TSignInHandler FSignIn;
     TOAuthTokens FTokens;
     QString FStoredUser;
+    bool FLoaded = false;
     QNetworkAccessManager FNetwork;
 };
 
 // The provider for the account of config.ini when it signs in with OAuth;
-// null for a password account.
-std::shared_ptr<TOAuthTokenProvider> OAuthProviderFor(const QString& configIni, TSignInHandler signIn);
+// null for a password account. signInFor makes the sign-in for its settings.
+using TSignInFactory = std::function<TSignInHandler(const TOAuthSettings&)>;
+std::shared_ptr<TOAuthTokenProvider> OAuthProviderFor(const QString& configIni, const TSignInFactory& signInFor);
+
+// The window's answer to a revoked sign-in: asks, then signs in with the browser.
+TSignInHandler InteractiveSignIn(IUserMessages& messages, const TOAuthSettings& settings, TBrowserOpener open);
 
 // The command line's answer to a revoked sign-in.
 TOAuthTokens CommandLineSignInRequired();

@@ -96,13 +96,19 @@ QUrlQuery ClientForm(const TOAuthSettings& s)
     return form;
 }
 
+void AddScope(QUrlQuery& query, const TOAuthSettings& settings)
+{
+    if (!settings.EffectiveScopes().isEmpty())
+        query.addQueryItem(QStringLiteral("scope"), settings.EffectiveScopes());
+}
+
 void RefreshOAuthTokens(QNetworkAccessManager& network, const TOAuthSettings& s, const QString& refreshToken,
                         std::function<void(const TOAuthTokens&, std::exception_ptr)> done)
 {
     QUrlQuery form = ClientForm(s);
     form.addQueryItem(QStringLiteral("grant_type"), QStringLiteral("refresh_token"));
     form.addQueryItem(QStringLiteral("refresh_token"), refreshToken);
-    form.addQueryItem(QStringLiteral("scope"), s.EffectiveScopes());
+    AddScope(form, s);
     PostOAuthForm(network, s.TokenEndpoint(), form, [refreshToken, done](const QJsonObject& answer, std::exception_ptr error) {
         done(error ? TOAuthTokens{} : TokensFromResponse(answer, refreshToken), error);
     });

@@ -45,6 +45,10 @@ void PostOAuthForm(QNetworkAccessManager& network, const QString& url, QUrlQuery
 // The form parameters every token request of this client carries.
 QUrlQuery ClientForm(const TOAuthSettings& settings);
 
+// The scope parameter, left out when no scopes are set (a bare "scope" is
+// a malformed request).
+void AddScope(QUrlQuery& query, const TOAuthSettings& settings);
+
 // Trades the refresh token for new tokens.
 void RefreshOAuthTokens(QNetworkAccessManager& network, const TOAuthSettings& settings, const QString& refreshToken,
                         std::function<void(const TOAuthTokens&, std::exception_ptr)> done);
