@@ -2,6 +2,7 @@
 
 #include "config/IniPlus.h"
 #include "config/LogFileUnit.h"
+#include "config/UserMessages.h"
 #include "mailinterface/EMail.h"
 #include "send/EMailVersand.h"
 #include "send/oauth/OAuthTokenProvider.h"
@@ -255,12 +256,28 @@ TEST_F(OAuthTest, RevokedGrantLeadsToANewSignIn)
     EXPECT_EQ(FSignIns, 2);
     EXPECT_EQ(oauth.Count("invalid_grant"), 1);
 
+    // The window asks first; "Nein" sends nothing, "Ja" opens the browser.
+    oauth.RevokeRefreshTokens();
+    TRecordingMessages messages;
+    messages.QueueAnswer(false);
+    messages.QueueAnswer(true);
+    TOAuthTokenProvider window(oauth.Settings(), TTokenStore(ConfigIni(), false),
+                               InteractiveSignIn(messages, oauth.Settings(), browser.Opener()));
+    const SendResult declined = sendWith(window, smtp);
+    EXPECT_FALSE(declined.ok);
+    EXPECT_TRUE(declined.message.contains("neu an")) << declined.message.toStdString();
+    const SendResult accepted = sendWith(window, smtp);
+    EXPECT_TRUE(accepted.ok) << accepted.message.toStdString();
+    ASSERT_EQ(messages.Texts(TRecordingMessages::Kind::Question).size(), 2);
+    EXPECT_TRUE(messages.Texts(TRecordingMessages::Kind::Question)[0].contains("Jetzt im Browser neu anmelden?"));
+    EXPECT_EQ(smtp.MailCount(), 3);
+
     oauth.RevokeRefreshTokens();
     TOAuthTokenProvider console(oauth.Settings(), TTokenStore(ConfigIni(), false), CommandLineSignInRequired);
     const SendResult refused = sendWith(console, smtp);
     EXPECT_FALSE(refused.ok);
     EXPECT_TRUE(refused.message.contains("kalvex oauth login")) << refused.message.toStdString();
-    EXPECT_EQ(smtp.MailCount(), 2);
+    EXPECT_EQ(smtp.MailCount(), 3);
 }
 
 // Without a secret store the refresh token stands in config.ini, encoded
