@@ -370,10 +370,10 @@ void fillModel(const QCommandLineParser& p, TComposeModel& model)
 TMailingRunDeps consoleRunDeps(IUserMessages& messages)
 {
     TMailingRunDeps deps;
-    auto tokens = ConsoleTokenProvider(*TConfig::Instance());   // one for all mails of the run
-    deps.newSmtpSender = [&messages, tokens]() -> std::unique_ptr<ISmtpSender> {
+    auto account = ConsoleOAuthAccount(*TConfig::Instance());   // one token for all mails of the run
+    deps.newSmtpSender = [&messages, account]() -> std::unique_ptr<ISmtpSender> {
         auto sender = std::make_unique<TEMailVersand>(&messages);
-        sender->SetTokenProvider(tokens.get());
+        sender->SetTokenProvider(account->Current());
         return sender;
     };
     deps.newMailClient = [&messages]() -> std::unique_ptr<IMailClientHandOver> { return std::make_unique<TGenHelp>(&messages); };
@@ -544,9 +544,9 @@ int runTestConnection(const QStringList& args, const TGlobalOptions& options)
     mail.FVon = c.FUser;
     mail.FAn = {c.FUser};
     try {
-        const auto tokens = ConsoleTokenProvider(c);
+        const auto account = ConsoleOAuthAccount(c);
         TEMailVersand sender(&messages);
-        sender.SetTokenProvider(tokens.get());
+        sender.SetTokenProvider(account->Current());
         sender.Setup(c.FHost, c.FUser, c.FVerbindungVerschluesselt, c.FPort, c.FPass);
         sender.SendMail(mail);
     } catch (const EKalvex& e) {

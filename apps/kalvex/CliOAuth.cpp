@@ -131,9 +131,10 @@ int RunOAuth(const QStringList& args, const TGlobalOptions& options)
     return action.first() == QLatin1String("status") ? status(config) : logout(config);
 }
 
-std::shared_ptr<TOAuthTokenProvider> ConsoleTokenProvider(const TConfig& config)
+std::shared_ptr<TOAuthAccount> ConsoleOAuthAccount(const TConfig& config)
 {
-    return OAuthProviderFor(config.ConfigIniFileName(), [](const TOAuthSettings&) { return CommandLineSignInRequired; });
+    return std::make_shared<TOAuthAccount>(config.ConfigIniFileName(),
+                                           [](const TOAuthSettings&) { return CommandLineSignInRequired; });
 }
 
 }  // namespace kalvex::cli

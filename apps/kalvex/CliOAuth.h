@@ -7,7 +7,7 @@
 #include <memory>
 
 namespace kalvex {
-class TOAuthTokenProvider;
+class TOAuthAccount;
 class TConfig;
 }
 
@@ -15,8 +15,8 @@ namespace kalvex::cli {
 
 int RunOAuth(const QStringList& args, const TGlobalOptions& options);
 
-// The account's token provider when it signs in with OAuth, else null. A
-// revoked sign-in ends with the advice to run 'kalvex oauth login'.
-std::shared_ptr<TOAuthTokenProvider> ConsoleTokenProvider(const TConfig& config);
+// The account's tokens when it signs in with OAuth. A revoked sign-in ends
+// with the advice to run 'kalvex oauth login'.
+std::shared_ptr<TOAuthAccount> ConsoleOAuthAccount(const TConfig& config);
 
 }  // namespace kalvex::cli

@@ -38,10 +38,10 @@ TSignInFactory windowSignIn(IUserMessages& messages)
 TMailingRunDeps makeRunDeps(IUserMessages& messages, IProgressDisplay& progress)
 {
     TMailingRunDeps deps;
-    auto tokens = OAuthProviderFor(TConfig::Ensure().ConfigIniFileName(), windowSignIn(messages));
-    deps.newSmtpSender = [&messages, &progress, tokens]() -> std::unique_ptr<ISmtpSender> {
+    auto account = std::make_shared<TOAuthAccount>(TConfig::Ensure().ConfigIniFileName(), windowSignIn(messages));
+    deps.newSmtpSender = [&messages, &progress, account]() -> std::unique_ptr<ISmtpSender> {
         auto sender = std::make_unique<TEMailVersand>(&messages, &progress);
-        sender->SetTokenProvider(tokens.get());
+        sender->SetTokenProvider(account->Current());
         return sender;
     };
     deps.newMailClient = [&messages]() -> std::unique_ptr<IMailClientHandOver> {

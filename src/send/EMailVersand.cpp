@@ -60,6 +60,8 @@ QString SmtpFailureMessage(const std::exception& error)
     if (const auto* reply = dynamic_cast<const ESmtpReply*>(&error))
         return Tx(1020, "Der SMTP-Server antwortet nicht. Bitte überprüfen Sie die Verbindungseinstellungen.")
              + QLatin1Char(' ') + Tx(2603, "Antwort des Servers: %1").arg(reply->message());
+    if (const auto* oauth = dynamic_cast<const ESmtpOAuthRefused*>(&error))
+        return OAuthRefusalText(oauth->Refusal(), oauth->message());
     if (dynamic_cast<const ESmtpNoCommonSasl*>(&error))
         return Tx(1021, "Authentifizierung über SASL wird von Ihrem E-Mail-Provider offenbar nicht unterstützt.");
     if (dynamic_cast<const ESmtpTls*>(&error))

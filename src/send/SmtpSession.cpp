@@ -525,7 +525,7 @@ void TSmtpSession::handleOAuthRefusal(const Reply& r)
         return refreshToken();
     }
     const auto* mechanism = static_cast<const TOAuthMechanism*>(FMechanism);
-    failWith<ESmtpOAuthRefused>(OAuthRefusalText(mechanism->Refusal(), r.Sanitized()));
+    fail(std::make_exception_ptr(ESmtpOAuthRefused(r, mechanism->Refusal())));
 }
 
 // The server waits at the command boundary while the token endpoint answers.

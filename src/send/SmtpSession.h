@@ -8,6 +8,7 @@
 
 #include "mailinterface/MailAddress.h"
 #include "send/MimeBuilder.h"
+#include "send/SaslOAuth.h"
 #include "send/SmtpReply.h"
 
 #include "config/KalvexError.h"
@@ -77,9 +78,16 @@ class ESmtpNoCommonSasl : public EKalvex {
 class ESmtpTls : public EKalvex {
     using EKalvex::EKalvex;
 };
-// The server refused the OAuth token, also after one refresh.
+// The server refused the OAuth token, also after one refresh; the message
+// is the server's reply, the challenge says why.
 class ESmtpOAuthRefused : public EKalvex {
-    using EKalvex::EKalvex;
+public:
+    ESmtpOAuthRefused(const TSmtpReply& reply, std::optional<TOAuthChallenge> refusal)
+        : EKalvex(reply.Sanitized()), FRefusal(std::move(refusal)) {}
+    const std::optional<TOAuthChallenge>& Refusal() const { return FRefusal; }
+
+private:
+    std::optional<TOAuthChallenge> FRefusal;
 };
 class ESmtpTimeout : public EKalvex {
     using EKalvex::EKalvex;

@@ -91,6 +91,7 @@ TEST(OAuthPkce, ChallengeIsTheS256OfTheVerifier)
 
 TEST(OAuthSettingsFile, PresetsAndOwnEndpointsSurviveTheFile)
 {
+    App();
     QTemporaryDir dir;
     const QString ini = dir.filePath("config.ini");
     TOAuthSettings ms;
@@ -118,6 +119,21 @@ TEST(OAuthSettingsFile, PresetsAndOwnEndpointsSurviveTheFile)
     EXPECT_FALSE(custom.Incomplete().isEmpty());   // no endpoints of its own yet
     custom.clientId.clear();
     EXPECT_TRUE(custom.Incomplete().contains("Client-ID"));
+
+    // The account follows the file: a password account has no provider, a
+    // provider is kept while the settings stay and replaced when they change.
+    TOAuthAccount account(ini, [](const TOAuthSettings&) { return CommandLineSignInRequired; });
+    EXPECT_EQ(account.Current(), nullptr);
+    google.enabled = true;
+    SaveOAuthSettings(ini, google);
+    TOAuthTokenProvider* first = account.Current();
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(account.Current(), first);
+    google.clientId = "other";
+    SaveOAuthSettings(ini, google);
+    TOAuthTokenProvider* second = account.Current();
+    EXPECT_NE(second, nullptr);
+    EXPECT_NE(second, first);
 }
 
 // Both sign-ins against a real authorization server: the code flow with

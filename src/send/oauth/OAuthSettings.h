@@ -27,6 +27,7 @@ struct TOAuthSettings {
     QString EffectiveScopes() const;
     // Client ID and endpoints are there; else the German reason.
     QString Incomplete() const;
+    bool operator==(const TOAuthSettings&) const = default;
 };
 
 QString ProviderKey(TOAuthProvider provider);   // "Microsoft", "Google", "Custom"

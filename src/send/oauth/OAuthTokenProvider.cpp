@@ -82,13 +82,17 @@ void TOAuthTokenProvider::Take(const TOAuthTokens& tokens)
     FStoredUser = user;
 }
 
-std::shared_ptr<TOAuthTokenProvider> OAuthProviderFor(const QString& configIni, const TSignInFactory& signInFor)
+TOAuthTokenProvider* TOAuthAccount::Current()
 {
-    TOAuthSettings settings = LoadOAuthSettings(configIni);
-    if (!settings.enabled)
+    const TOAuthSettings settings = LoadOAuthSettings(FConfigIni);
+    if (!settings.enabled) {
+        FProvider.reset();
         return nullptr;
-    TSignInHandler signIn = signInFor(settings);
-    return std::make_shared<TOAuthTokenProvider>(std::move(settings), TTokenStore(configIni), std::move(signIn));
+    }
+    if (!FProvider || !(settings == FSettings))
+        FProvider = std::make_unique<TOAuthTokenProvider>(settings, TTokenStore(FConfigIni), FSignInFor(settings));
+    FSettings = settings;
+    return FProvider.get();
 }
 
 TSignInHandler InteractiveSignIn(IUserMessages& messages, const TOAuthSettings& settings, TBrowserOpener open)

@@ -49,10 +49,25 @@ private:
     QNetworkAccessManager FNetwork;
 };
 
-// The provider for the account of config.ini when it signs in with OAuth;
-// null for a password account. signInFor makes the sign-in for its settings.
+// Makes the sign-in for the given settings.
 using TSignInFactory = std::function<TSignInHandler(const TOAuthSettings&)>;
-std::shared_ptr<TOAuthTokenProvider> OAuthProviderFor(const QString& configIni, const TSignInFactory& signInFor);
+
+// The account of config.ini as it stands when a mail goes out: the settings
+// may change while a window is open (the settings dialog). The provider,
+// with its access token, is kept while they stay the same.
+class TOAuthAccount {
+public:
+    TOAuthAccount(QString configIni, TSignInFactory signInFor)
+        : FConfigIni(std::move(configIni)), FSignInFor(std::move(signInFor)) {}
+    // Null for a password account.
+    TOAuthTokenProvider* Current();
+
+private:
+    QString FConfigIni;
+    TSignInFactory FSignInFor;
+    TOAuthSettings FSettings;
+    std::unique_ptr<TOAuthTokenProvider> FProvider;
+};
 
 // The window's answer to a revoked sign-in: asks, then signs in with the browser.
 TSignInHandler InteractiveSignIn(IUserMessages& messages, const TOAuthSettings& settings, TBrowserOpener open);
