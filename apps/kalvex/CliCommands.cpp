@@ -1,6 +1,7 @@
 #include "CliCommands.h"
 
 #include "CliArguments.h"
+#include "CliOAuth.h"
 #include "ConsoleMessages.h"
 
 #include "compose/TemplateMerge.h"
@@ -18,6 +19,7 @@
 #include "send/Genhelp.h"
 #include "send/MailingRun.h"
 #include "send/SendPacing.h"
+#include "send/oauth/OAuthTokenProvider.h"
 
 #include <QTextDocument>
 
@@ -90,8 +92,9 @@ private:
     qsizetype FPositionals = 0;
 };
 
-// Loads the installation's settings: TConfig, the log, the translations.
-TConfig& openInstallation(const TGlobalOptions& options)
+}  // namespace
+
+TConfig& OpenInstallation(const TGlobalOptions& options)
 {
     TConfig& config = options.installKey.isEmpty() ? TConfig::Ensure()
                                                     : TConfig::Install(std::make_unique<TConfig>(options.installKey));
@@ -106,6 +109,13 @@ TConfig& openInstallation(const TGlobalOptions& options)
     TLang::Instance()->SetLanguage(options.lang);
     config.SetCurrLangCode(options.lang);
     return config;
+}
+
+namespace {
+
+TConfig& openInstallation(const TGlobalOptions& options)
+{
+    return OpenInstallation(options);
 }
 
 QString yesNo(bool value)
@@ -417,7 +427,12 @@ void fillModel(const QCommandLineParser& p, TComposeModel& model)
 TMailingRunDeps consoleRunDeps(IUserMessages& messages)
 {
     TMailingRunDeps deps;
-    deps.newSmtpSender = [&messages]() -> std::unique_ptr<ISmtpSender> { return std::make_unique<TEMailVersand>(&messages); };
+    auto account = ConsoleOAuthAccount(*TConfig::Instance());   // one token for all mails of the run
+    deps.newSmtpSender = [&messages, account]() -> std::unique_ptr<ISmtpSender> {
+        auto sender = std::make_unique<TEMailVersand>(&messages);
+        sender->SetTokenProvider(account->Current());
+        return sender;
+    };
     deps.newMailClient = [&messages]() -> std::unique_ptr<IMailClientHandOver> { return std::make_unique<TGenHelp>(&messages); };
     deps.checkStorable = [](const TEMail& mail) { TDatenModul::Instance()->CheckAttachmentsFit(mail); };
     deps.pacing = [] { return LoadSendPacing(TConfig::Instance()->ConfigIniFileName()); };
@@ -613,7 +628,9 @@ int runTestConnection(const QStringList& args, const TGlobalOptions& options)
     mail.FVon = c.FUser;
     mail.FAn = {c.FUser};
     try {
+        const auto account = ConsoleOAuthAccount(c);
         TEMailVersand sender(&messages);
+        sender.SetTokenProvider(account->Current());
         sender.Setup(c.FHost, c.FUser, c.FVerbindungVerschluesselt, c.FPort, c.FPass);
         sender.SendMail(mail);
     } catch (const EKalvex& e) {
@@ -712,6 +729,7 @@ const std::vector<TCommand>& Commands()
         {QStringLiteral("delete"), QStringLiteral("delete one sent mail or draft"), runDelete},
         {QStringLiteral("config"), QStringLiteral("show or set the SMTP settings"), runConfig},
         {QStringLiteral("test-connection"), QStringLiteral("send a test mail to the sender address"), runTestConnection},
+        {QStringLiteral("oauth"), QStringLiteral("sign in with OAuth 2.0 (login, status, logout)"), RunOAuth},
     };
     return commands;
 }

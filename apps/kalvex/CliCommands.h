@@ -6,6 +6,10 @@
 #include <functional>
 #include <vector>
 
+namespace kalvex {
+class TConfig;
+}
+
 namespace kalvex::cli {
 
 enum ExitCode : int {
@@ -29,6 +33,8 @@ struct TCommand {
 };
 
 const std::vector<TCommand>& Commands();
+// Loads the installation's settings, the log and the translations.
+TConfig& OpenInstallation(const TGlobalOptions& options);
 int RunCommandLine(const QStringList& arguments);
 
 }  // namespace kalvex::cli

@@ -10,6 +10,7 @@
 #include "send/EMailVersand.h"
 #include "send/Genhelp.h"
 #include "send/MailingRun.h"
+#include "send/oauth/OAuthTokenProvider.h"
 #include "ui/MessageBoxes.h"
 #include "ui/ProgressDialog.h"
 #include "ui/RPWaitWindow.h"
@@ -38,11 +39,20 @@ TSendPacingSettings storedPacing()
     return LoadSendPacing(TConfig::Ensure().ConfigIniFileName());
 }
 
+// A revoked OAuth sign-in is renewed in the browser after a question.
+TSignInFactory windowSignIn(IUserMessages& messages)
+{
+    return [&messages](const TOAuthSettings& s) { return InteractiveSignIn(messages, s, SystemBrowser()); };
+}
+
 TMailingRunDeps makeRunDeps(IUserMessages& messages, IProgressDisplay& progress, QWidget* window)
 {
     TMailingRunDeps deps;
-    deps.newSmtpSender = [&messages, &progress]() -> std::unique_ptr<ISmtpSender> {
-        return std::make_unique<TEMailVersand>(&messages, &progress);
+    auto account = std::make_shared<TOAuthAccount>(TConfig::Ensure().ConfigIniFileName(), windowSignIn(messages));
+    deps.newSmtpSender = [&messages, &progress, account]() -> std::unique_ptr<ISmtpSender> {
+        auto sender = std::make_unique<TEMailVersand>(&messages, &progress);
+        sender->SetTokenProvider(account->Current());
+        return sender;
     };
     deps.newMailClient = [&messages]() -> std::unique_ptr<IMailClientHandOver> {
         return std::make_unique<TGenHelp>(&messages);
@@ -69,7 +79,12 @@ bool runSetupDialog(QWidget* parent, TMailingRun& run, IUserMessages& messages, 
     dialog.Initialize(TConfig::Ensure());
     dialog.gbPacing->Initialize(storedPacing());
     dialog.SetConnectionTester([&](const TSmtpTestRequest& r, TEMail& mail) {
+        std::unique_ptr<TOAuthTokenProvider> tokens;
+        if (r.oauth)
+            tokens = std::make_unique<TOAuthTokenProvider>(*r.oauth, TTokenStore(TConfig::Ensure().ConfigIniFileName()),
+                                                           InteractiveSignIn(messages, *r.oauth, SystemBrowser()));
         TEMailVersand sender(&messages, &progress);
+        sender.SetTokenProvider(tokens.get());
         sender.Setup(r.host, r.user, r.encrypted, r.port, r.password);
         sender.SendMail(mail);
     });

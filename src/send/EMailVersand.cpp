@@ -7,6 +7,7 @@
 #include "config/uConfig.h"
 #include "mailinterface/EMail.h"
 #include "send/MimeBuilder.h"
+#include "send/oauth/OAuthTokenProvider.h"
 
 #include <QFileInfo>
 
@@ -60,6 +61,8 @@ QString SmtpFailureMessage(const std::exception& error)
     if (const auto* reply = dynamic_cast<const ESmtpReply*>(&error))
         return Tx(1020, "Der SMTP-Server antwortet nicht. Bitte überprüfen Sie die Verbindungseinstellungen.")
              + QLatin1Char(' ') + Tx(2603, "Antwort des Servers: %1").arg(reply->message());
+    if (const auto* oauth = dynamic_cast<const ESmtpOAuthRefused*>(&error))
+        return OAuthRefusalText(oauth->Refusal(), oauth->message());
     if (dynamic_cast<const ESmtpNoCommonSasl*>(&error))
         return Tx(1021, "Authentifizierung über SASL wird von Ihrem E-Mail-Provider offenbar nicht unterstützt.");
     if (dynamic_cast<const ESmtpTls*>(&error))
@@ -120,6 +123,8 @@ bool TEMailVersand::SendMail(TEMail& mail)
 void TEMailVersand::send(const TMimeMessage& message)
 {
     const TSmtpEnvelope envelope{message.from, envelopeRecipients(message)};
+    if (FTokens)
+        FTokens->EnsureFresh();   // a sign-in may be needed: before the server waits for us
     TSmtpSession& session = this->session();
     struct ProgressEnd {
         IProgressDisplay* p;
@@ -137,6 +142,7 @@ TSmtpSession& TEMailVersand::session()
     if (!FSession || !FKeep) {
         FSession = std::make_unique<TSmtpSession>(FSettings, FEvents.get(), FProgress);
         FSession->KeepOpen(FKeep);
+        FSession->SetTokenProvider(FTokens);
     }
     return *FSession;
 }

@@ -14,6 +14,7 @@ namespace kalvex {
 class IUserMessages;
 class IProgressDisplay;
 class TEMail;
+class TOAuthTokenProvider;
 
 class TKeinEmpfaengerException : public EKalvex {
 public:
@@ -62,6 +63,9 @@ public:
     // Time-outs and certificate checking; Setup fills the rest.
     TSmtpSettings& Settings() { return FSettings; }
     const QByteArray& LastMechanism() const { return FLastMechanism; }
+    // An OAuth account signs in with a token instead of the password; the
+    // provider must outlive the object.
+    void SetTokenProvider(TOAuthTokenProvider* tokens) { FTokens = tokens; }
 
 private:
     void validate(const TEMail& mail) const;
@@ -73,6 +77,7 @@ private:
     std::unique_ptr<TSmtpSession> FSession;
     std::unique_ptr<TSmtpEventMessages> FEvents;
     IProgressDisplay* FProgress;
+    TOAuthTokenProvider* FTokens = nullptr;
     QByteArray FLastMechanism;
 };
 

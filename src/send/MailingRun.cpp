@@ -488,7 +488,7 @@ bool TMailingRun::CheckConnectionSettings(const TConnectionSettingsInput& in)
             missing(230, "Es wurde kein SMTP-Port angegeben.");
         else
             FConfig.FPort = static_cast<uint16_t>(in.port.toInt());
-        if (in.password.isEmpty())
+        if (in.password.isEmpty() && !in.oauth)
             missing(231, "Es wurde kein Passwort angegeben.");
         else
             FConfig.FPass = in.password;

@@ -116,6 +116,7 @@ struct TConnectionSettingsInput {
     bool encrypted = true;
     bool separateLogin = false;
     QString login;
+    bool oauth = false;   // signs in with a token: no password needed
 };
 
 // The distribution window's exit code for its host, from what its runs

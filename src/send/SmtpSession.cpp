@@ -3,10 +3,12 @@
 #include "config/LanguageUnit.h"
 #include "config/ProgressDisplay.h"
 #include "send/SaslMechanisms.h"
+#include "send/SaslOAuth.h"
 
 #include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
+#include <QPointer>
 #include <QSslConfiguration>
 
 #include <algorithm>
@@ -281,8 +283,8 @@ bool TSmtpSession::atCommandBoundary() const
 {
     switch (FState) {
     case State::Greeting: case State::Ehlo: case State::Helo: case State::StartTls: case State::EhloAgain:
-    case State::Auth: case State::AuthCancel: case State::MailFrom: case State::RcptTo: case State::Data: case State::DataEnd:
-    case State::Rset:
+    case State::Auth: case State::AuthCancel: case State::AuthToken: case State::MailFrom: case State::RcptTo: case State::Data:
+    case State::DataEnd: case State::Rset:
         return FSocket && FSocket->state() == QAbstractSocket::ConnectedState;
     default:
         return false;
@@ -537,6 +539,8 @@ void TSmtpSession::startAuthOrMail()
 {
     if (refuseBeforeMail())
         return;
+    if (FTokens)
+        return startOAuth();
     if (FSettings.user.isEmpty() || FSettings.password.isEmpty())   // no AUTH without both
         return sendMailFrom();
     FMechanisms = CreateSaslMechanisms({FSettings.user, FSettings.password});
@@ -593,6 +597,8 @@ void TSmtpSession::handleAuth(const Reply& r)
         return sendMailFrom();
     if (r.code == 334)
         return answerChallenge(r);
+    if (r.code == 535 && FTokens)
+        return handleOAuthRefusal(r);
     if (r.code == 535 && FMechanism->IsOneTimePassword())
         if (TSaslMechanism* next = NextSaslMechanism(FMechanisms, FAuthMechanisms, FMechanism))
             return startAuth(next);
@@ -627,6 +633,44 @@ void TSmtpSession::cancelAuthOrFail()
 void TSmtpSession::handleAuthCancel(const Reply&)
 {
     startAuth(NextSaslMechanism(FMechanisms, FAuthMechanisms, FMechanism));
+}
+
+void TSmtpSession::startOAuth()
+{
+    FMechanisms = CreateOAuthMechanisms(FSettings.user, FTokens->AccessToken(), FSettings.host, FSettings.port);
+    TSaslMechanism* mechanism = ChooseSaslMechanism(FMechanisms, FAuthMechanisms);
+    if (!mechanism)
+        return failWith<ESmtpNoCommonSasl>(Tx(1012, "Der SMTP-Server bietet kein unterstütztes SASL-Verfahren an (%1).")
+                                               .arg(QString::fromLatin1(FAuthMechanisms.join(' '))));
+    startAuth(mechanism);
+}
+
+// A token may be revoked or cut short before its time: one fresh token is
+// tried before the refusal counts.
+void TSmtpSession::handleOAuthRefusal(const Reply& r)
+{
+    if (!FTokenRefreshed) {
+        FTokenRefreshed = true;
+        return refreshToken();
+    }
+    const auto* mechanism = static_cast<const TOAuthMechanism*>(FMechanism);
+    fail(std::make_exception_ptr(ESmtpOAuthRefused(r, mechanism->Refusal())));
+}
+
+// The server waits at the command boundary while the token endpoint answers.
+void TSmtpSession::refreshToken()
+{
+    FState = State::AuthToken;
+    step(Tx(3503, "Die Anmeldung wird erneuert ..."));
+    QPointer<TSmtpSession> self(this);
+    FTokens->Refresh([self](std::exception_ptr error) {
+        if (!self || self->FState != State::AuthToken)
+            return;
+        self->FTimer.stop();
+        if (error)
+            return self->fail(error);
+        self->startOAuth();
+    });
 }
 
 // With SMTPUTF8 the addresses go as they are; otherwise the domains in

@@ -15,6 +15,7 @@
 
 #include "mailinterface/MailAddress.h"
 #include "send/MimeBuilder.h"
+#include "send/SaslOAuth.h"
 #include "send/SmtpReply.h"
 
 #include "config/KalvexError.h"
@@ -33,6 +34,7 @@ class QEventLoop;
 
 namespace kalvex {
 
+class IAccessTokenProvider;
 class IProgressDisplay;
 class TSaslMechanism;
 
@@ -83,6 +85,17 @@ class ESmtpNoCommonSasl : public EKalvex {
 class ESmtpTls : public EKalvex {
     using EKalvex::EKalvex;
 };
+// The server refused the OAuth token, also after one refresh; the message
+// is the server's reply, the challenge says why.
+class ESmtpOAuthRefused : public EKalvex {
+public:
+    ESmtpOAuthRefused(const TSmtpReply& reply, std::optional<TOAuthChallenge> refusal)
+        : EKalvex(reply.Sanitized()), FRefusal(std::move(refusal)) {}
+    const std::optional<TOAuthChallenge>& Refusal() const { return FRefusal; }
+
+private:
+    std::optional<TOAuthChallenge> FRefusal;
+};
 class ESmtpTimeout : public EKalvex {
     using EKalvex::EKalvex;
 };
@@ -108,13 +121,16 @@ class TSmtpSession : public QObject {
     Q_OBJECT
 
 public:
-    enum class State { Idle, Connecting, Greeting, Ehlo, Helo, StartTls, TlsHandshake, EhloAgain, Auth, AuthCancel, MailFrom, RcptTo,
-                       Data, Body, DataEnd, Quit, Done, Ready, Rset };
+    enum class State { Idle, Connecting, Greeting, Ehlo, Helo, StartTls, TlsHandshake, EhloAgain, Auth, AuthCancel, AuthToken, MailFrom,
+                       RcptTo, Data, Body, DataEnd, Quit, Done, Ready, Rset };
 
     // events and progress may be null; they must outlive the session.
     TSmtpSession(TSmtpSettings settings, ISmtpEvents* events, IProgressDisplay* progress);
     ~TSmtpSession() override;
 
+    // With a token provider the session signs in with OAUTHBEARER or
+    // XOAUTH2 instead of a password; it must outlive the session.
+    void SetTokenProvider(IAccessTokenProvider* tokens) { FTokens = tokens; }
     // Runs the whole exchange; raises the failure as one of the classes above.
     void Run(const TSmtpEnvelope& envelope, std::vector<TMimeSegment> message);
     // After a mail the connection rests for the next Run instead of QUIT.
@@ -173,6 +189,9 @@ private:
     void answerChallenge(const Reply& r);
     void cancelAuthOrFail();
     void handleAuthCancel(const Reply& r);
+    void startOAuth();
+    void handleOAuthRefusal(const Reply& r);
+    void refreshToken();
     void sendMailFrom();
     QByteArray envelopeAddress(const TMailbox& mailbox) const;
     void sendNextRecipient();
@@ -223,6 +242,8 @@ private:
     TSaslMechanism* FMechanism = nullptr;
     QByteArray FMechanismName;
     int FAuthSteps = 0;                // challenges answered for the running mechanism
+    IAccessTokenProvider* FTokens = nullptr;
+    bool FTokenRefreshed = false;      // a refused token is refreshed once, not again and again
     qint64 FMessageSize = 0;           // octets of the message as SIZE counts them
     // The body as it streams out.
     std::vector<TMimeSegment> FMessage;

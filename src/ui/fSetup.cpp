@@ -6,6 +6,7 @@
 #include "mailinterface/EMail.h"
 #include "send/MailingRun.h"
 #include "ui/PacingGroupBox.h"
+#include "ui/OAuthGroup.h"
 
 #include <QButtonGroup>
 #include <QCheckBox>
@@ -38,6 +39,8 @@ void TFormSetup::buildControls()
     layout->addWidget(buildVersandart());
     layout->addWidget(buildSmtpGroup());
     layout->addWidget(gbPacing = new TPacingGroupBox(this));
+    gbOAuth = new TOAuthGroup(FMessages, this);
+    layout->addWidget(gbOAuth);
     auto* buttons = new QDialogButtonBox(this);
     btOK = buttons->addButton(QString(), QDialogButtonBox::AcceptRole);
     btCancel = buttons->addButton(QString(), QDialogButtonBox::RejectRole);
@@ -162,6 +165,8 @@ void TFormSetup::Initialize(const TConfig& config)
     edUsername->setText(config.FUserNotLikeMailAddress ? config.FUserName : QString());
     chkExtraUser->setChecked(config.FUserNotLikeMailAddress);
     chkExtraUserClick();
+    if (!config.FCommonPath.isEmpty())
+        gbOAuth->Load(config.ConfigIniFileName());
     rgVersandartClick();
 }
 
@@ -201,6 +206,7 @@ void TFormSetup::rgVersandartClick()
     const bool direct = IsDirectMode();
     setSmtpControlsEnabled(direct);
     gbPacing->setEnabled(direct);   // only direct sending sends separately
+    gbOAuth->setEnabled(direct);
     QPalette pal = gbSMTP->palette();
     pal.setColor(QPalette::WindowText, palette().color(direct ? QPalette::WindowText : QPalette::Dark));
     gbSMTP->setPalette(pal);
@@ -267,7 +273,8 @@ void TFormSetup::btTestConnectionClick()
         if (!FTester)
             throw std::runtime_error("no sender");
         FTester({edSMTPFQDN->text(), EdAbsender->text(), chkEncodedConnection->isChecked(),
-                 static_cast<uint16_t>(port), EdPass->text()},
+                 static_cast<uint16_t>(port), EdPass->text(),
+                 gbOAuth->IsOAuth() ? std::optional(gbOAuth->Settings()) : std::nullopt},
                 mail);
         FMessages.ShowInformation(Tx(1860, "Die Verbindung wurde korrekt konfiguriert"));
     } catch (const std::exception&) {
@@ -309,6 +316,12 @@ void TFormSetup::accept()
         return;
     if (IsDirectMode())
         warnPasswordInClearOnce();
+    try {
+        gbOAuth->Save();
+    } catch (const EKalvex& e) {
+        FMessages.ShowError(e.message());
+        return;
+    }
     QDialog::accept();
 }
 
@@ -316,7 +329,7 @@ TConnectionSettingsInput SettingsInputOf(const TFormSetup& d)
 {
     return TConnectionSettingsInput{d.IsDirectMode(), d.edSMTPFQDN->text(), d.EdPort->text(), d.EdPass->text(),
                                     d.EdAbsender->text(), d.EdAbsenderName->text(), d.chkEncodedConnection->isChecked(),
-                                    d.chkExtraUser->isChecked(), d.edUsername->text()};
+                                    d.chkExtraUser->isChecked(), d.edUsername->text(), d.gbOAuth->IsOAuth()};
 }
 
 }  // namespace kalvex

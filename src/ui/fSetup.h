@@ -4,9 +4,11 @@
 // after OK, validates and stores them.
 
 #include "config/UserMessages.h"
+#include "send/oauth/OAuthSettings.h"
 
 #include <QDialog>
 #include <functional>
+#include <optional>
 
 class QButtonGroup;
 class QCheckBox;
@@ -21,6 +23,7 @@ namespace kalvex {
 class TConfig;
 class TEMail;
 class TPacingGroupBox;
+class TOAuthGroup;
 struct TConnectionSettingsInput;
 
 // What the connection test hands to the sender.
@@ -30,6 +33,7 @@ struct TSmtpTestRequest {
     bool encrypted = false;
     uint16_t port = 0;
     QString password;
+    std::optional<TOAuthSettings> oauth;   // sign in with a token instead of the password
 };
 
 // Sends the test mail; raises on failure. The dialog owns neither.
@@ -73,6 +77,7 @@ public:
     QLabel* lbPass;
     QGroupBox* gbSMTP;
     TPacingGroupBox* gbPacing;   // the pace of separate runs, kept in config.ini
+    TOAuthGroup* gbOAuth;
 
 protected:
     void showEvent(QShowEvent* event) override;

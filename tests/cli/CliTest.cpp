@@ -1,4 +1,5 @@
 #include "smtp/SmtpServer.h"
+#include "oauth/OAuthServer.h"
 #include "db/MariaDBServer.h"
 
 #include "config/IniPlus.h"
@@ -678,4 +679,57 @@ TEST_F(CliTest, ASeparateSendListsTheFailedAndSendsAgainToJustThem)
         received << server.Envelope(i).value(1);
     EXPECT_EQ(received, QStringList({"a@example.org", "c@example.org", "b@example.org"}));
     EXPECT_EQ(run({"send", "--to", "a@example.org", "--failed-to", failed}).code, 2);   // only with --separate
+}
+
+// The command line's OAuth 2.0 account: device-code sign-in against a real
+// authorization server, sending with the token, and what a revoked
+// sign-in says.
+TEST_F(CliTest, OAuthSignInWithDeviceCodeThenSendAndRevocation)
+{
+    OAuthServer oauth;
+    SmtpServer smtp({"--auth", "XOAUTH2", "--oauth", oauth.Base()});
+    ASSERT_TRUE(oauth.Running() && smtp.Running());
+    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");   // no secret store: the settings file
+    ASSERT_EQ(run({"config", "--direct", "--host", "127.0.0.1", "--port", QString::number(smtp.Port()), "--encrypted", "0",
+                   "--sender", "nutzer@kalvex.test"}).code, 0);
+    EXPECT_EQ(run({"oauth"}).code, 2);
+    EXPECT_EQ(run({"oauth", "login", "--provider", "yahoo"}).code, 2);
+
+    auto login = start({"oauth", "login", "--provider", "custom", "--client-id", "kalvex-test-client", "--scopes", "smtp openid",
+                        "--authorization-url", oauth.Base() + "/authorize", "--token-url", oauth.Base() + "/token",
+                        "--device-url", oauth.Base() + "/devicecode"});
+    QString printed;
+    for (int i = 0; i < 100 && !printed.contains("Code"); ++i) {
+        login->waitForReadyRead(200);
+        printed += QString::fromUtf8(login->readAllStandardOutput());
+    }
+    const auto shown = QRegularExpression("Öffnen Sie (\\S+) in einem Browser und geben Sie den Code (\\S+) ein").match(printed);
+    ASSERT_TRUE(shown.hasMatch()) << printed.toStdString();
+    EXPECT_EQ(shown.captured(1), oauth.Base() + "/device");
+    TestDeviceUser user;
+    user.Prompt()(shown.captured(1), shown.captured(2));
+    ASSERT_TRUE(login->waitForFinished(30000));
+    Result r = resultOf(*login);
+    ASSERT_EQ(r.code, 0) << r.err.toStdString();
+    EXPECT_TRUE(r.out.contains("Angemeldet als nutzer@kalvex.test")) << r.out.toStdString();
+    r = run({"oauth", "status"});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_TRUE(r.out.contains("OAuth 2.0")) << r.out.toStdString();
+    EXPECT_TRUE(r.out.contains("nutzer@kalvex.test")) << r.out.toStdString();
+
+    r = run({"send", "--subject", "Mit Token", "--body", "Hallo", "--to", "empfaenger@kalvex.test"});
+    ASSERT_EQ(r.code, 0) << r.err.toStdString();
+    EXPECT_EQ(smtp.MailCount(), 1);
+
+    oauth.RevokeRefreshTokens();
+    r = run({"send", "--subject", "Widerrufen", "--body", "Hallo", "--to", "empfaenger@kalvex.test"});
+    EXPECT_EQ(r.code, 1);
+    EXPECT_TRUE(r.err.contains("kalvex oauth login")) << r.err.toStdString();
+    EXPECT_EQ(smtp.MailCount(), 1);
+
+    EXPECT_EQ(run({"oauth", "logout"}).code, 0);
+    r = run({"oauth", "status"});
+    EXPECT_EQ(r.code, 1);
+    EXPECT_TRUE(r.out.contains("nicht angemeldet")) << r.out.toStdString();
+    qunsetenv("DBUS_SESSION_BUS_ADDRESS");
 }

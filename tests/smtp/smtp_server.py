@@ -12,6 +12,9 @@ import socket
 import ssl
 import sys
 import time
+import json
+import urllib.parse
+import urllib.request
 
 from aiosmtpd.controller import Controller
 from aiosmtpd.smtp import AuthResult, LoginPassword, auth_mechanism
@@ -26,9 +29,56 @@ def authenticator(server, session, envelope, mechanism, auth_data):
     return AuthResult(success=False)
 
 
+def token_user(token):
+    """Asks the OAuth test server whose token this is; None when it is not good."""
+    data = urllib.parse.urlencode({"token": token, "client_id": args.oauth_client}).encode()
+    opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))   # 127.0.0.1 never via a proxy
+    try:
+        with opener.open(args.oauth + "/introspect", data, timeout=10) as r:
+            answer = json.loads(r.read())
+    except urllib.error.HTTPError as e:
+        print("introspect:", e.code, e.read(), token, file=sys.stderr, flush=True)
+        return None
+    return answer.get("username") if answer.get("active") else None
+
+
+async def oauth_result(server, user, token):
+    """A refused token gets the providers' JSON challenge; the client's
+    dummy answer is then followed by 535."""
+    if user and token_user(token) == user:
+        return AuthResult(success=True, handled=False)
+    challenge = json.dumps({"status": "401", "schemes": "bearer", "scope": "https://mail.google.com/"})
+    answer = await server.challenge_auth(challenge, encode_to_b64=True)
+    with open(os.path.join(args.maildir, "oauth-dummy-answers"), "ab") as f:
+        f.write(repr(answer).encode() + b"\n")
+    return AuthResult(success=False, handled=False)
+
+
+def bearer(fields):
+    for field in fields:
+        if field.lower().startswith(b"auth=bearer "):
+            return field[12:].decode()
+    return ""
+
+
 class Handler:
     def __init__(self):
         self.count = 0
+
+    @auth_mechanism("XOAUTH2")
+    async def auth_XOAUTH2(self, server, args_):
+        blob = base64.b64decode(args_[1]) if len(args_) > 1 else await server.challenge_auth("")
+        fields = blob.split(b"\x01")
+        user = fields[0][5:].decode() if fields[0].startswith(b"user=") else ""
+        return await oauth_result(server, user, bearer(fields))
+
+    @auth_mechanism("OAUTHBEARER")
+    async def auth_OAUTHBEARER(self, server, args_):
+        blob = base64.b64decode(args_[1]) if len(args_) > 1 else await server.challenge_auth("")
+        fields = blob.split(b"\x01")
+        gs2 = fields[0].split(b",")
+        user = next((g[2:].decode() for g in gs2 if g.startswith(b"a=")), "")
+        return await oauth_result(server, user, bearer(fields[1:]))
 
     @auth_mechanism("CRAM-MD5")
     async def auth_CRAM__MD5(self, server, args_):
@@ -135,6 +185,8 @@ def main():
     p.add_argument("--maildir", default=".")
     p.add_argument("--fail-at", default="", choices=["", "MAIL", "RCPT", "END"])
     p.add_argument("--fail-reply", default="550 refused")
+    p.add_argument("--oauth", default="", help="base address of the OAuth test server (XOAUTH2, OAUTHBEARER)")
+    p.add_argument("--oauth-client", default="kalvex-test-client")
     p.add_argument("--smtputf8", action="store_true", help="announce SMTPUTF8")
     p.add_argument("--pipelining", action="store_true", help="announce PIPELINING")
     args = p.parse_args()
@@ -150,7 +202,7 @@ def main():
         port = s.getsockname()[1]
         s.close()
     offered = [m for m in args.auth.split(",") if m]
-    all_mechs = ["PLAIN", "LOGIN", "CRAM-MD5"]
+    all_mechs = ["PLAIN", "LOGIN", "CRAM-MD5", "XOAUTH2", "OAUTHBEARER"]
     kwargs = dict(hostname="127.0.0.1", port=port, authenticator=authenticator,
                   auth_exclude_mechanism=[m for m in all_mechs if m not in offered],
                   auth_require_tls=False, data_size_limit=None, enable_SMTPUTF8=args.smtputf8)

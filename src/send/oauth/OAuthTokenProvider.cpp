@@ -1,0 +1,115 @@
+#include "send/oauth/OAuthTokenProvider.h"
+
+#include "config/LanguageUnit.h"
+#include "config/UserMessages.h"
+
+namespace kalvex {
+
+TOAuthTokenProvider::TOAuthTokenProvider(TOAuthSettings settings, TTokenStore store, TSignInHandler signIn)
+    : FSettings(std::move(settings)), FStore(std::move(store)), FSignIn(std::move(signIn))
+{
+}
+
+// The secret store is asked only when a mail is about to go out.
+void TOAuthTokenProvider::loadStored()
+{
+    if (FLoaded)
+        return;
+    FLoaded = true;
+    const TStoredSignIn stored = FStore.Load();
+    FTokens.refreshToken = stored.refreshToken;
+    FTokens.user = stored.user;
+    FStoredUser = stored.user;
+}
+
+bool TOAuthTokenProvider::fresh() const
+{
+    return !FTokens.accessToken.isEmpty()
+        && FTokens.expiresAt > QDateTime::currentDateTimeUtc().addSecs(kRefreshMarginSecs);
+}
+
+void TOAuthTokenProvider::EnsureFresh()
+{
+    if (const QString missing = FSettings.Incomplete(); !missing.isEmpty())
+        throw EKalvex(missing);
+    if (fresh())
+        return;
+    loadStored();
+    try {
+        if (FTokens.refreshToken.isEmpty())
+            throw EOAuthSignInRequired(Tx(3522, "Sie sind für den Versand mit OAuth 2.0 noch nicht angemeldet."));
+        refreshNow();
+    } catch (const EOAuthSignInRequired&) {
+        if (!FSignIn)
+            throw;
+        Take(FSignIn());
+    }
+}
+
+void TOAuthTokenProvider::refreshNow()
+{
+    std::exception_ptr failure;
+    WaitFor([&](std::function<void()> finished) {
+        Refresh([&failure, finished](std::exception_ptr error) {
+            failure = error;
+            finished();
+        });
+    });
+    if (failure)
+        std::rethrow_exception(failure);
+}
+
+void TOAuthTokenProvider::Refresh(std::function<void(std::exception_ptr)> done)
+{
+    RefreshOAuthTokens(FNetwork, FSettings, FTokens.refreshToken, [this, done](const TOAuthTokens& tokens, std::exception_ptr error) {
+        if (!error)
+            Take(tokens);
+        done(error);
+    });
+}
+
+// A provider that rotates refresh tokens (Microsoft) sends a new one each
+// time; the old one may stop working, so the new one is kept at once.
+void TOAuthTokenProvider::Take(const TOAuthTokens& tokens)
+{
+    loadStored();
+    const bool newRefresh = tokens.refreshToken != FTokens.refreshToken;
+    const QString user = tokens.user.isEmpty() ? FTokens.user : tokens.user;
+    FTokens = tokens;
+    FTokens.user = user;
+    if (newRefresh || user != FStoredUser)
+        FStore.Save(FTokens.refreshToken, FTokens.user);
+    FStoredUser = user;
+}
+
+TOAuthTokenProvider* TOAuthAccount::Current()
+{
+    const TOAuthSettings settings = LoadOAuthSettings(FConfigIni);
+    if (!settings.enabled) {
+        FProvider.reset();
+        return nullptr;
+    }
+    if (!FProvider || !(settings == FSettings))
+        FProvider = std::make_unique<TOAuthTokenProvider>(settings, TTokenStore(FConfigIni), FSignInFor(settings));
+    FSettings = settings;
+    return FProvider.get();
+}
+
+TSignInHandler InteractiveSignIn(IUserMessages& messages, const TOAuthSettings& settings, TBrowserOpener open)
+{
+    return [&messages, settings, open] {
+        if (!messages.AskYesNo(Tx(3546, "Die Anmeldung bei %1 ist abgelaufen oder wurde widerrufen. Jetzt im Browser neu "
+                                        "anmelden?").arg(ProviderDisplayName(settings.provider))))
+            throw EOAuthSignInRequired(Tx(3507, "Die Anmeldung bei Ihrem E-Mail-Anbieter ist abgelaufen oder wurde "
+                                                "widerrufen. Bitte melden Sie sich neu an."));
+        return SignInWithBrowser(settings, open);
+    };
+}
+
+TOAuthTokens CommandLineSignInRequired()
+{
+    throw EOAuthSignInRequired(Tx(3523, "Die Anmeldung bei Ihrem E-Mail-Anbieter ist abgelaufen oder wurde widerrufen. "
+                                        "Bitte melden Sie sich mit „kalvex oauth login“ neu an."));
+}
+
+}  // namespace kalvex
