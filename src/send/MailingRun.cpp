@@ -10,6 +10,7 @@
 
 #include <QDateTime>
 #include <QElapsedTimer>
+#include <QFileInfo>
 #include <QTextDocument>
 
 namespace kalvex {
@@ -82,6 +83,8 @@ void TMailingRun::sendOne()
 {
     TEMail mail;
     BuildMail(mail, QString());
+    if (refuseRecipientFields(mail))
+        return;
     switch (SendModeOf(FConfig.FSendDirekt)) {
     case TSendMode::smMailClient: FSentFlag = SendViaMailClient(mail, true); break;
     case TSendMode::smDirect: FSentFlag = SendDirect(mail, true); break;
@@ -105,6 +108,8 @@ void TMailingRun::sendSeparately()
         FMessages.ShowError(Tx(1988, "Die Option \"seperat senden\" steht bei Nutzung von Cc oder Bcc nicht zur Verfügung."));
         return;
     }
+    if (!prepareCircular())
+        return;
     const TSendMode mode = SendModeOf(FConfig.FSendDirekt);
     const size_t total = FModel.Recipients.size();
     const int sentBefore = FTally.sent;
@@ -119,6 +124,7 @@ void TMailingRun::sendSeparately()
     }
     if (FDeps.progress)
         FDeps.progress->EndRun();
+    FCircular.reset();
     if (cancelled())
         reportCancelledRun(FTally.sent - sentBefore, total, total - i);
 }
@@ -127,7 +133,10 @@ void TMailingRun::sendSeparateMail(size_t index, TSendMode mode)
 {
     TEMail mail;
     BuildMail(mail, FModel.Recipients[index].email);
+    personalize(mail, index);
+    const QString subject = mail.FBetreff;   // the log keeps the template's
     const bool sent = mode == TSendMode::smMailClient ? SendViaMailClient(mail, index == 0) : SendDirect(mail, index == 0);
+    mail.FBetreff = subject;
     FSentFlag = true;
     if (sent)
         logRecipientResult(mail, Tx(2304, "gesendet"));
@@ -135,6 +144,57 @@ void TMailingRun::sendSeparateMail(size_t index, TSendMode mode)
         logRecipientResult(mail, Tx(2305, "abgebrochen, nicht gesendet"));
     else
         logRecipientResult(mail, Tx(2306, "nicht gesendet: %1").arg(FLastFailure));
+}
+
+// Recipient fields are filled only per mail of a separate run; one mail
+// to all would carry the placeholders.
+bool TMailingRun::refuseRecipientFields(const TEMail& mail)
+{
+    const QStringList fields = RecipientFieldsIn(mail.FBetreff + QLatin1Char('\n') + mail.FBodyPlain);
+    if (fields.isEmpty())
+        return false;
+    FMessages.ShowError(Tx(3424, "Die E-Mail enthält Empfängerfelder (%1). Sie werden nur beim Versand mit \"separat "
+                                 "senden\" für jeden Empfänger gefüllt. Bitte aktivieren Sie \"separat senden\" oder "
+                                 "entfernen Sie die Felder.").arg(fields.join(QStringLiteral(", "))));
+    return true;
+}
+
+// The template is split once for the whole run.
+bool TMailingRun::prepareCircular()
+{
+    if (!recipientAttachmentsExist())
+        return false;
+    TEMail templateMail;
+    BuildMail(templateMail, QString());
+    FCircular = std::make_unique<TPersonalCircular>(templateMail);
+    return true;
+}
+
+// A missing file refuses the run before its first mail.
+bool TMailingRun::recipientAttachmentsExist()
+{
+    for (const TComposeRecipient& r : FModel.Recipients)
+        for (const QString& file : r.person.attachments)
+            if (!QFileInfo(file).isFile()) {
+                FMessages.ShowError(Tx(3425, "Der Anhang \"%1\" für %2 ist nicht vorhanden. Es wurde keine E-Mail "
+                                             "gesendet.").arg(file, r.email));
+                return false;
+            }
+    return true;
+}
+
+void TMailingRun::personalize(TEMail& mail, size_t index) const
+{
+    if (FCircular)
+        FCircular->Apply(mail, RecipientPerson(FModel.Recipients[index]));
+}
+
+void TMailingRun::PreviewMail(size_t index, TEMail& mail)
+{
+    TEMail templateMail;
+    BuildMail(templateMail, QString());
+    BuildMail(mail, FModel.Recipients.at(index).email);
+    TPersonalCircular(templateMail).Apply(mail, RecipientPerson(FModel.Recipients[index]));
 }
 
 void TMailingRun::showSeparateProgress(size_t index, qint64 elapsedMs)
@@ -166,7 +226,8 @@ bool TMailingRun::cancelled() const
 
 void TMailingRun::logRecipientResult(const TEMail& mail, const QString& result)
 {
-    TLogFile::LogGlobal(true, QStringLiteral("Rundschreiben an %1: %2").arg(mail.FAn.join(QStringLiteral(", ")), result));
+    TLogFile::LogGlobal(true, QStringLiteral("Rundschreiben an %1: %2 (Betreff: \"%3\")")
+                                  .arg(mail.FAn.join(QStringLiteral(", ")), result, mail.FBetreff));
 }
 
 // Visits every row: each Cc or Bcc row gets its own message.
@@ -361,6 +422,8 @@ void TMailingRun::SaveDraft()
 
 void TMailingRun::storeSentMail(TEMail& mail)
 {
+    if (FCircular && !mail.FAn.isEmpty())
+        FCircular->Restore(mail, RecipientPerson(FModel.Recipients.front()));
     try {
         storeMail(mail, 2);
     } catch (const std::exception& e) {

@@ -9,6 +9,7 @@
 
 #include "config/ProgressDisplay.h"
 #include "config/UserMessages.h"
+#include "compose/PersonalCircular.h"
 #include "send/ComposeModel.h"
 
 #include <QString>
@@ -98,6 +99,9 @@ public:
     bool SendViaMailClient(TEMail& mail, bool log);
     bool SendDirect(TEMail& mail, bool log);
     bool CheckSeparateAllowed();
+    // Recipient index's mail of a separate run as it would go out; nothing
+    // is sent.
+    void PreviewMail(size_t index, TEMail& mail);
     void NewMail();   // the sent flag is cleared, the result code goes back to -1
     // After the settings dialog was confirmed: checks and stores the values
     // (mailserver.ini, password encoded) and reloads them. Returns true when
@@ -115,6 +119,10 @@ private:
     void sendOne();
     void sendSeparately();
     void sendSeparateMail(size_t index, TSendMode mode);
+    bool refuseRecipientFields(const TEMail& mail);
+    bool prepareCircular();
+    bool recipientAttachmentsExist();
+    void personalize(TEMail& mail, size_t index) const;
     void showSeparateProgress(size_t index, qint64 elapsedMs);
     void reportCancelledRun(int sent, size_t total, size_t notTried);
     bool cancelled() const;
@@ -125,6 +133,7 @@ private:
     void logPasswordInClearOnce();
     void logRecipientResult(const TEMail& mail, const QString& result);
 
+    std::unique_ptr<TPersonalCircular> FCircular;   // during a separate run
     TRunTally FTally;
     QString FLastFailure;   // the reason of the last mail that did not go out
     bool FPasswordWarningLogged = false;

@@ -78,6 +78,15 @@ QString fontName(const QString& family)
 
 }  // namespace
 
+QString RtfEscapeText(const QString& text)
+{
+    QString out;
+    out.reserve(text.size());
+    for (const QChar ch : text)
+        out += ch == QLatin1Char('\r') ? QString() : escapeChar(ch);
+    return out;
+}
+
 int TRtfWriter::fontIndex(const QString& family)
 {
     const QString name = family.isEmpty() ? QStringLiteral("Arial") : family;
