@@ -66,13 +66,17 @@ QString TPersonalText::encode(const QString& value) const
     return value;
 }
 
-// The HTML lines are one text for the merge: a placeholder stays whole.
+// A placeholder never spans a line break, so each HTML line is its own text.
 TPersonalCircular::TPersonalCircular(const TEMail& m)
     : FSubject(m.FBetreff), FRtf(m.FBodyRTF), FPlain(m.FBodyPlain), FHtml(m.FBodyHTML),
       FSubjectText(m.FBetreff, TPersonalText::TForm::tfPlain), FRtfText(m.FBodyRTF, TPersonalText::TForm::tfRtf),
-      FPlainText(m.FBodyPlain, TPersonalText::TForm::tfPlain),
-      FHtmlText(m.FBodyHTML.join(QLatin1Char('\n')), TPersonalText::TForm::tfHtml)
+      FPlainText(m.FBodyPlain, TPersonalText::TForm::tfPlain)
 {
+    for (qsizetype i = 0; i < FHtml.size(); ++i) {
+        TPersonalText line(FHtml[i], TPersonalText::TForm::tfHtml);
+        if (line.HasFields())
+            FHtmlLines.emplace_back(i, std::move(line));
+    }
 }
 
 void TPersonalCircular::Apply(TEMail& mail, const TRecipientPerson& person) const
@@ -81,7 +85,9 @@ void TPersonalCircular::Apply(TEMail& mail, const TRecipientPerson& person) cons
     mail.FBetreff = FSubjectText.Merge(values).replace(QLatin1Char('\r'), QLatin1Char(' ')).replace(QLatin1Char('\n'), QLatin1Char(' '));
     mail.FBodyRTF = FRtfText.Merge(values);
     mail.FBodyPlain = FPlainText.Merge(values);
-    mail.FBodyHTML = FHtmlText.Merge(values).split(QLatin1Char('\n'));
+    mail.FBodyHTML = FHtml;
+    for (const auto& [index, line] : FHtmlLines)
+        mail.FBodyHTML[index] = line.Merge(values);
     for (const QString& file : person.attachments)
         mail.FAnhaenge << file;
 }
@@ -98,7 +104,7 @@ void TPersonalCircular::Restore(TEMail& mail, const TRecipientPerson& person) co
 
 bool TPersonalCircular::HasFields() const
 {
-    return FSubjectText.HasFields() || FRtfText.HasFields() || FPlainText.HasFields() || FHtmlText.HasFields();
+    return FSubjectText.HasFields() || FRtfText.HasFields() || FPlainText.HasFields() || !FHtmlLines.empty();
 }
 
 }  // namespace kalvex

@@ -8,6 +8,7 @@
 #include <QHash>
 #include <QString>
 #include <QStringList>
+#include <utility>
 #include <vector>
 
 namespace kalvex {
@@ -51,7 +52,10 @@ public:
 private:
     QString FSubject, FRtf, FPlain;
     QStringList FHtml;
-    TPersonalText FSubjectText, FRtfText, FPlainText, FHtmlText;
+    TPersonalText FSubjectText, FRtfText, FPlainText;
+    // Only the HTML lines with placeholders are merged; the others stay
+    // shared with the template.
+    std::vector<std::pair<qsizetype, TPersonalText>> FHtmlLines;
 };
 
 }  // namespace kalvex
