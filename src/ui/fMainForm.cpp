@@ -1,5 +1,7 @@
 #include "ui/fMainForm.h"
 
+#include "ui/fVorschau.h"
+
 #include "compose/TemplateMerge.h"
 #include "compose/rtf/RtfReader.h"
 #include "config/LanguageUnit.h"
@@ -265,9 +267,17 @@ QWidget* TMainForm::buildRecipientArea()
     }
     rbVoreinstellung[0]->setChecked(true);
     chbSeperatSenden = new QCheckBox(Tx(1960, "separat senden"), area);
-    connect(chbSeperatSenden, &QCheckBox::toggled, this, [this](bool on) { FModel.SeparateFlag = on; });
+    connect(chbSeperatSenden, &QCheckBox::toggled, this, [this](bool on) {
+        FModel.SeparateFlag = on;
+        if (FFieldMarks)
+            FFieldMarks->SetActive(!on);   // recipient fields are filled only per mail
+    });
+    btVorschau = new QPushButton(Tx(3440, "Vorschau"), area);
+    btVorschau->setToolTip(Tx(3445, "Zeigt die E-Mail, wie jeder Empfänger sie bei \"separat senden\" erhält"));
+    connect(btVorschau, &QPushButton::clicked, this, &TMainForm::ShowPreview);
     for (QWidget* w : {static_cast<QWidget*>(plus), static_cast<QWidget*>(fromDb), static_cast<QWidget*>(choose),
-                       static_cast<QWidget*>(preset), static_cast<QWidget*>(chbSeperatSenden)})
+                       static_cast<QWidget*>(preset), static_cast<QWidget*>(chbSeperatSenden),
+                       static_cast<QWidget*>(btVorschau)})
         side->addWidget(w);
     side->addStretch(1);
     row->addLayout(side);
@@ -308,6 +318,7 @@ QWidget* TMainForm::buildComposePage()
     auto* upper = new QSplitter(Qt::Horizontal, splitter);
     edBody = new QTextEdit(upper);
     edBody->setDocument(&FModel.Body());
+    FFieldMarks = new TRecipientFieldHighlighter(edBody->document());
     tvFelder = new QTreeWidget(upper);
     tvFelder->setHeaderLabels({Tx(1965, "Feldname"), Tx(1966, "Wert"), Tx(1967, "Beschreibung")});
     tvFelder->setVisible(false);
@@ -773,7 +784,30 @@ void TMainForm::fillFieldTree()
         new QTreeWidgetItem(tvFelder, {name, field->FWert, field->GetBeschreibung(FLang)});
         cbWerteEinfuegen->addItem(name);
     }
+    for (const TFieldEntry& field : RecipientFieldEntries()) {
+        new QTreeWidgetItem(tvFelder, {field.name.mid(1, field.name.size() - 2), field.value, field.description});
+        cbWerteEinfuegen->addItem(field.name.mid(1, field.name.size() - 2));
+    }
     cbWerteEinfuegen->setCurrentIndex(-1);
+}
+
+QList<TFieldEntry> TMainForm::RecipientFieldEntries() const
+{
+    if (FModel.Recipients.empty())
+        return RecipientFieldList(nullptr);
+    const TRecipientPerson first = RecipientPerson(FModel.Recipients.front());
+    return RecipientFieldList(&first);
+}
+
+void TMainForm::ShowPreview()
+{
+    if (FModel.Recipients.empty() || !FServices.previewMail) {
+        FMessages.ShowInformation(Tx(309, "Es wurden noch keine Empfänger angegeben. Bitte wählen Sie zunächst "
+                                          "mindestens einen Empfänger."));
+        return;
+    }
+    TFormVorschau preview(FModel.Recipients.size(), FServices.previewMail, this);
+    RunModal(preview);
 }
 
 void TMainForm::insertFieldValue(int index)

@@ -20,6 +20,7 @@ class QComboBox;
 class QFontComboBox;
 class QLabel;
 class QLineEdit;
+class QPushButton;
 class QRadioButton;
 class QStackedWidget;
 class QTabWidget;
@@ -32,6 +33,7 @@ class QGroupBox;
 namespace kalvex {
 
 class TConfig;
+class TRecipientFieldHighlighter;
 class TEMail;
 class TEMailListe;
 class TFelder;
@@ -53,6 +55,8 @@ struct TMainFormServices {
     // The mailing state belongs to the run; the window only asks for it.
     std::function<bool()> sentFlag;                          // the compose page's mail went out
     std::function<void()> newMail;                           // a new compose session begins
+    // Recipient index's mail of a separate run, built but not sent.
+    std::function<void(size_t index, TEMail& mail)> previewMail;
 };
 
 class TMainForm : public QDialog {
@@ -116,6 +120,8 @@ public:
     QComboBox* cbWerteEinfuegen;
     QTreeWidget* tvFelder;
     QCheckBox* chbSeperatSenden;
+    QPushButton* btVorschau = nullptr;
+    TRecipientFieldHighlighter* FFieldMarks = nullptr;   // owned by the body's document
     QRadioButton* rbVoreinstellung[3];
     QTabWidget* ribbon;
     QStackedWidget* pages;
@@ -126,6 +132,11 @@ public slots:
     // Every way of closing (Esc, "Schließen", the title bar, the host)
     // ends here and asks the unsaved-draft question first.
     void reject() override;
+
+    // The recipient fields with the first recipient's values (empty without
+    // recipients), for the field list beside the host's fields.
+    QList<TFieldEntry> RecipientFieldEntries() const;
+    void ShowPreview();   // "Vorschau": recipient n of N, nothing is sent
 
 private:
     void buildActions();
