@@ -148,7 +148,7 @@ QList<QPair<QString, QString>> RecipientFieldValues(const TRecipientPerson& pers
 {
     const QStringList values = valuesOf(person);
     QList<QPair<QString, QString>> out;
-    for (const QString prefix : {QStringLiteral("empfaenger."), QStringLiteral("recipient.")}) {
+    for (const QString& prefix : {QStringLiteral("empfaenger."), QStringLiteral("recipient.")}) {
         for (const auto& [name, value] : person.extra)
             out << qMakePair(prefix + name.toLower(), value);
         for (int i = 0; i < kFieldCount; ++i) {
