@@ -4,6 +4,7 @@
 #include "CliOAuth.h"
 #include "ConsoleMessages.h"
 
+#include "address/RecipientCsv.h"
 #include "compose/TemplateMerge.h"
 #include "compose/rtf/RtfReader.h"
 #include "config/ControlCharacters.h"
@@ -351,6 +352,10 @@ void addComposeOptions(QCommandLineParser& p)
                                               "in diese Datei schreiben (für --to-file)"), QStringLiteral("file")},
         {QStringLiteral("template"), Tx(2010, "GUID einer Programmvorlage, die zuerst angewendet wird"), QStringLiteral("guid")},
         {QStringLiteral("fields"), Tx(2011, "Datei mit den Datenfeldern (TFelder-Datenstrom) für die Vorlage"), QStringLiteral("file")},
+        {QStringLiteral("recipients"), Tx(3432, "Empfänger mit ihren Feldern aus einer CSV-Datei (Kopfzeile mit den "
+                                                "Feldnamen, Spalte Anhang für eigene Anhänge)"), QStringLiteral("file")},
+        {QStringLiteral("preview"), Tx(3433, "Zeigt Betreff und Text der E-Mail an Empfänger N und sendet nichts "
+                                             "(mit --separate)"), QStringLiteral("N")},
     });
 }
 
@@ -384,6 +389,49 @@ void requireTemplateGuid(const QString& text)
     }
 }
 
+// The recipient of --preview, counted from 1.
+int previewNumber(const QCommandLineParser& p)
+{
+    if (!p.isSet(QStringLiteral("separate")))
+        throw EUsage(Tx(3436, "--preview gilt nur zusammen mit --separate."));
+    bool ok = false;
+    const int n = p.value(QStringLiteral("preview")).toInt(&ok);
+    if (!ok || n < 1)
+        throw EUsage(Tx(3437, "--preview erwartet die Nummer eines Empfängers (1, 2, …), nicht \"%1\".")
+                         .arg(VisibleControlCharacters(p.value(QStringLiteral("preview")))));
+    return n;
+}
+
+// The rows of a recipient file, each with its person for the recipient
+// fields; a file that cannot be used is a wrong argument.
+void addRecipientFile(TComposeModel& model, const QString& fileName)
+{
+    QList<TRecipientPerson> people;
+    try {
+        people = ReadRecipientCsv(fileName);
+    } catch (const EKalvex& e) {
+        throw EUsage(e.message());
+    }
+    for (const TRecipientPerson& person : people) {
+        if (!IsValidEMailAddress(person.email))
+            throw EUsage(AddressRefusalText(person.email));
+        model.AddRecipient(TComposeRecipient{person.email, {}, person.company, 0, 0, 0, TEmpfaengerTyp::elAn, person});
+    }
+}
+
+// Subject and plain body of one recipient's mail, as it would go out.
+void printPreview(TMailingRun& run, const TComposeModel& model, int number)
+{
+    if (number > static_cast<int>(model.Recipients.size()))
+        throw EUsage(Tx(3438, "Es gibt nur %1 Empfänger.").arg(model.Recipients.size()));
+    TEMail mail;
+    run.PreviewMail(static_cast<size_t>(number - 1), mail);
+    out(Tx(3434, "An: %1").arg(VisibleControlCharacters(mail.FAn.join(QStringLiteral(", ")))));
+    out(Tx(3435, "Betreff: %1").arg(VisibleControlCharacters(mail.FBetreff)));
+    out(QString());
+    out(VisibleControlCharacters(mail.FBodyPlain, true));
+}
+
 // Everything that can be checked before the store is opened: conflicting
 // options, the template's GUID, the files named.
 void checkComposeArguments(const QCommandLineParser& p)
@@ -401,6 +449,10 @@ void checkComposeArguments(const QCommandLineParser& p)
             RequireReadableFile(p.value(option));
     for (const QString& file : p.values(QStringLiteral("attach")))
         RequireReadableFile(file);
+    if (p.isSet(QStringLiteral("recipients")))
+        RequireReadableFile(p.value(QStringLiteral("recipients")));
+    if (p.isSet(QStringLiteral("preview")))
+        previewNumber(p);
 }
 
 // Fills the compose model from the options (checked before).
@@ -417,6 +469,8 @@ void fillModel(const QCommandLineParser& p, TComposeModel& model)
         addRecipients(model, addressLines(readFile(p.value(QStringLiteral("to-file")))), TEmpfaengerTyp::elAn);
     addRecipients(model, p.values(QStringLiteral("cc")), TEmpfaengerTyp::elCc);
     addRecipients(model, p.values(QStringLiteral("bcc")), TEmpfaengerTyp::elBcc);
+    if (p.isSet(QStringLiteral("recipients")))
+        addRecipientFile(model, p.value(QStringLiteral("recipients")));
     for (const QString& file : p.values(QStringLiteral("attach")))
         model.AddAttachment(QFileInfo(file).absoluteFilePath());
     model.SeparateFlag = p.isSet(QStringLiteral("separate"));
@@ -492,6 +546,10 @@ int runCompose(const QStringList& args, const TGlobalOptions& options, bool send
         warnPasswordInClearBeforeSending(*TConfig::Instance(), QStringLiteral("send"));
     TConsoleMessages messages(options.answer);
     TMailingRun run(model, messages, *TConfig::Instance(), consoleRunDeps(messages));
+    if (cmd.Parser().isSet(QStringLiteral("preview"))) {
+        printPreview(run, model, previewNumber(cmd.Parser()));
+        return ExitOk;
+    }
     if (!send) {
         run.SaveDraft();   // the outcome of its own write; no list is read back
         out(Tx(2002, "Entwurf gespeichert."));

@@ -57,7 +57,7 @@ void BM_WholeBody200K(benchmark::State& state)
     for (auto _ : state) {
         TSpellChecker checker(german(), QString());
         TSpellHighlighter highlighter(nullptr, &document, checker);
-        highlighter.rehighlight();
+        highlighter.Refresh();
     }
     state.counters["paragraphs"] = document.blockCount();
 }
@@ -82,7 +82,7 @@ void BM_KeystrokeWithSpellChecking(benchmark::State& state)
     loadBody(document);
     TSpellChecker checker(german(), QString());
     TSpellHighlighter highlighter(nullptr, &document, checker);
-    highlighter.rehighlight();
+    highlighter.Refresh();
     typeInTheMiddle(state, document);
 }
 BENCHMARK(BM_KeystrokeWithSpellChecking)->Unit(benchmark::kMicrosecond);

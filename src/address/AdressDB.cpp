@@ -54,6 +54,18 @@ QString AdrFullName(const TAdrFieldValueList& record)
     return (record.Field(QStringLiteral("Vorname")) + QLatin1Char(' ') + record.Field(QStringLiteral("Name"))).trimmed();
 }
 
+TRecipientPerson AdrPerson(const TAdrFieldValueList& record)
+{
+    TRecipientPerson p;
+    p.anrede = AnredeFromText(record.Field(QStringLiteral("Anrede")));
+    p.title = record.Field(QStringLiteral("Titel")).trimmed();
+    p.firstName = record.Field(QStringLiteral("Vorname")).trimmed();
+    p.lastName = record.Field(QStringLiteral("Name")).trimmed();
+    p.company = AdrCompany(record);
+    p.email = record.Field(QStringLiteral("EMAIL")).trimmed();
+    return p;
+}
+
 QString AdrCompany(const TAdrFieldValueList& record)
 {
     return (record.Field(QStringLiteral("Firma")) + QLatin1Char(' ') + record.Field(QStringLiteral("Firma2"))).trimmed();
@@ -168,6 +180,8 @@ TRecipientRow ResolveRecipient(TAdressDB& adr, const TEmpfaenger2& recipient)
         row.email = email;
     row.fullName = AdrFullName(record);
     row.company = AdrCompany(record);
+    row.person = AdrPerson(record);
+    row.person.email = row.email.trimmed();
     return row;
 }
 

@@ -8,6 +8,8 @@
 // Lifetime: created for one window-opening call and freed at its end. The
 // connection is private to the object (its own connection name).
 
+#include "compose/RecipientFields.h"
+
 #include <QHash>
 #include <QList>
 #include <QString>
@@ -69,6 +71,9 @@ private:
 // Full name and company as the distribution window shows them.
 QString AdrFullName(const TAdrFieldValueList& record);   // Vorname + " " + Name, trimmed
 QString AdrCompany(const TAdrFieldValueList& record);    // Firma + " " + Firma2, trimmed
+// The person for the recipient fields: Anrede and Titel where the host
+// records them, Vorname, Name (the last name), the company, EMAIL.
+TRecipientPerson AdrPerson(const TAdrFieldValueList& record);
 
 }  // namespace kalvex
 
@@ -82,6 +87,7 @@ struct TRecipientRow {
     QString email;
     QString fullName;
     QString company;
+    TRecipientPerson person;   // empty when the record is not there
 };
 
 // Looks a host recipient up in the address database: the e-mail from the

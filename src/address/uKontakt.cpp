@@ -15,6 +15,19 @@ TParamInfoV2Array contactParams(const TKontakt& k, int32_t gruppenID)
             P("q", k.Beruf)};
 }
 
+TAnrede anredeOf(int value)
+{
+    return value >= 1 && value <= 3 ? static_cast<TAnrede>(value) : TAnrede::anKeine;
+}
+
+// The row's own statements name the older columns only; the salutation
+// goes in a statement of its own.
+void saveAnrede(TQMBDatabaseHandler& handler, const TKontakt& k)
+{
+    handler.ExecSQL(QStringLiteral("update KVXAdresse set Anrede = :a where ID = :b"),
+                    {P("a", static_cast<int32_t>(k.Anrede)), P("b", k.ID)});
+}
+
 TKontakt contactOf(TQMBDataSet& ds)
 {
     TKontakt k;
@@ -35,6 +48,7 @@ TKontakt contactOf(TQMBDataSet& ds)
     k.Fax = ds.Field("Fax").toString();
     k.Funk = ds.Field("Funk").toString();
     k.Beruf = ds.Field("Beruf").toString();
+    k.Anrede = anredeOf(ds.Field("Anrede").toInt());
     return k;
 }
 
@@ -48,14 +62,28 @@ void TKontakt::Save(TQMBDatabaseHandler& handler, int32_t gruppenID)
             ID = static_cast<int32_t>(handler.ExecSQL(
                 QStringLiteral("insert into KVXAdresse (GruppenID, AdressDB_ID, Vorname, Nachname, Firma, Zusatz, EMail, Titel, Branche, Strasse, HausNr, PLZ, Ort, Telefon, Fax, Funk, Beruf) Values (:a, :b, :c, :d, :e, :f, :g, :h, :i, :j, :k, :l, :m, :n, :o, :p, :q);"),
                 params, true, TECommandTypes::sttInsert, TExecSQLReturnValue::erInsertedID));
+            saveAnrede(handler, *this);
             return;
         }
         params.push_back(P("r", ID));
         handler.ExecSQL(QStringLiteral("update KVXAdresse set GruppenID = :a, AdressDB_ID = :b, Vorname = :c, Nachname = :d, Firma = :e, Zusatz = :f, EMail = :g, Titel = :h, Branche = :i, Strasse = :j, HausNr = :k, PLZ = :l, Ort = :m, Telefon = :n, Fax = :o, Funk = :p, Beruf = :q WHERE ID = :r"),
                         params);
+        saveAnrede(handler, *this);
     } catch (const std::exception& e) {
         TLogFile::LogGlobal(false, QStringLiteral("TAdresse.Save: ") + QString::fromUtf8(e.what()));
     }
+}
+
+TRecipientPerson PersonOf(const TKontakt& k)
+{
+    TRecipientPerson p;
+    p.anrede = k.Anrede;
+    p.title = k.Titel.trimmed();
+    p.firstName = k.Vorname.trimmed();
+    p.lastName = k.Nachname.trimmed();
+    p.company = k.Firma.trimmed();
+    p.email = k.EMail.trimmed();
+    return p;
 }
 
 TGruppenListe LoadGruppenListeFromDB(TQMBDatabaseHandler& handler)

@@ -4,6 +4,8 @@
 // address it was taken from.
 
 #include <map>
+#include "compose/RecipientFields.h"
+
 #include <QString>
 #include <memory>
 
@@ -21,9 +23,13 @@ public:
 
     int32_t ID = -1;
     int32_t AdressDB_ID = 0;
+    TAnrede Anrede = TAnrede::anKeine;   // column Anrede
     QString Vorname, Nachname, Firma, Zusatz, EMail, Titel, Branche, Strasse, HausNr, PLZ, Ort, Telefon, Fax, Funk,
         Beruf;
 };
+
+// What a personal circular's recipient fields take from the contact.
+TRecipientPerson PersonOf(const TKontakt& kontakt);
 
 // A group owns its contacts, by contact ID.
 class TGruppe {

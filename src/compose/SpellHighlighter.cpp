@@ -5,10 +5,10 @@
 namespace kalvex {
 
 TSpellHighlighter::TSpellHighlighter(QObject* owner, QTextDocument* document, TSpellChecker& checker)
-    : QSyntaxHighlighter(owner), FChecker(&checker), FMisspelt(MisspeltFormat())
+    : TMarkLayer(owner, document), FChecker(&checker), FMisspelt(MisspeltFormat())
 {
-    setDocument(document);
-    connect(FChecker, &TSpellChecker::Changed, this, &QSyntaxHighlighter::rehighlight);
+    connect(FChecker, &TSpellChecker::Changed, this, &TMarkLayer::Refresh);
+    Refresh();
 }
 
 QTextCharFormat TSpellHighlighter::MisspeltFormat()
@@ -19,12 +19,12 @@ QTextCharFormat TSpellHighlighter::MisspeltFormat()
     return format;
 }
 
-void TSpellHighlighter::highlightBlock(const QString& text)
+void TSpellHighlighter::Mark(const QString& text, QList<QTextLayout::FormatRange>& marks) const
 {
     if (!FChecker)
         return;
     for (const TWordSpan& w : FChecker->Misspelt(text))
-        setFormat(w.start, w.length, FMisspelt);
+        marks.append({w.start, w.length, FMisspelt});
 }
 
 }  // namespace kalvex

@@ -1,27 +1,25 @@
 #pragma once
 // Underlines misspelt words of a rich-text document with a red wave. Qt
-// calls highlightBlock only for the paragraphs an edit touched, so typing in
-// a long body costs one paragraph, not the document. The underline lives in
-// the layout, not in the text's formats: saving and sending never see it.
+// asks for the marks only of the paragraphs an edit touched, so typing in a
+// long body costs one paragraph, not the document.
+
+#include "compose/DocumentMarks.h"
 
 #include <QPointer>
-#include <QSyntaxHighlighter>
 #include <QTextCharFormat>
 
 namespace kalvex {
 
 class TSpellChecker;
 
-class TSpellHighlighter : public QSyntaxHighlighter {
+class TSpellHighlighter : public TMarkLayer {
     Q_OBJECT
 
 public:
-    // A child of owner, working on document.
+    // A child of owner, marking document.
     TSpellHighlighter(QObject* owner, QTextDocument* document, TSpellChecker& checker);
     static QTextCharFormat MisspeltFormat();
-
-protected:
-    void highlightBlock(const QString& text) override;
+    void Mark(const QString& text, QList<QTextLayout::FormatRange>& marks) const override;
 
 private:
     QPointer<TSpellChecker> FChecker;

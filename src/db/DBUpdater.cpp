@@ -53,8 +53,8 @@ std::vector<TDBUpdater::TTableCheck> TDBUpdater::tableChecks()
     return {
         {"KVXAdresse", {F("ID", AutoInc), F("GruppenID", Int), F("AdressDB_ID", Int), S("Vorname"), S("Nachname"),
                         S("Firma"), S("Zusatz"), S("EMail"), S("Titel"), S("Branche"), S("Strasse"), S("HausNr"),
-                        S("PLZ"), S("Ort"), S("Telefon"), S("Fax"), S("Funk"), S("Beruf")},
-         {}, nullptr, nullptr},
+                        S("PLZ"), S("Ort"), S("Telefon"), S("Fax"), S("Funk"), S("Beruf"), F("Anrede", Int)},
+         {"Anrede"}, &TDBUpdater::upgradeAdresse, nullptr},
         // The content is the row's last column: SQLite writes a large blob
         // piece by piece only when no value follows it in the row.
         {"KVXAnhang", {F("ID", AutoInc), F("MailID", Int), F("Pfad", Memo), F("Dateigroesse", TFieldType::ftFloat),
@@ -174,6 +174,13 @@ void TDBUpdater::checkColumn(const QString& table, const QString& field, TFieldT
     FDBHandler.addField(table, field, type, 255);
     FDBHandler.ExecSQL(QStringLiteral("update ") + table + QStringLiteral(" set ") + field + QStringLiteral(" = 0 where ")
                        + field + QStringLiteral(" is NULL"));
+}
+
+// The salutation (0 not recorded, 1 Frau, 2 Herr, 3 divers) came with the
+// personal circulars.
+void TDBUpdater::upgradeAdresse()
+{
+    checkColumn(QStringLiteral("KVXAdresse"), QStringLiteral("Anrede"), Int);
 }
 
 void TDBUpdater::upgradeEmpfaenger()

@@ -40,6 +40,7 @@ private:
     bool hasDayCounts();
     void checkTable(const TTableCheck& check);
     void checkColumn(const QString& table, const QString& field, TFieldType type);
+    void upgradeAdresse();
     void upgradeEmpfaenger();
     void upgradeGesendeteMails();
     void upgradeVorlage();

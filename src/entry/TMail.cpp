@@ -274,7 +274,7 @@ int32_t TMail::ShowVerteilerFormTemplate(uintptr_t appHandle, int32_t lang, cons
     for (const auto& recipient : recipients) {
         const TRecipientRow row = ResolveRecipient(*FAdressDBWrapper, *recipient);
         setup.recipients << TComposeRecipient{row.email, row.fullName, row.company, 0, 0, 0,
-                                              static_cast<TEmpfaengerTyp>(row.typ)};
+                                              static_cast<TEmpfaengerTyp>(row.typ), row.person};
         module.InsertTempEmpf(row.email, row.fullName, row.company, 0);
     }
     setup.attachments = SplitAttachmentsText(anhaenge);

@@ -193,6 +193,7 @@ TMainFormServices makeServices(TMailingRun& run, IUserMessages& messages, IProgr
     services.storeDraft = [&run](TComposeModel&) { run.SaveDraft(); };
     services.sentFlag = [&run] { return run.FSentFlag; };
     services.newMail = [&run] { run.NewMail(); };
+    services.previewMail = [&run](size_t index, TEMail& mail) { run.PreviewMail(index, mail); };
     services.mails = []() -> const TEMailListe* {
         TDatenModul* module = TDatenModul::Instance();
         return module ? &module->FEMailListe : nullptr;

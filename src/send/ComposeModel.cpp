@@ -39,6 +39,20 @@ TComposeModel::TComposeModel() : FBody(std::make_unique<QTextDocument>()) {}
 
 TComposeModel::~TComposeModel() = default;
 
+TRecipientPerson RecipientPerson(const TComposeRecipient& r)
+{
+    TRecipientPerson p = r.person;
+    const std::optional<TMailbox> box = ParseMailbox(r.email);
+    if (p.email.isEmpty())
+        p.email = box ? box->Address() : r.email;
+    if (p.fullName.isEmpty() && p.firstName.isEmpty() && p.lastName.isEmpty())
+        p.fullName = r.name.isEmpty() && box ? box->displayName : r.name;
+    if (p.company.isEmpty())
+        p.company = r.company;
+    SplitFullName(p);
+    return p;
+}
+
 bool TComposeModel::AddRecipient(const TComposeRecipient& recipient)
 {
     for (const TComposeRecipient& r : Recipients)

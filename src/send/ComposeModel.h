@@ -4,6 +4,7 @@
 // command line fill it; the mailing run reads it. It knows nothing of
 // widgets.
 
+#include "compose/RecipientFields.h"
 #include "mailinterface/Empfaenger.h"
 
 #include <QString>
@@ -23,7 +24,13 @@ struct TComposeRecipient {
     int32_t tmpId = 0;
     int32_t kontaktId = 0;
     TEmpfaengerTyp kind = TEmpfaengerTyp::elAn;
+    // What the address book, the host's record or a recipient file knows of
+    // the person, for the recipient fields of a personal circular.
+    TRecipientPerson person = {};
 };
+
+// The person of a row, completed from the row's address, name and company.
+TRecipientPerson RecipientPerson(const TComposeRecipient& recipient);
 
 struct TComposeAttachment {
     QString file;      // path, possibly behind the origin prefix

@@ -11,6 +11,7 @@
 #include <QDateTime>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QFileInfo>
 #include <QTextDocument>
 #include <QTimer>
 
@@ -87,6 +88,8 @@ void TMailingRun::sendOne()
 {
     TEMail mail;
     BuildMail(mail, QString());
+    if (refuseRecipientFields(mail))
+        return;
     switch (SendModeOf(FConfig.FSendDirekt)) {
     case TSendMode::smMailClient: FSentFlag = SendViaMailClient(mail, true); break;
     case TSendMode::smDirect: FSentFlag = SendDirect(mail, true); break;
@@ -129,14 +132,17 @@ void TMailingRun::sendSeparately()
         FMessages.ShowError(Tx(1988, "Die Option \"seperat senden\" steht bei Nutzung von Cc oder Bcc nicht zur Verfügung."));
         return;
     }
+    if (!prepareCircular())
+        return;
     std::vector<size_t> rows(FModel.Recipients.size());
     std::iota(rows.begin(), rows.end(), size_t{0});
     while (!rows.empty()) {
         runSeparately(rows, SendModeOf(FConfig.FSendDirekt));
         if (!FDeps.showRunSummary || !FDeps.showRunSummary(FLastRun))
-            return;
+            break;
         rows = rowsOf(FLastRun.Missing());
     }
+    FCircular.reset();
 }
 
 void TMailingRun::runSeparately(const std::vector<size_t>& rows, TSendMode mode)
@@ -196,7 +202,10 @@ void TMailingRun::sendSeparateMail(size_t index, TSendMode mode, bool first)
 {
     TEMail mail;
     BuildMail(mail, FModel.Recipients[index].email);
+    personalize(mail, index);
+    const QString subject = mail.FBetreff;   // the log keeps the template's
     const bool sent = mode == TSendMode::smMailClient ? SendViaMailClient(mail, first) : sendInRun(mail, first);
+    mail.FBetreff = subject;
     FSentFlag = true;
     recordSeparateResult(mail, sent);
 }
@@ -292,6 +301,57 @@ bool TMailingRun::waitCancellable(qint64 ms, const std::function<QString(qint64 
     return !cancelled();
 }
 
+// Recipient fields are filled only per mail of a separate run; one mail
+// to all would carry the placeholders.
+bool TMailingRun::refuseRecipientFields(const TEMail& mail)
+{
+    const QStringList fields = RecipientFieldsIn(mail.FBetreff + QLatin1Char('\n') + mail.FBodyPlain);
+    if (fields.isEmpty())
+        return false;
+    FMessages.ShowError(Tx(3424, "Die E-Mail enthält Empfängerfelder (%1). Sie werden nur beim Versand mit \"separat "
+                                 "senden\" für jeden Empfänger gefüllt. Bitte aktivieren Sie \"separat senden\" oder "
+                                 "entfernen Sie die Felder.").arg(fields.join(QStringLiteral(", "))));
+    return true;
+}
+
+// The template is split once for the whole run.
+bool TMailingRun::prepareCircular()
+{
+    if (!recipientAttachmentsExist())
+        return false;
+    TEMail templateMail;
+    BuildMail(templateMail, QString());
+    FCircular = std::make_unique<TPersonalCircular>(templateMail);
+    return true;
+}
+
+// A missing file refuses the run before its first mail.
+bool TMailingRun::recipientAttachmentsExist()
+{
+    for (const TComposeRecipient& r : FModel.Recipients)
+        for (const QString& file : r.person.attachments)
+            if (!QFileInfo(file).isFile()) {
+                FMessages.ShowError(Tx(3425, "Der Anhang \"%1\" für %2 ist nicht vorhanden. Es wurde keine E-Mail "
+                                             "gesendet.").arg(file, r.email));
+                return false;
+            }
+    return true;
+}
+
+void TMailingRun::personalize(TEMail& mail, size_t index) const
+{
+    if (FCircular)
+        FCircular->Apply(mail, RecipientPerson(FModel.Recipients[index]));
+}
+
+void TMailingRun::PreviewMail(size_t index, TEMail& mail)
+{
+    TEMail templateMail;
+    BuildMail(templateMail, QString());
+    BuildMail(mail, FModel.Recipients.at(index).email);
+    TPersonalCircular(templateMail).Apply(mail, RecipientPerson(FModel.Recipients[index]));
+}
+
 void TMailingRun::showSeparateProgress(size_t position, size_t total, size_t row, qint64 elapsedMs)
 {
     if (!FDeps.progress)
@@ -320,7 +380,8 @@ bool TMailingRun::cancelled() const
 
 void TMailingRun::logRecipientResult(const TEMail& mail, const QString& result)
 {
-    TLogFile::LogGlobal(true, QStringLiteral("Rundschreiben an %1: %2").arg(mail.FAn.join(QStringLiteral(", ")), result));
+    TLogFile::LogGlobal(true, QStringLiteral("Rundschreiben an %1: %2 (Betreff: \"%3\")")
+                                  .arg(mail.FAn.join(QStringLiteral(", ")), result, mail.FBetreff));
 }
 
 // Visits every row: each Cc or Bcc row gets its own message.
@@ -521,6 +582,8 @@ void TMailingRun::SaveDraft()
 
 void TMailingRun::storeSentMail(TEMail& mail)
 {
+    if (FCircular && !mail.FAn.isEmpty())
+        FCircular->Restore(mail, RecipientPerson(FModel.Recipients.front()));
     try {
         storeMail(mail, 2);
     } catch (const std::exception& e) {

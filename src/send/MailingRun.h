@@ -10,6 +10,7 @@
 #include "config/KalvexError.h"
 #include "config/ProgressDisplay.h"
 #include "config/UserMessages.h"
+#include "compose/PersonalCircular.h"
 #include "send/ComposeModel.h"
 #include "send/SendPacing.h"
 
@@ -139,6 +140,9 @@ public:
     bool SendViaMailClient(TEMail& mail, bool log);
     bool SendDirect(TEMail& mail, bool log);
     bool CheckSeparateAllowed();
+    // Recipient index's mail of a separate run as it would go out; nothing
+    // is sent.
+    void PreviewMail(size_t index, TEMail& mail);
     void NewMail();   // the sent flag is cleared, the result code goes back to -1
     // After the settings dialog was confirmed: checks and stores the values
     // (mailserver.ini, password encoded) and reloads them. Returns true when
@@ -169,6 +173,10 @@ private:
     bool waitCancellable(qint64 ms, const std::function<QString(qint64 leftMs)>& text);
     void markSentDirect(TEMail& mail, bool log);
     void showSeparateProgress(size_t position, size_t total, size_t row, qint64 elapsedMs);
+    bool refuseRecipientFields(const TEMail& mail);
+    bool prepareCircular();
+    bool recipientAttachmentsExist();
+    void personalize(TEMail& mail, size_t index) const;
     void reportCancelledRun(int sent, size_t total, size_t notTried);
     bool cancelled() const;
     bool checkRecipientsForMailClient(IMailClientHandOver& client);
@@ -178,6 +186,7 @@ private:
     void logPasswordInClearOnce();
     void logRecipientResult(const TEMail& mail, const QString& result);
 
+    std::unique_ptr<TPersonalCircular> FCircular;   // during a separate run
     TRunTally FTally;
     TSeparateRunSummary FLastRun;
     // The separate run under way: one sender (one connection) for all its

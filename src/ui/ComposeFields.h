@@ -3,6 +3,8 @@
 // a description. Every source of fields (the host's simple fields, later
 // others) contributes entries; one function shows them.
 
+#include "compose/RecipientFields.h"
+
 #include <QList>
 #include <QString>
 #include <cstdint>
@@ -12,12 +14,6 @@ class QTreeWidget;
 namespace kalvex {
 
 class TFelder;
-
-struct TFieldEntry {
-    QString name;          // without the angle brackets
-    QString value;         // what the placeholder becomes
-    QString description;
-};
 
 // The host's simple fields under their names of the interface language.
 QList<TFieldEntry> SimpleFieldEntries(const TFelder& felder, int32_t lang);

@@ -32,6 +32,7 @@ namespace {
 constexpr int kGroupRole = Qt::UserRole;
 constexpr int kContactRole = Qt::UserRole + 1;
 constexpr int kHostSearchLimit = 500;
+constexpr int kHostRowRole = Qt::UserRole + 1;   // the row of FHostRows
 const QString kGeometrySection = QStringLiteral("FormEmpfWaehlen");
 
 QString displayName(const TKontakt& k)
@@ -67,6 +68,7 @@ TComposeRecipient recipientOf(const TKontakt& k)
     r.company = k.Firma;
     r.adressDbId = k.AdressDB_ID;
     r.kontaktId = k.ID;
+    r.person = PersonOf(k);
     return r;
 }
 
@@ -436,11 +438,13 @@ void TFormEmpfWaehlen::searchHost()
     } catch (const EKalvex& e) {
         FMessages.ShowError(e.message());
     }
+    FHostRows = rows;
     gridHost->setRowCount(static_cast<int>(rows.size()));
     for (int i = 0; i < rows.size(); ++i) {
         const TAdrFieldValueList& r = rows[i];
         auto* name = new QTableWidgetItem(AdrFullName(r));
         name->setData(Qt::UserRole, r.Field(QStringLiteral("Name")));
+        name->setData(kHostRowRole, i);
         gridHost->setItem(i, 0, name);
         gridHost->setItem(i, 1, new QTableWidgetItem(r.Field(QStringLiteral("EMAIL"))));
         gridHost->setItem(i, 2, new QTableWidgetItem(AdrCompany(r)));
@@ -475,6 +479,7 @@ QList<TComposeRecipient> TFormEmpfWaehlen::selectedHostEntries() const
         r.name = FHostNameFieldAsName ? name->data(Qt::UserRole).toString() : name->text();
         r.email = gridHost->item(index.row(), 1)->text().trimmed();
         r.company = gridHost->item(index.row(), 2)->text();
+        r.person = AdrPerson(FHostRows.value(name->data(kHostRowRole).toInt()));
         out << r;
     }
     return out;
@@ -688,6 +693,7 @@ TFormKontakt::TFormKontakt(const TKontakt& kontakt, QWidget* parent) : QDialog(p
     setWindowTitle(kontakt.ID < 1 ? Tx(2240, "Neuer Kontakt") : Tx(2239, "Kontakt bearbeiten"));
     setMinimumWidth(460);
     auto* form = new QFormLayout(this);
+    form->addRow(Tx(3401, "Anrede"), anredeBox());
     for (const QList<int>& row : kKontaktRows)
         form->addRow(rowCaption(row), fieldRow(row));
     lbHinweis = new QLabel(this);
@@ -715,9 +721,19 @@ QHBoxLayout* TFormKontakt::fieldRow(const QList<int>& row)
     return h;
 }
 
+QComboBox* TFormKontakt::anredeBox()
+{
+    cbAnrede = new QComboBox(this);
+    for (TAnrede a : {TAnrede::anKeine, TAnrede::anFrau, TAnrede::anHerr, TAnrede::anDivers})
+        cbAnrede->addItem(AnredeText(a), static_cast<int>(a));
+    cbAnrede->setCurrentIndex(cbAnrede->findData(static_cast<int>(FKontakt.Anrede)));
+    return cbAnrede;
+}
+
 TKontakt TFormKontakt::Kontakt() const
 {
     TKontakt k = FKontakt;
+    k.Anrede = static_cast<TAnrede>(cbAnrede->currentData().toInt());
     for (int i = 0; i < FFields.size(); ++i)
         k.*(kKontaktFields[i].member) = FFields[i]->text().trimmed();
     return k;

@@ -5,6 +5,7 @@
 // renames and deletes groups and adds, edits, moves and deletes contacts.
 // Every change is written to the store at once.
 
+#include "address/AdressDB.h"
 #include "address/uKontakt.h"
 #include "send/ComposeModel.h"
 
@@ -20,6 +21,8 @@ class QTableWidget;
 class QTabWidget;
 class QTreeWidget;
 class QTreeWidgetItem;
+
+class QComboBox;
 
 namespace kalvex {
 
@@ -108,6 +111,7 @@ private:
     IUserMessages& FMessages;
     TGruppenListe FGruppen;
     QList<TComposeRecipient> FResult;
+    QList<TAdrFieldValueList> FHostRows;   // what the host grid shows, by row
     bool FHostNameFieldAsName = false;   // "Aus AdressDB übernehmen" names a host row by its field Name
     QList<TCommand> FCommands;
 };
@@ -121,13 +125,16 @@ public:
     TKontakt Kontakt() const;
     void accept() override;
     QList<QLineEdit*> Fields() const { return FFields; }
+    QComboBox* AnredeBox() const { return cbAnrede; }
 
 private:
     QHBoxLayout* fieldRow(const QList<int>& row);
+    QComboBox* anredeBox();
 
     TKontakt FKontakt;
     QList<QLineEdit*> FFields;   // in the order of kontaktFields()
     QLineEdit* edEMail = nullptr;
+    QComboBox* cbAnrede = nullptr;   // empty item: not recorded
     QLabel* lbHinweis = nullptr;
 };
 

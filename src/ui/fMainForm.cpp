@@ -1,5 +1,7 @@
 #include "ui/fMainForm.h"
 
+#include "ui/fVorschau.h"
+
 #include "compose/TemplateMerge.h"
 #include "compose/rtf/RtfReader.h"
 #include "config/InterfaceLocale.h"
@@ -323,9 +325,17 @@ QWidget* TMainForm::buildRecipientArea()
     }
     rbVoreinstellung[0]->setChecked(true);
     chbSeperatSenden = new QCheckBox(Tx(1960, "separat senden"), area);
-    connect(chbSeperatSenden, &QCheckBox::toggled, this, [this](bool on) { FModel.SeparateFlag = on; });
+    connect(chbSeperatSenden, &QCheckBox::toggled, this, [this](bool on) {
+        FModel.SeparateFlag = on;
+        if (FFieldMarks)
+            FFieldMarks->SetActive(!on);   // recipient fields are filled only per mail
+    });
+    btVorschau = new QPushButton(Tx(3440, "Vorschau"), area);
+    btVorschau->setToolTip(Tx(3445, "Zeigt die E-Mail, wie jeder Empfänger sie bei \"separat senden\" erhält"));
+    connect(btVorschau, &QPushButton::clicked, this, &TMainForm::ShowPreview);
     for (QWidget* w : {static_cast<QWidget*>(plus), static_cast<QWidget*>(fromDb), static_cast<QWidget*>(choose),
-                       static_cast<QWidget*>(preset), static_cast<QWidget*>(chbSeperatSenden)})
+                       static_cast<QWidget*>(preset), static_cast<QWidget*>(chbSeperatSenden),
+                       static_cast<QWidget*>(btVorschau)})
         side->addWidget(w);
     side->addStretch(1);
     row->addLayout(side);
@@ -379,6 +389,7 @@ QWidget* TMainForm::buildComposePage()
     edBody = new QTextEdit(upper);
     edBody->setDocument(&FModel.Body());
     TTextEditSpelling::Attach(edBody, spelling);
+    FFieldMarks = new TRecipientFieldHighlighter(this, edBody->document());
     upper->addWidget(buildFieldPanel());
     upper->setStretchFactor(0, 1);
     upper->setStretchFactor(1, 0);
@@ -820,7 +831,26 @@ void TMainForm::applyMerged(const TProgrammVorlage& vorlage)
 
 void TMainForm::fillFieldTree()
 {
-    ShowFieldEntries(FFelder ? SimpleFieldEntries(*FFelder, FLang) : QList<TFieldEntry>());
+    ShowFieldEntries((FFelder ? SimpleFieldEntries(*FFelder, FLang) : QList<TFieldEntry>()) + RecipientFieldEntries());
+}
+
+QList<TFieldEntry> TMainForm::RecipientFieldEntries() const
+{
+    if (FModel.Recipients.empty())
+        return RecipientFieldList(nullptr);
+    const TRecipientPerson first = RecipientPerson(FModel.Recipients.front());
+    return RecipientFieldList(&first);
+}
+
+void TMainForm::ShowPreview()
+{
+    if (FModel.Recipients.empty() || !FServices.previewMail) {
+        FMessages.ShowInformation(Tx(309, "Es wurden noch keine Empfänger angegeben. Bitte wählen Sie zunächst "
+                                          "mindestens einen Empfänger."));
+        return;
+    }
+    TFormVorschau preview(FModel.Recipients.size(), FServices.previewMail, this);
+    RunModal(preview);
 }
 
 void TMainForm::insertFieldValue(int index)

@@ -24,6 +24,7 @@ class QComboBox;
 class QFontComboBox;
 class QLabel;
 class QLineEdit;
+class QPushButton;
 class QRadioButton;
 class QStackedWidget;
 class QTabWidget;
@@ -40,6 +41,7 @@ class QTextCursor;
 namespace kalvex {
 
 class TConfig;
+class TRecipientFieldHighlighter;
 class TEMail;
 class TEMailListe;
 class TFelder;
@@ -63,6 +65,8 @@ struct TMainFormServices {
     std::function<bool()> sentFlag;                          // the compose page's mail went out
     std::function<void()> newMail;                           // a new compose session begins
     TSuggestionSource addressSuggestions;                    // completion of the recipient line
+    // Recipient index's mail of a separate run, built but not sent.
+    std::function<void(size_t index, TEMail& mail)> previewMail;
 };
 
 class TMainForm : public QDialog {
@@ -140,6 +144,8 @@ public:
     QLabel* lbAnhangGesamt;
     QLabel* lbAnhangWarnung;
     QCheckBox* chbSeperatSenden;
+    QPushButton* btVorschau = nullptr;
+    TRecipientFieldHighlighter* FFieldMarks = nullptr;   // a child of the window
     QRadioButton* rbVoreinstellung[3];
     QTabWidget* ribbon;
     QStackedWidget* pages;
@@ -150,6 +156,11 @@ public slots:
     // Every way of closing (Esc, "Schließen", the title bar, the host)
     // ends here and asks the unsaved-draft question first.
     void reject() override;
+
+    // The recipient fields with the first recipient's values (empty without
+    // recipients), for the field list beside the host's fields.
+    QList<TFieldEntry> RecipientFieldEntries() const;
+    void ShowPreview();   // "Vorschau": recipient n of N, nothing is sent
 
 private:
     void buildActions();

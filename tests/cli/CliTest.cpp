@@ -733,3 +733,46 @@ TEST_F(CliTest, OAuthSignInWithDeviceCodeThenSendAndRevocation)
     EXPECT_TRUE(r.out.contains("nicht angemeldet")) << r.out.toStdString();
     qunsetenv("DBUS_SESSION_BUS_ADDRESS");
 }
+
+// A personal circular from a Windows-1252 CSV file: the preview of each
+// recipient is what the server then receives for that recipient.
+TEST_F(CliTest, PersonalCircularFromARecipientFileMatchesItsPreview)
+{
+    SmtpServer server({"--auth", "PLAIN", "--user", "cli@example.org", "--password", "Geheim"});
+    ASSERT_TRUE(server.Running());
+    ASSERT_EQ(run({"config", "--direct", "--host", "127.0.0.1", "--port", QString::number(server.Port()), "--encrypted",
+                   "nein", "--sender", "cli@example.org", "--password-stdin"}, "Geheim\n").code, 0);
+    writeBytes(dir.filePath("liste/plan.pdf"), "%PDF-1.4");
+    writeBytes(dir.filePath("liste/liste.csv"), "Anrede,Titel,Vorname,Nachname,Firma,EMail,Anhang,Baustelle\r\n"
+                                                "Frau,Dr.,Anna,Sch\xE4" "fer,\"Bau, Nord\",anna@example.org,plan.pdf,Halle 3\r\n"
+                                                "Herr,,Bernd,Albers,,bernd@example.org,,\r\n");
+    const QStringList circular = {"send", "--separate", "--recipients", dir.filePath("liste/liste.csv"), "--subject",
+                                  "Baustelle <Empfaenger.Baustelle>", "--body", "<Empfaenger.Briefanrede>\nText für <Empfaenger.Firma>."};
+    Result first = run(circular + QStringList{"--preview", "1"});
+    ASSERT_EQ(first.code, 0) << first.err.toStdString();
+    EXPECT_EQ(first.out, "An: anna@example.org\nBetreff: Baustelle Halle 3\n\nSehr geehrte Frau Dr. Schäfer,\nText für Bau, Nord.\n");
+    Result second = run(circular + QStringList{"--preview", "2"});
+    EXPECT_TRUE(second.out.contains("Sehr geehrter Herr Albers,\nText für .")) << second.out.toStdString();
+    EXPECT_EQ(run(circular + QStringList{"--preview", "3"}).code, 2);
+    EXPECT_EQ(run({"send", "--recipients", dir.filePath("liste/liste.csv"), "--preview", "1"}).code, 2);   // without --separate
+    EXPECT_EQ(server.MailCount(), 0);
+
+    Result sent = run(circular);
+    ASSERT_EQ(sent.code, 0) << sent.err.toStdString();
+    ASSERT_EQ(server.MailCount(), 2);
+    const QJsonObject anna = server.Parsed(1);
+    EXPECT_EQ(anna["subject"].toString(), "Baustelle Halle 3");
+    const QJsonArray parts = anna["parts"].toArray();
+    const auto plain = std::find_if(parts.begin(), parts.end(), [](const QJsonValue& p) { return p["type"] == "text/plain"; });
+    ASSERT_NE(plain, parts.end());
+    EXPECT_EQ(first.out.section(QStringLiteral("\n\n"), 1), QJsonValue(*plain).toObject()["text"].toString().replace("\r\n", "\n"));
+    EXPECT_EQ(parts.last()["filename"].toString(), "plan.pdf");
+    EXPECT_EQ(server.Parsed(2)["parts"].toArray().last()["filename"].toString(), "");
+
+    // A recipient file naming a file that is not there sends nothing.
+    writeBytes(dir.filePath("liste/fehlt.csv"), "EMail;Anhang\na@example.org;\nb@example.org;weg.pdf\n");
+    Result refused = run({"send", "--separate", "--recipients", dir.filePath("liste/fehlt.csv"), "--subject", "x", "--body", "y"});
+    EXPECT_EQ(refused.code, 2);
+    EXPECT_TRUE(refused.err.contains("weg.pdf")) << refused.err.toStdString();
+    EXPECT_EQ(server.MailCount(), 2);
+}

@@ -390,11 +390,28 @@ TEST_P(DatenModulTest, OwnAddressBookAndGroups)
     EXPECT_EQ(groups[kunden]->Gruppenname, "Stammkunden");
     ASSERT_EQ(groups[lieferanten]->Kontakte.size(), 1u);
     EXPECT_EQ(groups[lieferanten]->Kontakte.begin()->second->Ort, "Köln");
+    EXPECT_EQ(groups[lieferanten]->Kontakte.begin()->second->Anrede, TAnrede::anKeine);
+
+    // The salutation is stored with the contact and feeds its letter salutation.
+    k.Anrede = TAnrede::anFrau;
+    k.Titel = "Dr.";
+    k.Save(h, lieferanten);
+    groups = LoadGruppenListeFromDB(h);
+    const TKontakt& stored = *groups[lieferanten]->Kontakte.begin()->second;
+    EXPECT_EQ(stored.Anrede, TAnrede::anFrau);
+    EXPECT_EQ(Briefanrede(PersonOf(stored)), "Sehr geehrte Frau Dr. Schäfer,");
+    TKontakt divers;
+    divers.Anrede = TAnrede::anDivers;
+    divers.Vorname = "Kim";
+    divers.Nachname = "Wolf";
+    divers.Save(h, lieferanten);
+    EXPECT_EQ(h.CalcSQL_Int(-1, "select Anrede from KVXAdresse where ID = :i", {P("i", divers.ID)}), 3);
+    groups = LoadGruppenListeFromDB(h);
 
     // Deleting a group removes its addresses without asking any contact.
     EXPECT_TRUE(GruppeLoeschen(h, kunden));
     EXPECT_EQ(h.CalcSQL_Int(-1, "select count(*) from KVXAdresse where GruppenID = :g", {P("g", kunden)}), 0);
-    EXPECT_EQ(h.CalcSQL_Int(-1, "select count(*) from KVXAdresse"), 1);
+    EXPECT_EQ(h.CalcSQL_Int(-1, "select count(*) from KVXAdresse"), 2);
 
     // A failing save is logged, not raised, and the new contact keeps its ID.
     h.ExecSQL("ALTER TABLE KVXAdresse RENAME TO KVXAdresseWeg");

@@ -69,8 +69,12 @@ TEST_P(UpdaterTest, OldStoresAreUpgraded)
                                   f("Typ", T::ftInteger), f("IsStandard", T::ftBoolean), f("Betreff", T::ftWideString, 255),
                                   f("BodyPlain", T::ftMemo), f("BodyRTF", T::ftMemo)});
 
+    h->createTable("KVXAdresse", {f("ID", T::ftAutoInc), f("GruppenID", T::ftInteger), f("Nachname", T::ftWideString, 255)});
+    h->ExecSQL("insert into KVXAdresse (GruppenID, Nachname) values (1, 'Albers')");
+
     TDBUpdater(*h).CheckTables();
     EXPECT_EQ(h->CalcSQL_Int(-1, "select EmpfType from KVXEmpfaenger"), 0);
+    EXPECT_EQ(h->CalcSQL_Int(-1, "select Anrede from KVXAdresse where Nachname = 'Albers'"), 0);   // not recorded
     // Old day counts exist only in SQLite stores; a server store is never converted.
     EXPECT_DOUBLE_EQ(h->CalcSQL_Real(0, "select Datum from KVXGesendeteMails where Betreff = 'alt'"),
                      IsSQLite() ? 2460019.0 : 45000.5);

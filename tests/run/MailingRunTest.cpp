@@ -193,3 +193,110 @@ TEST_F(MailingRunTest, ConnectionSettingsCheck)
     run.CheckConnectionSettings(in);
     EXPECT_EQ(TIniFile(config->MailServerIniFileName()).ReadInteger("SMTP", "SendDirekt", -1), 0);
 }
+
+namespace {
+
+TComposeRecipient personRow(const QString& address, TAnrede anrede, const QString& last, const QString& company)
+{
+    TComposeRecipient r{address, {}, {}, 0, 0, 0, TEmpfaengerTyp::elAn};
+    r.person.anrede = anrede;
+    r.person.lastName = last;
+    r.person.company = company;
+    return r;
+}
+
+QString plainPart(const QJsonObject& parsed)
+{
+    for (const QJsonValue& part : parsed["parts"].toArray())
+        if (part["type"].toString() == "text/plain")
+            return part["text"].toString();
+    return QString();
+}
+
+}  // namespace
+
+// Each recipient's mail carries its own fields, exactly as the preview
+// shows it; the sent-mail log keeps the template, the log file each
+// recipient's subject.
+TEST_F(MailingRunTest, PersonalCircularFillsTheRecipientFieldsPerMail)
+{
+    SmtpServer server({"--auth", "PLAIN,LOGIN", "--user", "absender@example.org"});
+    ASSERT_TRUE(server.Running());
+    useServer(server);
+    model.Subject = "Einladung für <Empfaenger.Firma>";
+    model.Body().setPlainText("<Empfaenger.Briefanrede>\nIhre Adresse: <Empfaenger.EMail>");
+    model.AddRecipient(personRow("schaefer@example.org", TAnrede::anFrau, "Schäfer", "Bau Nord"));
+    model.AddRecipient({"Bernd Albers <albers@example.org>", {}, {}, 0, 0, 0, TEmpfaengerTyp::elAn});   // a manual row
+    model.AddRecipient(personRow("info@example.org", TAnrede::anKeine, "", "Wolf & Co"));
+    model.SeparateFlag = true;
+    TMailingRun run = makeRun();
+    QStringList previews;
+    for (size_t i = 0; i < 3; ++i) {
+        TEMail preview;
+        run.PreviewMail(i, preview);
+        previews << preview.FBodyPlain;
+        EXPECT_FALSE(preview.FBodyRTF.contains("<Empfaenger."));
+        EXPECT_FALSE(preview.FBodyHTML.join("").contains("Empfaenger."));
+    }
+    EXPECT_EQ(server.MailCount(), 0);   // a preview sends nothing
+
+    run.SendClick();
+    ASSERT_EQ(server.MailCount(), 3) << messages.Texts(TRecordingMessages::Kind::Error).join("|").toStdString();
+    EXPECT_EQ(server.Parsed(1)["subject"].toString(), "Einladung für Bau Nord");
+    EXPECT_EQ(server.Parsed(3)["subject"].toString(), "Einladung für Wolf & Co");
+    EXPECT_EQ(previews[0], "Sehr geehrte Frau Schäfer,\nIhre Adresse: schaefer@example.org");
+    EXPECT_EQ(previews[1], "Guten Tag Bernd Albers,\nIhre Adresse: albers@example.org");
+    EXPECT_EQ(previews[2], "Sehr geehrte Damen und Herren,\nIhre Adresse: info@example.org");
+    for (int i = 1; i <= 3; ++i)
+        EXPECT_EQ(plainPart(server.Parsed(i)).replace("\r\n", "\n").trimmed(), previews[i - 1]);   // lines go out as CR LF
+
+    EXPECT_EQ(logged("select count(*) from KVXGesendeteMails"), 1);
+    EXPECT_EQ(TDatenModul::Instance()->Handler().CalcSQL_String("", "select Betreff from KVXGesendeteMails"),
+              "Einladung für <Empfaenger.Firma>");
+    EXPECT_TRUE(TDatenModul::Instance()->Handler().CalcSQL_String("", "select Inhalt from KVXGesendeteMails")
+                    .contains("<Empfaenger.Briefanrede>"));
+    QFile log(TLogFile::DefaultFileName(common));
+    ASSERT_TRUE(log.open(QIODevice::ReadOnly));
+    const QString lines = QString::fromUtf8(log.readAll());
+    EXPECT_TRUE(lines.contains("Rundschreiben an schaefer@example.org: gesendet (Betreff: \"Einladung für Bau Nord\")"));
+    EXPECT_TRUE(lines.contains("(Betreff: \"Einladung für Wolf & Co\")"));
+}
+
+TEST_F(MailingRunTest, RecipientFieldsAndMissingAttachmentsAreRefusedBeforeSending)
+{
+    SmtpServer server({"--auth", "PLAIN,LOGIN", "--user", "absender@example.org"});
+    ASSERT_TRUE(server.Running());
+    useServer(server);
+    model.Subject = "Rundschreiben";
+    model.Body().setPlainText("<Empfaenger.Briefanrede> Text");
+    addRecipient("a@example.org", TEmpfaengerTyp::elAn);
+    addRecipient("b@example.org", TEmpfaengerTyp::elAn);
+    TMailingRun run = makeRun();
+    run.SendClick();   // one mail to all cannot carry personal fields
+    EXPECT_EQ(server.MailCount(), 0);
+    ASSERT_EQ(messages.Texts(TRecordingMessages::Kind::Error).size(), 1);
+    EXPECT_TRUE(messages.Texts(TRecordingMessages::Kind::Error)[0].contains("<Empfaenger.Briefanrede>"));
+
+    // The second recipient's own attachment is missing: not even the first mail goes.
+    messages.Clear();
+    model.SeparateFlag = true;
+    QFile own(dir.filePath("a.pdf"));
+    ASSERT_TRUE(own.open(QIODevice::WriteOnly));
+    own.write("%PDF");
+    own.close();
+    model.Recipients[0].person.attachments = QStringList{own.fileName()};
+    model.Recipients[1].person.attachments = QStringList{dir.filePath("fehlt.pdf")};
+    run.SendClick();
+    EXPECT_EQ(server.MailCount(), 0);
+    ASSERT_EQ(messages.Texts(TRecordingMessages::Kind::Error).size(), 1);
+    EXPECT_TRUE(messages.Texts(TRecordingMessages::Kind::Error)[0].contains("fehlt.pdf"));
+
+    // With the file there, each recipient gets only their own attachment.
+    model.Recipients[1].person.attachments.clear();
+    run.SendClick();
+    ASSERT_EQ(server.MailCount(), 2);
+    EXPECT_EQ(server.Parsed(1)["parts"].toArray().last()["filename"].toString(), "a.pdf");
+    for (const QJsonValue& part : server.Parsed(2)["parts"].toArray())
+        EXPECT_TRUE(part["filename"].isUndefined() || part["filename"].isNull());
+    EXPECT_EQ(logged("select count(*) from KVXAnhang"), 0);   // the log keeps the template's attachments only
+}

@@ -129,7 +129,8 @@ TEST_F(ComposeJourney, FieldTreeAndDroppedAttachments)
     run(session, [&](TMainForm& w) {
         // The tree shows what each field becomes, and the template became it.
         ASSERT_FALSE(w.FFieldPanel->isHidden());
-        ASSERT_EQ(w.tvFelder->topLevelItemCount(), 2);
+        ASSERT_EQ(w.tvFelder->topLevelItemCount(), 2 + 7);   // the host's two, then the recipient fields
+        EXPECT_EQ(w.tvFelder->topLevelItem(2)->text(0), "Empfaenger.Anrede");
         EXPECT_EQ(w.tvFelder->topLevelItem(0)->text(0), "Projekt");
         EXPECT_EQ(w.tvFelder->topLevelItem(0)->text(1), "Neubau Lagerhalle Nord");
         EXPECT_EQ(w.tvFelder->topLevelItem(1)->text(1), "15.12.2026");

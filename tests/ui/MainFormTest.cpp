@@ -229,3 +229,60 @@ TEST(MainFormRules, AttachmentSizesAndRecipientLines)
     EXPECT_TRUE(SuggestionMatches({"Anna Schäfer", "Planungsbüro Nord", "a@x.de"}, " NORD "));
     EXPECT_FALSE(SuggestionMatches({"Anna Schäfer", "Planungsbüro Nord", "a@x.de"}, "süd"));
 }
+
+#include "config/IniPlus.h"
+#include "send/MailingRun.h"
+#include "ui/fVorschau.h"
+#include <QTextBrowser>
+#include <QTextLayout>
+
+// Recipient fields on the compose page: listed with the first recipient's
+// values, marked in the body while "separat senden" is off, and previewed
+// recipient by recipient through the real mailing run.
+TEST(MainForm, PersonalCircularFieldsMarksAndPreview)
+{
+    kalvex::testing::WidgetApp();
+    QTemporaryDir dir;
+    TIniFile reg(dir.filePath("registry.ini"));
+    reg.WriteString("SOFTWARE\\QMB GmbH\\Common", "Common", dir.filePath("common"));
+    qputenv("KALVEX_REGISTRY", dir.filePath("registry.ini").toUtf8());
+    TConfig& config = TConfig::Install(std::make_unique<TConfig>(QStringLiteral("Vorschau")));
+    TRecordingMessages messages;
+    TMainForm form(messages, {}, QString(), false);
+    TMailingRun run(form.Model(), messages, config, {});
+    TComposeRecipient anna{"anna@example.org", {}, {}, 0, 0, 0, TEmpfaengerTyp::elAn};
+    anna.person.anrede = TAnrede::anFrau;
+    anna.person.title = "Dr.";
+    anna.person.lastName = "Schäfer";
+    form.AddRecipientRow(anna);
+    form.AddRecipientRow({"Bernd Albers <bernd@example.org>", {}, {}, 0, 0, 0, TEmpfaengerTyp::elAn});
+    form.edBetreff->setText("Hallo <Empfaenger.Nachname>");
+    form.edBody->setPlainText("Vorab: <Empfaenger.Briefanrede>\nText");
+
+    const QList<TFieldEntry> fields = form.RecipientFieldEntries();
+    ASSERT_EQ(fields.size(), 7);
+    EXPECT_EQ(fields[6].name, "Empfaenger.Briefanrede");
+    EXPECT_EQ(fields[6].value, "Sehr geehrte Frau Dr. Schäfer,");
+
+    // The placeholder is marked while one mail would go to all.
+    const QTextBlock first = form.edBody->document()->firstBlock();
+    const auto marks = [&first] { return first.layout()->formats(); };
+    ASSERT_EQ(marks().size(), 1);
+    EXPECT_EQ(marks()[0].start, 7);
+    EXPECT_EQ(marks()[0].length, QString("<Empfaenger.Briefanrede>").size());
+    form.chbSeperatSenden->setChecked(true);
+    EXPECT_TRUE(marks().isEmpty());
+    EXPECT_FALSE(form.Model().Body().toHtml().contains("background"));   // marks are no part of the mail
+
+    TFormVorschau preview(form.Model().Recipients.size(), [&run](size_t i, TEMail& m) { run.PreviewMail(i, m); });
+    EXPECT_EQ(preview.Subject(), "Betreff: Hallo Schäfer");
+    EXPECT_EQ(preview.PlainBody(), "Vorab: Sehr geehrte Frau Dr. Schäfer,\nText");
+    preview.ShowRecipient(1);
+    EXPECT_EQ(preview.PlainBody(), "Vorab: Guten Tag Bernd Albers,\nText");
+    preview.ShowRecipient(2);   // there is no third
+    EXPECT_EQ(preview.Current(), 1u);
+    preview.resize(640, 400);
+    const QString shots = qEnvironmentVariable("KALVEX_SCREENSHOT_DIR", dir.path());
+    EXPECT_TRUE(preview.grab().save(shots + "/vorschau.png"));
+    TConfig::Free();
+}

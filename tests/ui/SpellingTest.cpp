@@ -30,11 +30,12 @@ std::shared_ptr<const THunspellDictionary> german()
 }
 
 // The words of a paragraph that carry the wavy underline.
+// Spelling's red waves, not the marks of recipient fields.
 QStringList underlined(const QTextBlock& block)
 {
     QStringList words;
     for (const QTextLayout::FormatRange& r : block.layout()->formats())
-        if (r.format.underlineStyle() == QTextCharFormat::WaveUnderline)
+        if (r.format.underlineStyle() == QTextCharFormat::WaveUnderline && r.format.underlineColor() == QColor(Qt::red))
             words << block.text().mid(r.start, r.length);
     return words;
 }
@@ -147,6 +148,10 @@ TEST(Spelling, DistributionWindowSubjectAndBodyMenus)
     ASSERT_EQ(subject->MisspeltRanges(), QList<TWordSpan>({{0, 9}}));
     form.SetBody(QString::fromUtf8("Sehr geehrte Damen und Herren,\nanbei die Mahnnung für <Empfaenger.Briefanrede>."));
     EXPECT_EQ(underlined(*form.edBody, 1), QStringList({"Mahnnung"}));
+    // The recipient field is marked in the same paragraph: neither mark replaces the other.
+    const QList<QTextLayout::FormatRange> marks = form.edBody->document()->findBlockByNumber(1).layout()->formats();
+    EXPECT_EQ(marks.size(), 2);
+    EXPECT_TRUE(std::any_of(marks.begin(), marks.end(), [](const auto& r) { return r.format.background() != QBrush(); }));
     form.show();
     form.grab().save(QString(KALVEX_SCREENSHOT_DIR) + "/spelling-distribution-window.png");
 

@@ -183,6 +183,15 @@ void TRtfWriter::writeRowDefinition(const QTextTable* table, int row)
     FBody += QLatin1Char('\n');
 }
 
+QString RtfEscapeText(const QString& text)
+{
+    QString out;
+    out.reserve(text.size());
+    for (const QChar ch : text)
+        out += ch == QLatin1Char('\r') ? QString() : escapeChar(ch);
+    return out;
+}
+
 int TRtfWriter::fontIndex(const QString& family)
 {
     const QString name = family.isEmpty() ? QStringLiteral("Arial") : family;

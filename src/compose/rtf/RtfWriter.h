@@ -12,5 +12,7 @@ class QTextDocument;
 namespace kalvex {
 
 QString DocumentToRtf(const QTextDocument& document);
+// Plain text as RTF source text: 7-bit, braces and backslashes escaped.
+QString RtfEscapeText(const QString& text);
 
 }  // namespace kalvex

@@ -1,0 +1,200 @@
+#include "address/RecipientCsv.h"
+
+#include "config/KalvexError.h"
+#include "config/LanguageUnit.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QStringDecoder>
+
+namespace kalvex {
+
+namespace {
+
+// Windows-1252 where it differs from Latin-1 (0x80..0x9F); 0 = unassigned.
+constexpr char16_t kCp1252High[32] = {0x20AC, 0, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
+                                      0x2039, 0x0152, 0, 0x017D, 0, 0, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
+                                      0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0, 0x017E, 0x0178};
+
+QString fromCp1252(const QByteArray& bytes)
+{
+    QString out;
+    out.reserve(bytes.size());
+    for (const char b : bytes) {
+        const auto c = static_cast<unsigned char>(b);
+        out += QChar(c >= 0x80 && c < 0xA0 && kCp1252High[c - 0x80] ? kCp1252High[c - 0x80] : char16_t(c));
+    }
+    return out;
+}
+
+// The header decides: the separator it holds more often, outside quotes.
+QChar separatorOf(const QString& text)
+{
+    int semicolons = 0, commas = 0;
+    bool quoted = false;
+    for (const QChar c : text) {
+        if (c == QLatin1Char('"'))
+            quoted = !quoted;
+        else if (!quoted && (c == QLatin1Char('\n') || c == QLatin1Char('\r')))
+            break;
+        else if (!quoted && c == QLatin1Char(';'))
+            ++semicolons;
+        else if (!quoted && c == QLatin1Char(','))
+            ++commas;
+    }
+    return commas > semicolons ? QLatin1Char(',') : QLatin1Char(';');
+}
+
+enum class TColumn { cAnrede, cTitel, cVorname, cNachname, cName, cFirma, cEMail, cAnhang, cExtra };
+
+TColumn columnOf(const QString& header)
+{
+    const QString h = header.trimmed().toLower();
+    auto is = [&h](std::initializer_list<const char*> names) {
+        for (const char* n : names)
+            if (h == QLatin1String(n))
+                return true;
+        return false;
+    };
+    if (is({"anrede", "salutation"})) return TColumn::cAnrede;
+    if (is({"titel", "title"})) return TColumn::cTitel;
+    if (is({"vorname", "firstname", "first name"})) return TColumn::cVorname;
+    if (is({"nachname", "lastname", "last name"})) return TColumn::cNachname;
+    if (is({"name"})) return TColumn::cName;
+    if (is({"firma", "company"})) return TColumn::cFirma;
+    if (is({"email", "e-mail", "mail", "adresse", "address"})) return TColumn::cEMail;
+    if (is({"anhang", "anhänge", "attachment", "attachments"})) return TColumn::cAnhang;
+    return TColumn::cExtra;
+}
+
+QStringList attachmentsOf(const QString& cell, const QString& folder)
+{
+    QStringList files;
+    for (const QString& part : cell.split(QLatin1Char('|'), Qt::SkipEmptyParts))
+        if (!part.trimmed().isEmpty())
+            files << QDir::cleanPath(QDir(folder).absoluteFilePath(part.trimmed()));
+    return files;
+}
+
+void setField(TRecipientPerson& p, TColumn column, const QString& header, const QString& value, const QString& folder)
+{
+    switch (column) {
+    case TColumn::cAnrede: p.anrede = AnredeFromText(value); break;
+    case TColumn::cTitel: p.title = value.trimmed(); break;
+    case TColumn::cVorname: p.firstName = value.trimmed(); break;
+    case TColumn::cNachname: p.lastName = value.trimmed(); break;
+    case TColumn::cName: p.fullName = value.trimmed(); break;
+    case TColumn::cFirma: p.company = value.trimmed(); break;
+    case TColumn::cEMail: p.email = value.trimmed(); break;
+    case TColumn::cAnhang: p.attachments = attachmentsOf(value, folder); break;
+    case TColumn::cExtra: p.extra << qMakePair(header.trimmed(), value); break;
+    }
+}
+
+bool blankRow(const QStringList& row)
+{
+    for (const QString& cell : row)
+        if (!cell.trimmed().isEmpty())
+            return false;
+    return true;
+}
+
+TRecipientPerson personOf(const QStringList& header, const QStringList& row, const QString& folder)
+{
+    TRecipientPerson p;
+    for (qsizetype i = 0; i < header.size(); ++i)
+        setField(p, columnOf(header[i]), header[i], row.value(i), folder);
+    SplitFullName(p);
+    return p;
+}
+
+// Row numbers as the user counts them: the header is row 1.
+void checkPerson(const TRecipientPerson& p, qsizetype row)
+{
+    if (p.email.isEmpty())
+        throw EKalvex(Tx(3426, "Zeile %1: Es ist keine E-Mail-Adresse angegeben.").arg(row));
+    for (const QString& file : p.attachments)
+        if (!QFileInfo(file).isFile())
+            throw EKalvex(Tx(3427, "Zeile %1: Der Anhang \"%2\" ist nicht vorhanden.").arg(row).arg(file));
+}
+
+}  // namespace
+
+QString DecodeCsvBytes(const QByteArray& bytes)
+{
+    const QByteArray body = bytes.startsWith("\xEF\xBB\xBF") ? bytes.mid(3) : bytes;
+    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const QString text = utf8(body);
+    return utf8.hasError() ? fromCp1252(body) : text;
+}
+
+QList<QStringList> SplitCsvRows(const QString& text)
+{
+    const QChar sep = separatorOf(text);
+    QList<QStringList> rows;
+    QStringList row;
+    QString cell;
+    bool quoted = false;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        if (quoted) {
+            if (c != QLatin1Char('"'))
+                cell += c;
+            else if (i + 1 < text.size() && text.at(i + 1) == QLatin1Char('"'))
+                cell += text.at(++i);
+            else
+                quoted = false;
+        } else if (c == QLatin1Char('"')) {
+            quoted = true;
+        } else if (c == sep) {
+            row << cell;
+            cell.clear();
+        } else if (c == QLatin1Char('\n') || c == QLatin1Char('\r')) {
+            if (c == QLatin1Char('\r') && i + 1 < text.size() && text.at(i + 1) == QLatin1Char('\n'))
+                ++i;
+            rows << (row << cell);
+            row.clear();
+            cell.clear();
+        } else {
+            cell += c;
+        }
+    }
+    if (!cell.isEmpty() || !row.isEmpty())
+        rows << (row << cell);
+    return rows;
+}
+
+QList<TRecipientPerson> RecipientsFromCsvRows(const QList<QStringList>& rows, const QString& folder)
+{
+    if (rows.isEmpty())
+        throw EKalvex(Tx(3428, "Die Empfängerliste ist leer."));
+    const QStringList& header = rows.first();
+    bool hasEMail = false;
+    for (const QString& h : header)
+        hasEMail = hasEMail || columnOf(h) == TColumn::cEMail;
+    if (!hasEMail)
+        throw EKalvex(Tx(3429, "Die Empfängerliste hat keine Spalte \"EMail\"."));
+    QList<TRecipientPerson> people;
+    for (qsizetype r = 1; r < rows.size(); ++r) {
+        if (blankRow(rows[r]))
+            continue;
+        people << personOf(header, rows[r], folder);
+        checkPerson(people.last(), r + 1);
+    }
+    return people;
+}
+
+QList<TRecipientPerson> ReadRecipientCsv(const QString& fileName)
+{
+    QFile file(fileName);
+    if (!file.open(QIODevice::ReadOnly))
+        throw EKalvex(Tx(3430, "Die Empfängerliste \"%1\" kann nicht gelesen werden: %2").arg(fileName, file.errorString()));
+    try {
+        return RecipientsFromCsvRows(SplitCsvRows(DecodeCsvBytes(file.readAll())), QFileInfo(fileName).absolutePath());
+    } catch (const EKalvex& e) {
+        throw EKalvex(QStringLiteral("%1: %2").arg(fileName, e.message()));
+    }
+}
+
+}  // namespace kalvex

@@ -1,0 +1,110 @@
+#include "compose/PersonalCircular.h"
+
+#include "compose/rtf/RtfWriter.h"
+#include "mailinterface/EMail.h"
+
+#include <QRegularExpression>
+
+namespace kalvex {
+
+namespace {
+
+// <Empfaenger.X> and <Recipient.X>, or the same with &lt; &gt; in HTML.
+QRegularExpression patternFor(TPersonalText::TForm form)
+{
+    const QString open = form == TPersonalText::TForm::tfHtml ? QStringLiteral("&lt;") : QStringLiteral("<");
+    const QString close = form == TPersonalText::TForm::tfHtml ? QStringLiteral("&gt;") : QStringLiteral(">");
+    return QRegularExpression(open + QStringLiteral("((?:Empfaenger|Recipient)\\.[^<>&\\r\\n]{1,100})") + close,
+                              QRegularExpression::CaseInsensitiveOption);
+}
+
+QHash<QString, QString> valueTable(const TRecipientPerson& person)
+{
+    QHash<QString, QString> values;
+    for (const auto& [key, value] : RecipientFieldValues(person))
+        values.insert(key, value);
+    return values;
+}
+
+}  // namespace
+
+TPersonalText::TPersonalText(const QString& text, TForm form) : FForm(form)
+{
+    qsizetype from = 0;
+    auto it = patternFor(form).globalMatch(text);
+    while (it.hasNext()) {
+        const QRegularExpressionMatch m = it.next();
+        FLiterals << text.mid(from, m.capturedStart(0) - from);
+        FKeys.push_back(m.captured(1).toLower());
+        FWritten << m.captured(0);
+        from = m.capturedEnd(0);
+    }
+    FLiterals << text.mid(from);
+    FLiteralSize = text.size();
+}
+
+QString TPersonalText::Merge(const QHash<QString, QString>& values) const
+{
+    QString out;
+    out.reserve(FLiteralSize + 64 * static_cast<qsizetype>(FKeys.size()));
+    for (size_t i = 0; i < FKeys.size(); ++i) {
+        out += FLiterals[static_cast<qsizetype>(i)];
+        const auto value = values.constFind(FKeys[i]);
+        out += value == values.cend() ? FWritten[static_cast<qsizetype>(i)] : encode(*value);
+    }
+    out += FLiterals.last();
+    return out;
+}
+
+QString TPersonalText::encode(const QString& value) const
+{
+    switch (FForm) {
+    case TForm::tfRtf: return RtfEscapeText(value);
+    case TForm::tfHtml: return value.toHtmlEscaped();
+    case TForm::tfPlain: break;
+    }
+    return value;
+}
+
+// A placeholder never spans a line break, so each HTML line is its own text.
+TPersonalCircular::TPersonalCircular(const TEMail& m)
+    : FSubject(m.FBetreff), FRtf(m.FBodyRTF), FPlain(m.FBodyPlain), FHtml(m.FBodyHTML),
+      FSubjectText(m.FBetreff, TPersonalText::TForm::tfPlain), FRtfText(m.FBodyRTF, TPersonalText::TForm::tfRtf),
+      FPlainText(m.FBodyPlain, TPersonalText::TForm::tfPlain)
+{
+    for (qsizetype i = 0; i < FHtml.size(); ++i) {
+        TPersonalText line(FHtml[i], TPersonalText::TForm::tfHtml);
+        if (line.HasFields())
+            FHtmlLines.emplace_back(i, std::move(line));
+    }
+}
+
+void TPersonalCircular::Apply(TEMail& mail, const TRecipientPerson& person) const
+{
+    const QHash<QString, QString> values = valueTable(person);
+    mail.FBetreff = FSubjectText.Merge(values).replace(QLatin1Char('\r'), QLatin1Char(' ')).replace(QLatin1Char('\n'), QLatin1Char(' '));
+    mail.FBodyRTF = FRtfText.Merge(values);
+    mail.FBodyPlain = FPlainText.Merge(values);
+    mail.FBodyHTML = FHtml;
+    for (const auto& [index, line] : FHtmlLines)
+        mail.FBodyHTML[index] = line.Merge(values);
+    for (const QString& file : person.attachments)
+        mail.FAnhaenge << file;
+}
+
+void TPersonalCircular::Restore(TEMail& mail, const TRecipientPerson& person) const
+{
+    for (const QString& file : person.attachments)
+        mail.FAnhaenge.removeOne(file);
+    mail.FBetreff = FSubject;
+    mail.FBodyRTF = FRtf;
+    mail.FBodyPlain = FPlain;
+    mail.FBodyHTML = FHtml;
+}
+
+bool TPersonalCircular::HasFields() const
+{
+    return FSubjectText.HasFields() || FRtfText.HasFields() || FPlainText.HasFields() || !FHtmlLines.empty();
+}
+
+}  // namespace kalvex

@@ -1,0 +1,104 @@
+#include "ui/fVorschau.h"
+
+#include "compose/rtf/RtfReader.h"
+#include "config/LanguageUnit.h"
+#include "mailinterface/EMail.h"
+
+#include <QDialogButtonBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QTextBrowser>
+#include <QVBoxLayout>
+
+namespace kalvex {
+
+namespace {
+
+QPushButton* stepButton(const QString& text, QWidget* parent, const std::function<void()>& step)
+{
+    auto* b = new QPushButton(text, parent);
+    QObject::connect(b, &QPushButton::clicked, parent, step);
+    return b;
+}
+
+}  // namespace
+
+TFormVorschau::TFormVorschau(size_t count, TPreview preview, QWidget* parent)
+    : QDialog(parent), FCount(count), FPreview(std::move(preview))
+{
+    setWindowTitle(Tx(3440, "Vorschau"));
+    resize(640, 520);
+    auto* column = new QVBoxLayout(this);
+    lbEmpfaenger = new QLabel(this);
+    lbBetreff = new QLabel(this);
+    lbBetreff->setTextFormat(Qt::PlainText);
+    tbBody = new QTextBrowser(this);
+    btZurueck = stepButton(Tx(3441, "< Zurück"), this, [this] { ShowRecipient(FIndex - 1); });
+    btWeiter = stepButton(Tx(3442, "Weiter >"), this, [this] { ShowRecipient(FIndex + 1); });
+    auto* steps = new QHBoxLayout;
+    steps->addWidget(btZurueck);
+    steps->addWidget(lbEmpfaenger, 1);
+    steps->addWidget(btWeiter);
+    auto* close = new QDialogButtonBox(QDialogButtonBox::Close, this);
+    close->button(QDialogButtonBox::Close)->setText(Tx(3443, "Schließen"));
+    connect(close, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    column->addLayout(steps);
+    column->addWidget(lbBetreff);
+    column->addWidget(tbBody, 1);
+    column->addWidget(close);
+    ShowRecipient(0);
+}
+
+void TFormVorschau::ShowRecipient(size_t index)
+{
+    if (index >= FCount)
+        return;
+    FIndex = index;
+    TEMail mail;
+    FPreview(index, mail);
+    lbEmpfaenger->setText(Tx(3444, "Empfänger %1 von %2: %3").arg(index + 1).arg(FCount).arg(mail.FAn.join(QStringLiteral(", "))));
+    lbBetreff->setText(Tx(3435, "Betreff: %1").arg(mail.FBetreff));
+    RtfToDocument(mail.FBodyRTF, *tbBody->document());
+    btZurueck->setEnabled(index > 0);
+    btWeiter->setEnabled(index + 1 < FCount);
+}
+
+QString TFormVorschau::Subject() const
+{
+    return lbBetreff->text();
+}
+
+QString TFormVorschau::PlainBody() const
+{
+    return tbBody->document()->toPlainText();
+}
+
+TRecipientFieldHighlighter::TRecipientFieldHighlighter(QObject* owner, QTextDocument* document)
+    : TMarkLayer(owner, document)
+{
+    Refresh();
+}
+
+void TRecipientFieldHighlighter::SetActive(bool active)
+{
+    FActive = active;
+    Refresh();
+}
+
+void TRecipientFieldHighlighter::Mark(const QString& text, QList<QTextLayout::FormatRange>& marks) const
+{
+    if (!FActive)
+        return;
+    QTextCharFormat mark;
+    mark.setBackground(QColor(255, 214, 153));
+    mark.setUnderlineStyle(QTextCharFormat::WaveUnderline);
+    mark.setUnderlineColor(QColor(176, 0, 32));
+    for (const QString& field : RecipientFieldsIn(text))
+        for (qsizetype at = text.indexOf(field, 0, Qt::CaseInsensitive); at >= 0;
+             at = text.indexOf(field, at + field.size(), Qt::CaseInsensitive))
+            marks.append({static_cast<int>(at), static_cast<int>(field.size()), mark});
+}
+
+}  // namespace kalvex
