@@ -582,8 +582,12 @@ void TMailingRun::SaveDraft()
 
 void TMailingRun::storeSentMail(TEMail& mail)
 {
-    if (FCircular && !mail.FAn.isEmpty())
-        FCircular->Restore(mail, RecipientPerson(FModel.Recipients.front()));
+    if (FCircular && !mail.FAn.isEmpty()) {
+        // The logged mail is the first one a run sent; in a run again to the
+        // failed ones that is not the first row.
+        const std::vector<size_t> rows = rowsOf({mail.FAn.first()});
+        FCircular->Restore(mail, RecipientPerson(FModel.Recipients[rows.empty() ? 0 : rows.front()]));
+    }
     try {
         storeMail(mail, 2);
     } catch (const std::exception& e) {
