@@ -688,6 +688,7 @@ void TMainForm::UpdateStatusLine(const TConfig& config)
         for (QLabel* p : statusPanels)
             p->setStyleSheet(QStringLiteral("color: %1").arg(grey));
         chbSeperatSenden->setVisible(false);
+        btVorschau->setVisible(false);   // only a separate run fills recipient fields
         return;
     }
     statusPanels[0]->setText(QStringLiteral(" SMTP-Server: ") + config.FHost);
@@ -701,6 +702,7 @@ void TMainForm::UpdateStatusLine(const TConfig& config)
     statusPanels[5]->setStyleSheet(config.FVerbindungVerschluesselt ? QStringLiteral("color: green")
                                                                      : QStringLiteral("color: red"));
     chbSeperatSenden->setVisible(true);
+    btVorschau->setVisible(true);
 }
 
 void TMainForm::applyFontSize(const QString& text)

@@ -5,6 +5,7 @@
 
 #include "TestApp.h"
 
+#include <QPushButton>
 #include <QApplication>
 #include <QCheckBox>
 #include <QFile>
@@ -125,6 +126,7 @@ TEST(MainForm, StatusLineFollowsSendMode)
     EXPECT_EQ(form.statusPanels[0]->text(), " SMTP-Server: smtp.example.org");
     EXPECT_EQ(form.statusPanels[5]->text(), "aktiv");
     EXPECT_FALSE(form.chbSeperatSenden->isHidden());
+    EXPECT_FALSE(form.btVorschau->isHidden());
     form.show();
     form.edBody->setPlainText("Sehr geehrte Damen und Herren,");
     form.grab().save("/tmp/mainform.png");
@@ -133,6 +135,7 @@ TEST(MainForm, StatusLineFollowsSendMode)
     EXPECT_EQ(form.statusPanels[0]->text(), "Versandart: über Standard-E-Mail-Programm");
     EXPECT_EQ(form.statusPanels[1]->text(), "");
     EXPECT_TRUE(form.chbSeperatSenden->isHidden());
+    EXPECT_TRUE(form.btVorschau->isHidden());   // no separate run through the mail program
 }
 
 #include "config/IniPlus.h"
