@@ -21,7 +21,6 @@
 #include <QImage>
 #include <QMenu>
 #include <QPixmap>
-#include <QScrollArea>
 #include <QSignalBlocker>
 #include <QTextBlock>
 #include <QTextCursor>
@@ -101,23 +100,6 @@ void offerMenus(QWidget* tab)
             button->setPopupMode(QToolButton::MenuButtonPopup);
 }
 
-// The groups of a tab in a row that scrolls when the window is narrower
-// than all of them; the window keeps its own size.
-QWidget* scrollingRow(QWidget* tab)
-{
-    auto* scroll = new QScrollArea(tab);
-    scroll->setFrameShape(QFrame::NoFrame);
-    scroll->setWidgetResizable(true);
-    scroll->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    auto* row = new QWidget(scroll);
-    auto* layout = new QHBoxLayout(row);
-    layout->setContentsMargins(0, 0, 0, 0);
-    scroll->setWidget(row);
-    tab->layout()->setContentsMargins(0, 0, 0, 0);
-    tab->layout()->addWidget(scroll);
-    return row;
-}
-
 // Short captions on the buttons; menus and tooltips keep the full text.
 void shortCaptions(const std::initializer_list<std::pair<QAction*, QString>>& captions)
 {
@@ -187,7 +169,7 @@ void TMainForm::buildFormatTab(QWidget* tab)
                    {btAlignLeft, Tx(3062, "Links")}, {btAlignRight, Tx(3063, "Rechts")},
                    {btSymbols, Tx(3064, "Symbol")}, {btGridLines, Tx(3065, "Gitternetz")},
                    {btBildeigenschaften, Tx(3066, "Eigenschaften")}});
-    QWidget* groups = scrollingRow(tab);
+    QWidget* groups = tab;   // its groups collapse like the other tabs' when the window is narrow
     auto* row = static_cast<QHBoxLayout*>(groups->layout());
     row->addWidget(buildFontGroup(groups));
     addGroup(groups, Tx(3010, "Gliederung"), {btBullets, btNumbering, btIndentLess, btIndentMore});
