@@ -50,6 +50,7 @@ void TOAuthGroup::buildControls()
     edTenant = addField(form, Tx(3552, "Mandant (nur Microsoft)"));
     edAuthorizationUrl = addField(form, Tx(3553, "Autorisierungs-Adresse"));
     edTokenUrl = addField(form, Tx(3554, "Token-Adresse"));
+    edScopes = addField(form, Tx(3557, "Berechtigungen (Scopes)"));
     btAnmelden = new QPushButton(Tx(3555, "Anmelden"), this);
     lbAngemeldet = new QLabel(this);
     auto* row = new QHBoxLayout;
@@ -72,6 +73,9 @@ void TOAuthGroup::methodChanged()
     edTenant->setEnabled(IsOAuth() && provider == TOAuthProvider::Microsoft);
     edAuthorizationUrl->setEnabled(IsOAuth() && provider == TOAuthProvider::Custom);
     edTokenUrl->setEnabled(IsOAuth() && provider == TOAuthProvider::Custom);
+    TOAuthSettings preset;
+    preset.provider = provider;
+    edScopes->setPlaceholderText(preset.EffectiveScopes());   // what an empty field means
 }
 
 bool TOAuthGroup::IsOAuth() const
@@ -90,7 +94,7 @@ void TOAuthGroup::Load(const QString& configIni)
     edTenant->setText(s.tenant);
     edAuthorizationUrl->setText(s.authorizationUrl);
     edTokenUrl->setText(s.tokenUrl);
-    FHiddenScopes = s.scopes;
+    edScopes->setText(s.scopes);
     FHiddenDeviceUrl = s.deviceUrl;
     showSignedIn(TTokenStore(configIni).Load().user);
     methodChanged();
@@ -106,7 +110,7 @@ TOAuthSettings TOAuthGroup::Settings() const
     s.tenant = edTenant->text().trimmed();
     s.authorizationUrl = edAuthorizationUrl->text().trimmed();
     s.tokenUrl = edTokenUrl->text().trimmed();
-    s.scopes = FHiddenScopes;
+    s.scopes = edScopes->text().simplified();
     s.deviceUrl = FHiddenDeviceUrl;
     return s;
 }

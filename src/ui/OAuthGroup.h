@@ -44,6 +44,7 @@ public:
     QLineEdit* edTenant;
     QLineEdit* edAuthorizationUrl;
     QLineEdit* edTokenUrl;
+    QLineEdit* edScopes;   // empty: the provider's own
     QPushButton* btAnmelden;
     QLabel* lbAngemeldet;
 
@@ -56,7 +57,6 @@ private:
     TBrowserOpener FOpen = SystemBrowser();
     QString FConfigIni;
     QList<QWidget*> FOAuthControls;
-    QString FHiddenScopes;      // set on the command line or in the file, kept as they are
     QString FHiddenDeviceUrl;
 };
 

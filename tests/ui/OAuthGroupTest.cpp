@@ -61,6 +61,7 @@ TEST(OAuthGroup, ChoiceSignInAndStoredSettings)
     g.rbOAuth->click();
     EXPECT_TRUE(g.btAnmelden->isEnabled());
     EXPECT_TRUE(g.edTenant->isEnabled());   // Microsoft 365 is the first choice
+    EXPECT_TRUE(g.edScopes->placeholderText().contains("SMTP.Send"));   // empty means the provider's own
     EXPECT_FALSE(g.edTokenUrl->isEnabled());
     g.cbProvider->setCurrentIndex(g.cbProvider->findData(static_cast<int>(TOAuthProvider::Custom)));
     EXPECT_FALSE(g.edTenant->isEnabled());
@@ -68,6 +69,7 @@ TEST(OAuthGroup, ChoiceSignInAndStoredSettings)
     g.edClientId->setText("kalvex-test-client");
     g.edAuthorizationUrl->setText(oauth.Base() + "/authorize");
     g.edTokenUrl->setText(oauth.Base() + "/token");
+    g.edScopes->setText("  smtp   openid ");
     EXPECT_EQ(g.lbAngemeldet->text(), "nicht angemeldet");
 
     TestBrowser browser;
@@ -100,6 +102,7 @@ TEST(OAuthGroup, ChoiceSignInAndStoredSettings)
     again.Initialize(config);
     EXPECT_TRUE(again.gbOAuth->rbOAuth->isChecked());
     EXPECT_EQ(again.gbOAuth->edClientId->text(), "kalvex-test-client");
+    EXPECT_EQ(again.gbOAuth->edScopes->text(), "smtp openid");
     EXPECT_EQ(again.gbOAuth->lbAngemeldet->text(), "Angemeldet als nutzer@kalvex.test");
     // The mail-program mode leaves the whole group disabled.
     again.rbStandardClient->click();
