@@ -3,6 +3,7 @@
 #include "mailinterface/Felder.h"
 
 #include <QTreeWidget>
+#include <algorithm>
 
 namespace kalvex {
 
@@ -24,9 +25,13 @@ void FillFieldTree(QTreeWidget& tree, const QList<TFieldEntry>& entries)
     tree.clear();
     for (const TFieldEntry& e : entries) {
         auto* item = new QTreeWidgetItem(&tree, {e.name, e.value, e.description});
+        item->setToolTip(0, FieldPlaceholder(e.name));
         item->setToolTip(1, e.value);
         item->setToolTip(2, e.description);
     }
+    // Names such as "Empfaenger.Briefanrede" readable, yet room for the value.
+    tree.resizeColumnToContents(0);
+    tree.setColumnWidth(0, std::min(tree.columnWidth(0), 170));
 }
 
 }  // namespace kalvex
