@@ -114,7 +114,8 @@ bool TEMailVersand::SendMail(TEMail& mail)
         send(message);
     } catch (const std::exception& e) {
         TLogFile::LogGlobal(false, QStringLiteral("TEMailVersand.Send - ") + QString::fromUtf8(e.what()));
-        throw ESendFailed(SmtpFailureMessage(e), IsTemporarySmtpFailure(e, FSession && FSession->EndOfDataUnanswered()));
+        throw ESendFailed(SmtpFailureMessage(e), IsTemporarySmtpFailure(e, FSession && FSession->EndOfDataUnanswered()),
+                          FSession && FSession->ServerUnreachable());
     }
     mail.SetStatus(TMailStatus::stGesendet);
     return true;

@@ -150,18 +150,30 @@ void TMailingRun::runSeparately(const std::vector<size_t>& rows, TSendMode mode)
     const int sentBefore = FTally.sent;
     beginSeparateRun();
     size_t done = 0;
-    for (; done < rows.size() && !cancelled(); ++done) {
+    for (; done < rows.size() && !cancelled() && !FServerUnreachable; ++done) {
         showSeparateProgress(done, rows.size(), rows[done], FRunClock.elapsed());
         if (!paceNextMail())
             break;   // cancelled while waiting: this one was not tried
         sendSeparateMail(rows[done], mode, done == 0);
     }
     for (size_t k = done; k < rows.size(); ++k)
-        FLastRun.notSent << FModel.Recipients[rows[k]].email;
+        markNotTried(FModel.Recipients[rows[k]].email);
     FLastRun.cancelled = cancelled();
     endSeparateRun();
     if (FLastRun.cancelled)
         reportCancelledRun(FTally.sent - sentBefore, rows.size(), rows.size() - done);
+}
+
+// Left out by a cancel, or because the server could not be reached: then
+// they failed for that reason without being tried.
+void TMailingRun::markNotTried(const QString& address)
+{
+    if (!FServerUnreachable)
+        return void(FLastRun.notSent << address);
+    const QString reason = Tx(3700, "nicht versucht, der SMTP-Server ist nicht erreichbar");
+    FLastRun.failed << qMakePair(address, reason);
+    ++FTally.failed;
+    TLogFile::LogGlobal(false, QStringLiteral("Rundschreiben an %1: %2").arg(address, reason));
 }
 
 std::vector<size_t> TMailingRun::rowsOf(const QStringList& addresses) const
@@ -177,6 +189,7 @@ std::vector<size_t> TMailingRun::rowsOf(const QStringList& addresses) const
 void TMailingRun::beginSeparateRun()
 {
     FLastRun = TSeparateRunSummary();
+    FServerUnreachable = false;
     FPacing = FDeps.pacing ? FDeps.pacing() : TSendPacingSettings();
     FPacer.emplace(FPacing.mailsPerMinute);
     FRunClock.start();
@@ -237,6 +250,10 @@ bool TMailingRun::sendInRun(TEMail& mail, bool log)
             FDeps.checkStorable(mail);
         mail.FVon = FConfig.FUser;
         sendWithRetries(mail);
+    } catch (const ESendFailed& e) {
+        FServerUnreachable = e.Unreachable();   // the next recipients would only wait through their tries
+        sendFailed(QString::fromUtf8(e.what()), false);
+        return false;
     } catch (const std::exception& e) {
         sendFailed(QString::fromUtf8(e.what()), false);
         return false;

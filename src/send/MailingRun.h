@@ -34,11 +34,15 @@ class TEMail;
 // refused for now, the line broke) may succeed when tried again.
 class ESendFailed : public EKalvex {
 public:
-    ESendFailed(const QString& message, bool temporary) : EKalvex(message), FTemporary(temporary) {}
+    ESendFailed(const QString& message, bool temporary, bool unreachable = false)
+        : EKalvex(message), FTemporary(temporary), FUnreachable(unreachable) {}
     bool Temporary() const { return FTemporary; }
+    // No connection to the server could be made: the next mails would not fare better.
+    bool Unreachable() const { return FUnreachable; }
 
 private:
     bool FTemporary;
+    bool FUnreachable;
 };
 
 class ISmtpSender {
@@ -162,6 +166,7 @@ private:
     void sendSeparately();
     void runSeparately(const std::vector<size_t>& rows, TSendMode mode);
     std::vector<size_t> rowsOf(const QStringList& addresses) const;
+    void markNotTried(const QString& address);
     void beginSeparateRun();
     void endSeparateRun();
     void sendSeparateMail(size_t index, TSendMode mode, bool first);
@@ -196,6 +201,7 @@ private:
     std::optional<TSendPacer> FPacer;
     QElapsedTimer FRunClock;
     QString FLastFailure;   // the reason of the last mail that did not go out
+    bool FServerUnreachable = false;   // a separate run ends: no connection could be made
     bool FPasswordWarningLogged = false;
     TComposeModel& FModel;
     IUserMessages& FMessages;

@@ -120,6 +120,7 @@ void TSmtpSession::Run(const TSmtpEnvelope& envelope, std::vector<TMimeSegment> 
     FMessageSize = EncodedMessageSize(FMessage);
     FError = nullptr;
     FEndOfDataSent = false;
+    FUnreachable = false;
     FTransactionStart = 0;
     if (FState == State::Ready) {
         FCancelPoll.start();
@@ -274,6 +275,7 @@ void TSmtpSession::abortWith(std::exception_ptr error)
     if (FError || FState == State::Quit || FState == State::Done)
         return;
     FError = error;
+    FUnreachable = FState == State::Connecting;
     leave();
 }
 

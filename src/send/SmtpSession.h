@@ -139,6 +139,8 @@ public:
     void Close();
     // The last Run failed after the end of its data went out, unanswered.
     bool EndOfDataUnanswered() const { return FEndOfDataSent; }
+    // The last Run failed before a connection to the server stood.
+    bool ServerUnreachable() const { return FUnreachable; }
     int Connections() const { return FConnections; }
     State CurrentState() const { return FState; }
     const QByteArray& ChosenMechanism() const { return FMechanismName; }
@@ -227,6 +229,7 @@ private:
     std::exception_ptr FError;
     bool FKeepOpen = false;
     bool FEndOfDataSent = false;   // the final "." went out and its reply has not come
+    bool FUnreachable = false;     // the last failure came while connecting
     int FConnections = 0;
     QByteArray FTlsSession;        // the server's last session ticket
     QList<QByteArray> FPipelined;  // commands sent ahead, not yet taken by the state machine

@@ -16,6 +16,7 @@
 
 #include <QElapsedTimer>
 #include <QRegularExpression>
+#include <QTcpServer>
 #include <QTextDocument>
 #include <gtest/gtest.h>
 #include <iostream>
@@ -288,4 +289,34 @@ TEST_F(SeparateRunTest, SendingAgainReachesJustTheMissingRecipients)
     EXPECT_EQ(RunSummaryText(summaries[1]), "2 von 2 E-Mails wurden gesendet.");
     EXPECT_EQ(logged("select count(*) from KVXGesendeteMails"), 1);   // a run logs its first mail when it went out
     EXPECT_EQ(run.Tally().sent, 4);
+}
+
+// Nobody answers on the server's port: the first recipient's tries, then
+// the run ends instead of letting every further recipient wait through
+// the same tries; the rest are named as not sent, ready to be sent again.
+TEST_F(SeparateRunTest, AnUnreachableServerEndsTheRunAfterTheFirstRecipientsTries)
+{
+    QTcpServer closed;
+    ASSERT_TRUE(closed.listen(QHostAddress::LocalHost));
+    const quint16 port = closed.serverPort();
+    closed.close();
+    config->FSendDirekt = 1;
+    config->FVersandart = TVersandArt::vaDirekt;
+    config->FHost = "127.0.0.1";
+    config->FPort = port;
+    config->FUser = "absender@example.org";
+    config->FVerbindungVerschluesselt = false;
+    circularTo({"a@example.org", "b@example.org", "c@example.org"});
+    pacing.tries = 2;
+    TMailingRun run = makeRun();
+    run.SendClick();
+    ASSERT_EQ(summaries.size(), 1u);
+    ASSERT_EQ(summaries[0].failed.size(), 3);
+    EXPECT_EQ(summaries[0].failed[0].first, "a@example.org");
+    EXPECT_TRUE(summaries[0].failed[0].second.contains("nicht erreichbar")) << summaries[0].failed[0].second.toStdString();
+    EXPECT_EQ(summaries[0].failed[2], qMakePair(QString("c@example.org"),
+                                                QString("nicht versucht, der SMTP-Server ist nicht erreichbar")));
+    EXPECT_EQ(progress.Shown.filter("Versuch 2 von 2").size(), 1);   // only the first recipient was tried again
+    EXPECT_EQ(run.Tally().failed, 3);
+    EXPECT_EQ(RunSummaryText(summaries[0]), "0 von 3 E-Mails wurden gesendet. 3 Empfänger haben die E-Mail nicht erhalten.");
 }
