@@ -4,6 +4,7 @@
 #include "config/uConfig.h"
 
 #include <QApplication>
+#include <QIcon>
 #include <QPalette>
 #include <QPointer>
 #include <QStyle>
@@ -108,6 +109,16 @@ void styleApplication(const QString& name)
         QApplication::setStyle(wanted);
 }
 
+// The breeze icons are drawn for light backgrounds, breeze-dark's for dark
+// ones. The theme is the process's: only ours is switched, never a host's.
+void matchIconTheme(const QPalette& palette)
+{
+    if (!QIcon::themeName().startsWith(QLatin1String("breeze")))
+        return;
+    const bool dark = palette.color(QPalette::Window).lightness() < 128;
+    QIcon::setThemeName(dark ? QStringLiteral("breeze-dark") : QStringLiteral("breeze"));
+}
+
 }  // namespace
 
 TDisplaySettings LoadDisplaySettings(const TConfig& config)
@@ -142,10 +153,12 @@ void ApplyAppearance(QWidget* window, const TDisplaySettings& settings)
     if (moduleOwnsApplication()) {
         styleApplication(settings.style);
         QApplication::setPalette(paletteOf(settings));
+        matchIconTheme(QApplication::palette());
         return;
     }
     styleWindow(window, settings.style);
     window->setPalette(paletteOf(settings));
+    matchIconTheme(window->palette());
 }
 
 void ApplyKeptAppearance(QWidget* window)

@@ -27,6 +27,7 @@
 #include <QScrollBar>
 #include <QSqlDatabase>
 #include <QStyle>
+#include <QIcon>
 #include <QStyleFactory>
 #include <QTabWidget>
 #include <QTableWidget>
@@ -231,9 +232,11 @@ TEST(Shell, AppearanceShowsAtOnceIsKeptAndCancelTakesItBack)
         d.cbStil->setCurrentIndex(d.cbStil->findData("Windows"));
         EXPECT_TRUE(dark(w));   // live, while the dialog is open
         EXPECT_TRUE(dark(d));
+        EXPECT_EQ(QIcon::themeName(), "breeze-dark");   // icons drawn for a dark background
         EXPECT_EQ(w.gridGesendet->style()->name(), "windows");
     }, false);
     EXPECT_FALSE(dark(w));
+    EXPECT_EQ(QIcon::themeName(), "breeze");
     EXPECT_EQ(w.gridGesendet->style(), QApplication::style());
     const QString ini = TConfig::Ensure().ConfigIniFileName();
     EXPECT_EQ(TIniFile(ini).ReadString("Darstellung", "Farbschema", "-"), "-");
