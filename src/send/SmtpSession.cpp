@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace kalvex {
 
@@ -193,21 +194,11 @@ void TSmtpSession::rest()
         FLoop->quit();
 }
 
-// The server ended the kept connection (421, a limit per connection) or
-// lost it: the mail has not started yet, so a new connection takes it.
-void TSmtpSession::handleRset(const Reply& r)
-{
-    if (r.code != 250)
-        return connectSocket();
-    if (refuseBeforeMail())
-        return;
-    sendMailFrom();
-}
-
 void TSmtpSession::connectSocket()
 {
     dropSocket();
     FPipelined.clear();
+    FOnRestedLink = false;
     FParser = TSmtpReplyParser();
     ++FConnections;
     FSocket = std::make_unique<QSslSocket>();
@@ -286,7 +277,7 @@ bool TSmtpSession::atCommandBoundary() const
     switch (FState) {
     case State::Greeting: case State::Ehlo: case State::Helo: case State::StartTls: case State::EhloAgain:
     case State::Auth: case State::AuthCancel: case State::AuthToken: case State::MailFrom: case State::RcptTo: case State::Data:
-    case State::DataEnd: case State::Rset:
+    case State::DataEnd:
         return FSocket && FSocket->state() == QAbstractSocket::ConnectedState;
     default:
         return false;
@@ -344,7 +335,7 @@ void TSmtpSession::onSocketError(QAbstractSocket::SocketError error)
         return leave();
     if (FState == State::Done || restingEvent())
         return;
-    if (FState == State::Rset && error == QAbstractSocket::RemoteHostClosedError)
+    if (restedLinkGone() && error == QAbstractSocket::RemoteHostClosedError)
         return connectSocket();
     if (error == QAbstractSocket::SslHandshakeFailedError || error == QAbstractSocket::SslInternalError
         || error == QAbstractSocket::SslInvalidUserDataError) {
@@ -364,7 +355,7 @@ void TSmtpSession::onDisconnected()
         return leave();
     if (restingEvent())
         return;
-    if (FState == State::Rset)
+    if (restedLinkGone())
         return connectSocket();
     abortWith<ESmtpConnection>(Tx(1006, "Der SMTP-Server hat die Verbindung unerwartet beendet."));
 }
@@ -413,7 +404,6 @@ void TSmtpSession::onReply(const Reply& r)
     if (FState == State::DataEnd)
         FEndOfDataSent = false;
     switch (FState) {
-    case State::Rset: return handleRset(r);
     case State::Greeting: return handleGreeting(r);
     case State::Ehlo: return handleEhlo(r, false);
     case State::EhloAgain: return handleEhlo(r, true);
@@ -697,21 +687,35 @@ QByteArray TSmtpSession::mailFromCommand() const
     return command;
 }
 
-// A server with PIPELINING (RFC 2920) gets RSET, MAIL, RCPT and DATA of a
-// mail to one recipient in one write: one round trip instead of four. The
-// state machine still takes each reply in turn; sendCommand only leaves
-// out the lines already on their way.
+// A finished mail leaves no transaction behind, so the next one starts
+// with MAIL at once (RFC 5321 needs no RSET there). Its reply also shows
+// whether the rested link still stands: a 421 (a limit per connection) or
+// a hang-up before it means the server ended the link while we rested,
+// and the mail goes on a new connection, no try lost. A server with
+// PIPELINING (RFC 2920) gets MAIL, RCPT and DATA of a mail to one
+// recipient in one write; the state machine still takes each reply in
+// turn, sendCommand only leaves out the lines already on their way.
 void TSmtpSession::startOnRestingConnection()
 {
-    if (FCapabilities.contains("PIPELINING") && FEnvelope.recipients.size() == 1 && mailRefusal().isEmpty()) {
-        FPipelined = {"RSET", mailFromCommand(), "RCPT TO:<" + envelopeAddress(FEnvelope.recipients[0]) + ">", "DATA"};
+    if (refuseBeforeMail())
+        return;
+    FOnRestedLink = true;
+    if (FCapabilities.contains("PIPELINING") && FEnvelope.recipients.size() == 1) {
+        FPipelined = {mailFromCommand(), "RCPT TO:<" + envelopeAddress(FEnvelope.recipients[0]) + ">", "DATA"};
         FSocket->write(FPipelined.join("\r\n") + "\r\n");
     }
-    sendCommand("RSET", State::Rset);
+    sendMailFrom();
+}
+
+bool TSmtpSession::restedLinkGone() const
+{
+    return FState == State::MailFrom && FOnRestedLink;
 }
 
 void TSmtpSession::handleMailFrom(const Reply& r)
 {
+    if (std::exchange(FOnRestedLink, false) && r.code == 421)
+        return connectSocket();
     if (r.code != 250)
         return failReply(r);
     FNextRecipient = FTransactionStart;

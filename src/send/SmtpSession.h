@@ -122,7 +122,7 @@ class TSmtpSession : public QObject {
 
 public:
     enum class State { Idle, Connecting, Greeting, Ehlo, Helo, StartTls, TlsHandshake, EhloAgain, Auth, AuthCancel, AuthToken, MailFrom,
-                       RcptTo, Data, Body, DataEnd, Quit, Done, Ready, Rset };
+                       RcptTo, Data, Body, DataEnd, Quit, Done, Ready };
 
     // events and progress may be null; they must outlive the session.
     TSmtpSession(TSmtpSettings settings, ISmtpEvents* events, IProgressDisplay* progress);
@@ -156,7 +156,7 @@ private:
     void finishRun();
     bool restingEvent();
     void rest();
-    void handleRset(const Reply& r);
+    bool restedLinkGone() const;
     void onConnected();
     void onEncrypted();
     void onReadyRead();
@@ -230,6 +230,7 @@ private:
     bool FKeepOpen = false;
     bool FEndOfDataSent = false;   // the final "." went out and its reply has not come
     bool FUnreachable = false;     // the last failure came while connecting
+    bool FOnRestedLink = false;    // the first MAIL on a kept link: its reply tells whether the link still stands
     int FConnections = 0;
     QByteArray FTlsSession;        // the server's last session ticket
     QList<QByteArray> FPipelined;  // commands sent ahead, not yet taken by the state machine
