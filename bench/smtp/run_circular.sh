@@ -2,8 +2,9 @@
 # A circular of N mails (default 500), one recipient each, over implicit TLS
 # with AUTH PLAIN to aiosmtpd behind a proxy that delays every piece of data
 # by 20 ms in each direction (a simulated provider link). Side by side in
-# one run: the mailing run's separate run (one connection, RSET between
-# mails, TLS session resumption; PIPELINING where the server offers it),
+# one run: the mailing run's separate run (one connection, each mail
+# starting with MAIL at once, TLS session resumption; PIPELINING where the
+# server offers it),
 # against a server that announces PIPELINING and one that does not, and
 # Python's smtplib sending the same mails one connection each.
 # Usage: bench/smtp/run_circular.sh [build-dir]

@@ -7,9 +7,9 @@
 // the same connection.
 //
 // A session kept open (KeepOpen) serves a run of mails on one connection:
-// after a mail it rests, the next mail starts with RSET, and a server that
-// refuses the RSET (421, its limit per connection) or hung up meanwhile gets
-// a new connection. New TLS connections offer the last session ticket, so
+// after a mail it rests, the next mail starts with MAIL at once, and a server
+// that answers it with 421 (its limit per connection) or hung up meanwhile
+// gets the mail on a new connection. New TLS connections offer the last session ticket, so
 // the server can resume instead of a full handshake. With PIPELINING the
 // commands up to DATA of such a mail go in one write.
 
