@@ -2,6 +2,7 @@
 // indents, alignment, symbols, grid lines, pictures) and "Tabelle" (rows,
 // columns, merging, borders, full width). The buttons follow the cursor.
 #include "ui/fMainForm.h"
+#include "ui/RibbonGroup.h"
 
 #include "compose/TableCommands.h"
 #include "config/LanguageUnit.h"
@@ -100,13 +101,12 @@ void offerMenus(QWidget* tab)
             button->setPopupMode(QToolButton::MenuButtonPopup);
 }
 
-// Short captions on the buttons; menus and tooltips keep the full text.
+// Short captions on the buttons; menus and tooltips (made from the command's
+// name with its keys once all commands exist) keep the full text.
 void shortCaptions(const std::initializer_list<std::pair<QAction*, QString>>& captions)
 {
-    for (const auto& [action, caption] : captions) {
-        action->setToolTip(action->text());
+    for (const auto& [action, caption] : captions)
         action->setIconText(caption);
-    }
 }
 
 QToolButton* toolButton(QAction* action, QWidget* parent)
@@ -306,7 +306,7 @@ void TMainForm::buildTableActions()
 {
     btTabelleEinfuegen->setIcon(QIcon::fromTheme(QStringLiteral("insert-table")));
     btTabelle100->setIcon(QIcon::fromTheme(QStringLiteral("format-number-percent")));
-    btTabelle100->setToolTip(Tx(3030, "Tabellenbreite auf 100% Seitenbreite"));
+    SetCommandName(btTabelle100, Tx(3030, "Tabellenbreite auf 100% Seitenbreite"));   // the tooltip; the caption stays "100 %"
     btZeileEinfuegen = makeIconAction("btZeileEinfuegen", "edit-table-insert-row-below", Tx(3031, "Zeile einfügen"),
                                       [this] { tableCommand([](const QTextCursor& c) { return InsertTableRow(c, true); }); });
     btZeileLoeschen = makeIconAction("btZeileLoeschen", "edit-table-delete-row", Tx(3032, "Zeile löschen"),

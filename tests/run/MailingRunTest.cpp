@@ -1,3 +1,4 @@
+#include "InstalledModuleTest.h"
 #include "smtp/SmtpServer.h"
 
 #include "config/IniPlus.h"
@@ -19,31 +20,8 @@ using namespace kalvex::testing;
 namespace {
 
 // A fresh installation, a real store and a real SMTP server per test.
-class MailingRunTest : public ::testing::Test {
+class MailingRunTest : public InstalledModuleTest {
 protected:
-    void SetUp() override
-    {
-        App();
-        common = dir.filePath("common") + "/";
-        TIniFile reg(dir.filePath("registry.ini"));
-        reg.WriteString("SOFTWARE\\QMB GmbH\\InstallDir", "Test", dir.filePath("data"));
-        reg.WriteString("SOFTWARE\\QMB GmbH\\Common", "Common", common);
-        qputenv("KALVEX_REGISTRY", dir.filePath("registry.ini").toUtf8());
-        QDir().mkpath(common + "Common04/KVXIni");
-        config = &TConfig::Install(std::make_unique<TConfig>(QStringLiteral("Test")));
-        TDatenModul::Install(std::make_unique<TDatenModul>());
-    }
-    void TearDown() override
-    {
-        if (HasFailure()) {
-            QFile log(TLogFile::DefaultFileName(common));
-            log.open(QIODevice::ReadOnly);
-            std::cerr << log.readAll().toStdString();
-        }
-        TDatenModul::Free();
-        TLogFile::Uninstall();
-        TConfig::Free();
-    }
     void useServer(const SmtpServer& server)
     {
         config->FSendDirekt = 1;
@@ -73,9 +51,6 @@ protected:
     }
     qint64 logged(const QString& sql) { return TDatenModul::Instance()->Handler().CalcSQL_Int(-1, sql); }
 
-    QTemporaryDir dir;
-    QString common;
-    TConfig* config = nullptr;
     TComposeModel model;
     TRecordingMessages messages;
 };

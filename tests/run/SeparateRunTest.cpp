@@ -3,6 +3,7 @@
 // permanent ones, never a mail twice, and a summary from which the mail
 // goes again to just those who did not get it.
 
+#include "InstalledModuleTest.h"
 #include "smtp/SmtpServer.h"
 
 #include "config/IniPlus.h"
@@ -50,31 +51,12 @@ private:
     bool FCancelled = false;
 };
 
-class SeparateRunTest : public ::testing::Test {
+class SeparateRunTest : public InstalledModuleTest {
 protected:
     void SetUp() override
     {
-        App();
-        common = dir.filePath("common") + "/";
-        TIniFile reg(dir.filePath("registry.ini"));
-        reg.WriteString("SOFTWARE\\QMB GmbH\\InstallDir", "Test", dir.filePath("data"));
-        reg.WriteString("SOFTWARE\\QMB GmbH\\Common", "Common", common);
-        qputenv("KALVEX_REGISTRY", dir.filePath("registry.ini").toUtf8());
-        QDir().mkpath(common + "Common04/KVXIni");
-        config = &TConfig::Install(std::make_unique<TConfig>(QStringLiteral("Test")));
-        TDatenModul::Install(std::make_unique<TDatenModul>());
+        InstalledModuleTest::SetUp();
         pacing.retryWaitMs = 50;
-    }
-    void TearDown() override
-    {
-        if (HasFailure()) {
-            QFile log(TLogFile::DefaultFileName(common));
-            log.open(QIODevice::ReadOnly);
-            std::cerr << log.readAll().toStdString();
-        }
-        TDatenModul::Free();
-        TLogFile::Uninstall();
-        TConfig::Free();
     }
     void useServer(const SmtpServer& server)
     {
@@ -122,9 +104,6 @@ protected:
     }
     qint64 logged(const QString& sql) { return TDatenModul::Instance()->Handler().CalcSQL_Int(-1, sql); }
 
-    QTemporaryDir dir;
-    QString common;
-    TConfig* config = nullptr;
     TComposeModel model;
     TRecordingMessages messages;
     TRecordingProgress progress;
