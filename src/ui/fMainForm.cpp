@@ -1,7 +1,6 @@
 #include "ui/fMainForm.h"
 
-#include "ui/fVorschau.h"
-
+#include "compose/RecipientFieldMarks.h"
 #include "compose/TemplateMerge.h"
 #include "compose/rtf/RtfReader.h"
 #include "config/InterfaceLocale.h"
@@ -18,6 +17,7 @@
 #include "ui/WindowRunner.h"
 #include "ui/fAdresseManuell.h"
 #include "ui/fGesendeteMail.h"
+#include "ui/fVorschau.h"
 
 #include <QAction>
 #include <QCheckBox>

@@ -3,7 +3,6 @@
 // it, with previous and next, before anything is sent; and the marking of
 // recipient fields in the body while they cannot be filled (one mail to all).
 
-#include "compose/DocumentMarks.h"
 #include "compose/RecipientFields.h"
 
 #include <QDialog>
@@ -37,20 +36,6 @@ private:
     QTextBrowser* tbBody = nullptr;
     QPushButton* btZurueck = nullptr;
     QPushButton* btWeiter = nullptr;
-};
-
-// Marks <Empfaenger.…> placeholders while Active; the marks are no part of
-// the document (nothing of them reaches the RTF or the mail).
-class TRecipientFieldHighlighter : public TMarkLayer {
-public:
-    // A child of owner, marking document.
-    TRecipientFieldHighlighter(QObject* owner, QTextDocument* document);
-    void SetActive(bool active);
-    bool Active() const { return FActive; }
-    void Mark(const QString& text, QList<QTextLayout::FormatRange>& marks) const override;
-
-private:
-    bool FActive = true;
 };
 
 }  // namespace kalvex

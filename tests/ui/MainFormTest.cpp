@@ -237,6 +237,7 @@ TEST(MainFormRules, AttachmentSizesAndRecipientLines)
 #include "send/MailingRun.h"
 #include "ui/fVorschau.h"
 #include <QTextBrowser>
+#include <QTextBlock>
 #include <QTextLayout>
 
 // Recipient fields on the compose page: listed with the first recipient's
