@@ -753,7 +753,8 @@ TEST_F(CliTest, PersonalCircularFromARecipientFileMatchesItsPreview)
                                   "Baustelle <Empfaenger.Baustelle>", "--body", "<Empfaenger.Briefanrede>\nText für <Empfaenger.Firma>."};
     Result first = run(circular + QStringList{"--preview", "1"});
     ASSERT_EQ(first.code, 0) << first.err.toStdString();
-    EXPECT_EQ(first.out, "An: anna@example.org\nBetreff: Baustelle Halle 3\n\nSehr geehrte Frau Dr. Schäfer,\nText für Bau, Nord.\n");
+    EXPECT_EQ(first.out, "An: anna@example.org\nBetreff: Baustelle Halle 3\nAnhang: " + QFileInfo(dir.filePath("liste/plan.pdf")).canonicalFilePath()
+                             + "\n\nSehr geehrte Frau Dr. Schäfer,\nText für Bau, Nord.\n");
     Result second = run(circular + QStringList{"--preview", "2"});
     EXPECT_TRUE(second.out.contains("Sehr geehrter Herr Albers,\nText für .")) << second.out.toStdString();
     EXPECT_EQ(run(circular + QStringList{"--preview", "3"}).code, 2);
