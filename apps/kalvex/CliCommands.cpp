@@ -356,8 +356,8 @@ void addComposeOptions(QCommandLineParser& p)
         {QStringLiteral("fields"), Tx(2011, "Datei mit den Datenfeldern (TFelder-Datenstrom) für die Vorlage"), QStringLiteral("file")},
         {QStringLiteral("recipients"), Tx(3432, "Empfänger mit ihren Feldern aus einer CSV-Datei (Kopfzeile mit den "
                                                 "Feldnamen, Spalte Anhang für eigene Anhänge)"), QStringLiteral("file")},
-        {QStringLiteral("preview"), Tx(3433, "Zeigt Betreff und Text der E-Mail an Empfänger N und sendet nichts "
-                                             "(mit --separate)"), QStringLiteral("N")},
+        {QStringLiteral("preview"), Tx(3433, "Zeigt Betreff, Anhänge und Text der E-Mail an Empfänger N und "
+                                             "sendet nichts (mit --separate)"), QStringLiteral("N")},
         {QStringLiteral("allow-attachments-from"), Tx(4302, "Anhänge der CSV-Datei auch aus diesem Ordner nehmen "
                                                             "(sonst nur aus ihrem eigenen), mehrfach möglich"),
          QStringLiteral("dir")},
