@@ -4,7 +4,6 @@
 #include "config/KalvexError.h"
 #include "config/LanguageUnit.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QStringDecoder>
