@@ -298,6 +298,8 @@ int runConfig(const QStringList& args, const TGlobalOptions& options)
     printSettings(c);
     printPacing(c);
     warnPasswordInClear(c);
+    if (!c.MailServerRefusal().isEmpty())
+        err(c.MailServerRefusal());   // shown with port 0; --port puts it right
     return ExitOk;
 }
 
@@ -354,8 +356,11 @@ void addComposeOptions(QCommandLineParser& p)
         {QStringLiteral("fields"), Tx(2011, "Datei mit den Datenfeldern (TFelder-Datenstrom) für die Vorlage"), QStringLiteral("file")},
         {QStringLiteral("recipients"), Tx(3432, "Empfänger mit ihren Feldern aus einer CSV-Datei (Kopfzeile mit den "
                                                 "Feldnamen, Spalte Anhang für eigene Anhänge)"), QStringLiteral("file")},
-        {QStringLiteral("preview"), Tx(3433, "Zeigt Betreff und Text der E-Mail an Empfänger N und sendet nichts "
-                                             "(mit --separate)"), QStringLiteral("N")},
+        {QStringLiteral("preview"), Tx(3433, "Zeigt Betreff, Anhänge und Text der E-Mail an Empfänger N und "
+                                             "sendet nichts (mit --separate)"), QStringLiteral("N")},
+        {QStringLiteral("allow-attachments-from"), Tx(4302, "Anhänge der CSV-Datei auch aus diesem Ordner nehmen "
+                                                            "(sonst nur aus ihrem eigenen), mehrfach möglich"),
+         QStringLiteral("dir")},
     });
 }
 
@@ -404,11 +409,11 @@ int previewNumber(const QCommandLineParser& p)
 
 // The rows of a recipient file, each with its person for the recipient
 // fields; a file that cannot be used is a wrong argument.
-void addRecipientFile(TComposeModel& model, const QString& fileName)
+void addRecipientFile(TComposeModel& model, const QString& fileName, const QStringList& releasedFolders)
 {
     QList<TRecipientPerson> people;
     try {
-        people = ReadRecipientCsv(fileName);
+        people = ReadRecipientCsv(fileName, releasedFolders);
     } catch (const EKalvex& e) {
         throw EUsage(e.message());
     }
@@ -428,8 +433,24 @@ void printPreview(TMailingRun& run, const TComposeModel& model, int number)
     run.PreviewMail(static_cast<size_t>(number - 1), mail);
     out(Tx(3434, "An: %1").arg(VisibleControlCharacters(mail.FAn.join(QStringLiteral(", ")))));
     out(Tx(3435, "Betreff: %1").arg(VisibleControlCharacters(mail.FBetreff)));
+    for (const QString& file : mail.FAnhaenge)
+        out(Tx(4303, "Anhang: %1").arg(VisibleControlCharacters(file)));
+    if (const QString& refusal = model.Recipients[static_cast<size_t>(number - 1)].person.refusal; !refusal.isEmpty())
+        out(Tx(4304, "Wird nicht gesendet: %1").arg(VisibleControlCharacters(refusal)));
     out(QString());
     out(VisibleControlCharacters(mail.FBodyPlain, true));
+}
+
+// A released folder belongs to a recipient file and must exist: a typo would
+// otherwise refuse the very files it was meant to release.
+void checkReleasedFolders(const QCommandLineParser& p)
+{
+    const QStringList folders = p.values(QStringLiteral("allow-attachments-from"));
+    if (!folders.isEmpty() && !p.isSet(QStringLiteral("recipients")))
+        throw EUsage(Tx(4305, "--allow-attachments-from gilt nur zusammen mit --recipients."));
+    for (const QString& folder : folders)
+        if (!QFileInfo(folder).isDir())
+            throw EUsage(Tx(4306, "Der Ordner %1 ist nicht vorhanden.").arg(VisibleControlCharacters(folder)));
 }
 
 // Everything that can be checked before the store is opened: conflicting
@@ -453,6 +474,7 @@ void checkComposeArguments(const QCommandLineParser& p)
         RequireReadableFile(p.value(QStringLiteral("recipients")));
     if (p.isSet(QStringLiteral("preview")))
         previewNumber(p);
+    checkReleasedFolders(p);
 }
 
 // Fills the compose model from the options (checked before).
@@ -470,7 +492,7 @@ void fillModel(const QCommandLineParser& p, TComposeModel& model)
     addRecipients(model, p.values(QStringLiteral("cc")), TEmpfaengerTyp::elCc);
     addRecipients(model, p.values(QStringLiteral("bcc")), TEmpfaengerTyp::elBcc);
     if (p.isSet(QStringLiteral("recipients")))
-        addRecipientFile(model, p.value(QStringLiteral("recipients")));
+        addRecipientFile(model, p.value(QStringLiteral("recipients")), p.values(QStringLiteral("allow-attachments-from")));
     for (const QString& file : p.values(QStringLiteral("attach")))
         model.AddAttachment(QFileInfo(file).absoluteFilePath());
     model.SeparateFlag = p.isSet(QStringLiteral("separate"));
@@ -542,7 +564,10 @@ int runCompose(const QStringList& args, const TGlobalOptions& options, bool send
     openStore();   // before the mail is built: a store that cannot be used ends here
     TComposeModel model;
     fillModel(cmd.Parser(), model);
-    if (send && SendModeOf(TConfig::Instance()->FSendDirekt) == TSendMode::smDirect)
+    const bool direct = send && SendModeOf(TConfig::Instance()->FSendDirekt) == TSendMode::smDirect;
+    if (direct && !TConfig::Instance()->MailServerRefusal().isEmpty() && !cmd.Parser().isSet(QStringLiteral("preview")))
+        throw EKalvex(TConfig::Instance()->MailServerRefusal());
+    if (direct)
         warnPasswordInClearBeforeSending(*TConfig::Instance(), QStringLiteral("send"));
     TConsoleMessages messages(options.answer);
     TMailingRun run(model, messages, *TConfig::Instance(), consoleRunDeps(messages));
@@ -652,9 +677,11 @@ int runDelete(const QStringList& args, const TGlobalOptions& options)
     return ExitOk;
 }
 
-// Names every setting the test cannot do without.
+// A refused value of mailserver.ini, then every setting the test cannot do without.
 void requireConnectionSettings(const TConfig& c)
 {
+    if (!c.MailServerRefusal().isEmpty())
+        throw EKalvex(c.MailServerRefusal());
     QStringList missing;
     if (c.FHost.isEmpty())
         missing << Tx(229, "Es wurde kein SMTP-Server angegeben.");

@@ -10,6 +10,10 @@
 // EMail/E-Mail, Anhang/Attachment (one or more files, separated by '|';
 // relative to the file's folder). Every other column becomes the field
 // <Empfaenger.Spaltenname>.
+//
+// Attachments come only from the file's folder or from released folders
+// (TAttachmentFolders); a refused one keeps its recipient out of the run
+// (TRecipientPerson::refusal names the row and the file), the others stay.
 
 #include "compose/RecipientFields.h"
 
@@ -22,13 +26,16 @@ namespace kalvex {
 
 // Raises EKalvex naming the file and line for a missing EMail column, a
 // row without address and an attachment that does not exist.
-QList<TRecipientPerson> ReadRecipientCsv(const QString& fileName);
+// releasedFolders: folders outside the file's own that attachments may
+// come from.
+QList<TRecipientPerson> ReadRecipientCsv(const QString& fileName, const QStringList& releasedFolders = {});
 
 // The parts, for reading from memory: text in the detected encoding,
 // then the rows split into fields.
 QString DecodeCsvBytes(const QByteArray& bytes);
 QList<QStringList> SplitCsvRows(const QString& text);
 // folder: where relative attachment paths start.
-QList<TRecipientPerson> RecipientsFromCsvRows(const QList<QStringList>& rows, const QString& folder);
+QList<TRecipientPerson> RecipientsFromCsvRows(const QList<QStringList>& rows, const QString& folder,
+                                              const QStringList& releasedFolders = {});
 
 }  // namespace kalvex

@@ -27,6 +27,9 @@ struct TRecipientPerson {
     QString email;
     QList<QPair<QString, QString>> extra;
     QStringList attachments;   // files for this recipient only
+    // Why this recipient must not get the mail (a file of theirs was
+    // refused); empty when nothing stands against it.
+    QString refusal;
 };
 
 // "Frau", "Herr", "Ms", "Mrs", "Mr", "divers", … in any case; anKeine else.

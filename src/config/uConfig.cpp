@@ -11,6 +11,8 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <algorithm>
+
 namespace kalvex {
 
 namespace {
@@ -135,6 +137,7 @@ QString TConfig::ConfigIniFileName() const
 
 void TConfig::InitMailServer()
 {
+    FRefusedPort.clear();
     if (!QFileInfo::exists(MailServerIniFileName()))
         return;
     try {
@@ -144,13 +147,41 @@ void TConfig::InitMailServer()
                               .arg(MailServerIniFileName(), ini.loadError()));
         readMailServer(ini);
     } catch (const std::exception& e) {
-        try {
-            TLogFile::EnsureGlobal(FCommonPath);
-        } catch (const EKalvex&) {
-            // without a log the failure can only be dropped; the defaults stay
-        }
-        TLogFile::LogGlobal(false, QStringLiteral("InitFromIniFile: ") + QString::fromUtf8(e.what()));
+        logMailServerFailure(QString::fromUtf8(e.what()));
     }
+    if (!FRefusedPort.isEmpty())
+        logMailServerFailure(MailServerRefusal());
+}
+
+QString TConfig::MailServerRefusal() const
+{
+    if (FRefusedPort.isEmpty())
+        return QString();
+    return Tx(4307, "Der Port \"%1\" in %2 (Abschnitt SMTP, Schlüssel Port) liegt nicht zwischen 1 und 65535. Bitte "
+                    "geben Sie den Port in den Verbindungseinstellungen neu ein.")
+        .arg(FRefusedPort, MailServerIniFileName());
+}
+
+void TConfig::logMailServerFailure(const QString& text)
+{
+    try {
+        TLogFile::EnsureGlobal(FCommonPath);
+    } catch (const EKalvex&) {
+        // without a log the failure can only be dropped; the defaults stay
+    }
+    TLogFile::LogGlobal(false, QStringLiteral("InitFromIniFile: ") + text);
+}
+
+// A port written by hand outside 1..65535 would wrap around into some other
+// port: it is refused and no port is set. Empty and 0 mean "not set".
+uint16_t TConfig::readPort(const TIniFile& ini)
+{
+    const QString text = ini.ReadString(kSmtp, QStringLiteral("Port"), QString()).trimmed();
+    const int value = ini.ReadInteger(kSmtp, QStringLiteral("Port"), -1);
+    if (text.isEmpty() || (value >= 0 && value <= 65535))
+        return static_cast<uint16_t>(std::max(value, 0));
+    FRefusedPort = text;
+    return 0;
 }
 
 // The security string is read before the password, which needs it to decode.
@@ -159,7 +190,7 @@ void TConfig::readMailServer(const TIniFile& ini)
     FSendDirekt = ini.ReadInteger(kSmtp, QStringLiteral("SendDirekt"), 0);
     FVersandart = FSendDirekt != 0 ? TVersandArt::vaDirekt : TVersandArt::vaStandardClient;
     FHost = ini.ReadString(kSmtp, QStringLiteral("Host"), QString());
-    FPort = static_cast<uint16_t>(ini.ReadInteger(kSmtp, QStringLiteral("Port"), 0));
+    FPort = readPort(ini);
     FSecString = ini.ReadString(kSmtp, QStringLiteral("SecString"), FSecString);
     FPass = TCrypt::DecodePWDEx(ini.ReadString(kSmtp, QStringLiteral("Passwort"), QString()), FSecString);
     FUser = ini.ReadString(kSmtp, QStringLiteral("Absender"), QString());

@@ -79,11 +79,19 @@ public:
     // Our own addition: check the SMTP server's certificate (key
     // VerifyCertificate in section SMTP, default off like the original).
     bool FVerifyCertificate = false;
+    // The Port value of mailserver.ini as written when it was refused (not a
+    // port of 1..65535); empty when it could be taken.
+    QString FRefusedPort;
+    // Why mailserver.ini cannot be used for sending directly, naming file
+    // and key, in the current language; empty when nothing stands against it.
+    QString MailServerRefusal() const;
 
 private:
     void setupPaths(const QString& installKey);
     void readRegistryFolders(const QString& installKey);
     void readMailServer(const class TIniFile& ini);
+    uint16_t readPort(const class TIniFile& ini);
+    void logMailServerFailure(const QString& text);
     QList<QPair<QString, QString>> mailServerEntries(int32_t sendDirekt, const QString& secString) const;
     void replaceHelp();
 

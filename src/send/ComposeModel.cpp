@@ -3,6 +3,7 @@
 #include "config/InterfaceLocale.h"
 
 #include "mailinterface/MailAddress.h"
+#include "mailinterface/RecipientKey.h"
 
 #include <QFileInfo>
 #include <QTextDocument>
@@ -55,11 +56,24 @@ TRecipientPerson RecipientPerson(const TComposeRecipient& r)
 
 bool TComposeModel::AddRecipient(const TComposeRecipient& recipient)
 {
-    for (const TComposeRecipient& r : Recipients)
-        if (r.email == recipient.email)
-            return false;
+    syncRecipientKeys();
+    const QString key = RecipientKey(recipient.email);
+    if (FRecipientKeys.contains(key))
+        return false;
+    FRecipientKeys.insert(key);
     Recipients.push_back(recipient);
+    FKeyedRows = Recipients.size();
     return true;
+}
+
+void TComposeModel::syncRecipientKeys()
+{
+    if (FKeyedRows == Recipients.size())
+        return;
+    FRecipientKeys.clear();
+    for (const TComposeRecipient& r : Recipients)
+        FRecipientKeys.insert(RecipientKey(r.email));
+    FKeyedRows = Recipients.size();
 }
 
 QString TComposeModel::AddAddressList(const QString& text, TEmpfaengerTyp kind)

@@ -7,6 +7,7 @@
 #include "compose/RecipientFields.h"
 #include "mailinterface/Empfaenger.h"
 
+#include <QSet>
 #include <QString>
 #include <QStringList>
 #include <memory>
@@ -58,7 +59,8 @@ public:
     QTextDocument& Body() { return *FBody; }
     const QTextDocument& Body() const { return *FBody; }
 
-    // False (and nothing added) when the address is already listed.
+    // False (and nothing added) when the address is already listed, in
+    // any spelling RecipientKey takes for the same one.
     bool AddRecipient(const TComposeRecipient& recipient);
     // Every mailbox of an address list as a row of its own, written
     // "Name <address>" when it has a name, so the name reaches the header.
@@ -71,6 +73,12 @@ public:
 
 private:
     std::unique_ptr<QTextDocument> FBody;   // owned
+    // The keys of the rows added through AddRecipient. Rows are also removed
+    // directly (erase, clear): a list of another length than the set has
+    // seen makes it start again from the rows.
+    QSet<QString> FRecipientKeys;
+    size_t FKeyedRows = 0;
+    void syncRecipientKeys();
 };
 
 }  // namespace kalvex

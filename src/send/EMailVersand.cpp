@@ -6,10 +6,12 @@
 #include "config/UserMessages.h"
 #include "config/uConfig.h"
 #include "mailinterface/EMail.h"
+#include "mailinterface/RecipientKey.h"
 #include "send/MimeBuilder.h"
 #include "send/oauth/OAuthTokenProvider.h"
 
 #include <QFileInfo>
+#include <QSet>
 
 namespace kalvex {
 
@@ -19,11 +21,11 @@ namespace {
 std::vector<TMailbox> envelopeRecipients(const TMimeMessage& message)
 {
     std::vector<TMailbox> out;
-    QStringList seen;
+    QSet<QString> seen;
     for (const auto* list : {&message.to, &message.cc, &message.bcc})
         for (const TMailbox& m : *list)
-            if (!seen.contains(m.Address())) {
-                seen << m.Address();
+            if (!seen.contains(RecipientKey(m.Address()))) {
+                seen.insert(RecipientKey(m.Address()));
                 out.push_back(m);
             }
     return out;

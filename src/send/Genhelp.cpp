@@ -2,6 +2,7 @@
 
 #include "config/LogFileUnit.h"
 #include "config/UserMessages.h"
+#include "mailinterface/RecipientKey.h"
 #include "send/uMapiClient.h"
 
 #include <QCoreApplication>
@@ -19,21 +20,35 @@ namespace {
 // one argument of a program start.
 constexpr qsizetype kMaxArgumentBytes = 128 * 1024 - 1;
 
-bool keptInMailto(char c)
+// Everything but letters, digits, "-._~" and keep as %XX of its UTF-8: the
+// URL then holds no character a shell gives a meaning to. xdg-email passes
+// a mailto: argument through its own sh, whose echo would take "\c" as the
+// end of the text and "\n" as a line break; its --subject and --body go the
+// same way.
+QString encoded(const QString& text, const QByteArray& keep = {})
 {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '@' || c == '.' || c == '-'
-        || c == '\\' || c == '/';
+    return QString::fromLatin1(QUrl::toPercentEncoding(text, keep));
 }
 
-// The length of a text in the mailto: URL xdg-email builds and passes on as
-// one argument: UTF-8, "@", letters, digits, ".", "-", "\\" and "/" kept,
-// a line break as "%0D%0A", every other byte as "%XX".
-qsizetype mailtoLength(const QString& text)
+// A mailto: URL carries line breaks as CR LF.
+QString withCrLf(QString text)
 {
-    qsizetype length = 0;
-    for (const char c : text.toUtf8())
-        length += c == '\n' ? 6 : (keptInMailto(c) ? 1 : 3);
-    return length;
+    text.replace(QLatin1String("\r\n"), QLatin1String("\n")).replace(QLatin1Char('\r'), QLatin1Char('\n'));
+    return text.replace(QLatin1Char('\n'), QLatin1String("\r\n"));
+}
+
+// The file the mail program is to attach, links resolved as xdg-email does.
+QString attachedPath(const QString& path)
+{
+    const QFileInfo info(path);
+    const QString canonical = info.canonicalFilePath();
+    return canonical.isEmpty() ? info.absoluteFilePath() : canonical;
+}
+
+// The same address in the same class is one recipient, however written.
+QString classedKey(const QString& address, int recipientClass)
+{
+    return QString::number(recipientClass) + QLatin1Char(' ') + RecipientKey(address);
 }
 
 }  // namespace
@@ -43,57 +58,54 @@ void TGenHelp::ClearStrings()
     FBetreff.clear();
     FMailtext.clear();
     FRecipients.clear();
+    FRecipientKeys.clear();
     FAttachments.clear();
 }
 
 bool TGenHelp::DestAdrexists(const QString& address, int recipientClass) const
 {
-    return std::any_of(FRecipients.begin(), FRecipients.end(), [&](const TAddress& a) {
-        return a.address == address && a.recipientClass == recipientClass;
-    });
+    return FRecipientKeys.contains(classedKey(address, recipientClass));
 }
 
 void TGenHelp::AddDestAdr(const QString& address, int recipientClass)
 {
-    if (!DestAdrexists(address, recipientClass))
-        FRecipients.push_back({address, recipientClass});
+    if (DestAdrexists(address, recipientClass))
+        return;
+    FRecipients.push_back({address, recipientClass});
+    FRecipientKeys.insert(classedKey(address, recipientClass));
 }
 
-// An address that begins with "-" would read as an option: it is given in
-// a mailto: URL instead, where it can only be an address.
-QStringList TGenHelp::BuildArguments() const
+// The whole mail in one mailto: URL that we encode ourselves (RFC 6068):
+// To in the path, then subject, body, Cc, Bcc and the attachments. An
+// address that begins with "-" cannot read as an option there.
+QString TGenHelp::MailtoUrl() const
 {
-    QStringList args{QStringLiteral("--utf8")};
+    QStringList to, fields;
     if (!FBetreff.isEmpty())
-        args << QStringLiteral("--subject") << FBetreff;
+        fields << QStringLiteral("subject=") + encoded(withCrLf(FBetreff));
     if (!FMailtext.isEmpty())
-        args << QStringLiteral("--body") << FMailtext;
-    QStringList to;
+        fields << QStringLiteral("body=") + encoded(withCrLf(FMailtext));
     for (const TAddress& a : FRecipients) {
         if (a.recipientClass == 1)
-            to << a.address;
+            to << encoded(a.address, "@");
         else
-            args << (a.recipientClass == 2 ? QStringLiteral("--cc") : QStringLiteral("--bcc")) << a.address;
+            fields << (a.recipientClass == 2 ? QStringLiteral("cc=") : QStringLiteral("bcc=")) + encoded(a.address, "@");
     }
     for (const QString& path : FAttachments)
-        args << QStringLiteral("--attach") << path;
-    QStringList encoded;
-    for (const QString& a : to)
-        encoded << QString::fromLatin1(QUrl::toPercentEncoding(a, "@"));
-    args << QStringLiteral("mailto:") + encoded.join(QLatin1Char(','));
-    return args;
+        fields << QStringLiteral("attach=") + encoded(attachedPath(path), "/");
+    const QString query = fields.isEmpty() ? QString() : QLatin1Char('?') + fields.join(QLatin1Char('&'));
+    return QStringLiteral("mailto:") + to.join(QLatin1Char(',')) + query;
 }
 
-// Every field of the mail travels in that one URL, with its name and a
-// separator; the URL may not be longer than one argument can carry.
+QStringList TGenHelp::BuildArguments() const
+{
+    return {MailtoUrl()};
+}
+
+// Shortening would lose what the user wrote: the URL must fit one argument.
 bool TGenHelp::FitsOneArgument() const
 {
-    qsizetype length = QStringLiteral("mailto:?subject=&body=").size() + mailtoLength(FBetreff) + mailtoLength(FMailtext);
-    for (const TAddress& a : FRecipients)
-        length += 5 + mailtoLength(a.address);
-    for (const QString& path : FAttachments)
-        length += 8 + mailtoLength(QFileInfo(path).absoluteFilePath());
-    return length <= kMaxArgumentBytes;
+    return MailtoUrl().size() <= kMaxArgumentBytes;   // pure ASCII: characters are bytes
 }
 
 int TGenHelp::report(int code) const

@@ -1,10 +1,12 @@
 #pragma once
 // Hands one mail to the desktop's mail program, which shows its compose
-// window filled in. Recipients are kept free of duplicates by address and
-// class; the program gets its arguments as a list, never through a shell.
+// window filled in. Recipients are kept free of duplicates by address (in
+// any spelling of the same one) and class; the program gets the whole mail
+// as one mailto: URL that we encode, never through a shell of ours.
 
 #include "send/MailingRun.h"
 
+#include <QSet>
 #include <QString>
 #include <QStringList>
 #include <vector>
@@ -31,7 +33,9 @@ public:
     // A mail too long for the hand-over gives 18 before anything starts.
     int CallMailClient() override;
 
-    // The argument list for xdg-email (exposed for tests).
+    // The mail as one percent-encoded mailto: URL, and the argument list
+    // for xdg-email that carries it (exposed for tests).
+    QString MailtoUrl() const;
     QStringList BuildArguments() const;
     // False when the mail program could not be given the whole mail: the
     // hand-over carries it in one mailto: URL, which one program argument
@@ -48,6 +52,7 @@ private:
     QString FBetreff;
     QString FMailtext;
     std::vector<TAddress> FRecipients;
+    QSet<QString> FRecipientKeys;   // class and RecipientKey of each of FRecipients
     QStringList FAttachments;
 };
 

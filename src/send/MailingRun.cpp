@@ -12,6 +12,7 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFileInfo>
+#include <QSet>
 #include <QTextDocument>
 #include <QTimer>
 
@@ -78,6 +79,10 @@ void TMailingRun::NewMail()
 void TMailingRun::SendClick()
 {
     FOriginPrefix = Tx(291, "Ursprung:") + QLatin1Char(' ');
+    if (SendModeOf(FConfig.FSendDirekt) == TSendMode::smDirect && !FConfig.MailServerRefusal().isEmpty()) {
+        FMessages.ShowError(FConfig.MailServerRefusal());   // a wrapped port would reach another server's port
+        return;
+    }
     if (FModel.SeparateFlag)
         sendSeparately();
     else
@@ -145,10 +150,11 @@ void TMailingRun::sendSeparately()
     FCircular.reset();
 }
 
-void TMailingRun::runSeparately(const std::vector<size_t>& rows, TSendMode mode)
+void TMailingRun::runSeparately(const std::vector<size_t>& allRows, TSendMode mode)
 {
     const int sentBefore = FTally.sent;
     beginSeparateRun();
+    const std::vector<size_t> rows = withoutRefused(allRows);
     size_t done = 0;
     for (; done < rows.size() && !cancelled() && !FServerUnreachable; ++done) {
         showSeparateProgress(done, rows.size(), rows[done], FRunClock.elapsed());
@@ -164,6 +170,25 @@ void TMailingRun::runSeparately(const std::vector<size_t>& rows, TSendMode mode)
         reportCancelledRun(FTally.sent - sentBefore, rows.size(), rows.size() - done);
 }
 
+// A recipient whose own files were refused gets no mail: the mail would
+// lack what the list meant them to get. They fail with the reason; the
+// first mail the run sends is still the one logged.
+std::vector<size_t> TMailingRun::withoutRefused(const std::vector<size_t>& rows)
+{
+    std::vector<size_t> kept;
+    for (const size_t row : rows) {
+        const TComposeRecipient& r = FModel.Recipients[row];
+        if (r.person.refusal.isEmpty()) {
+            kept.push_back(row);
+            continue;
+        }
+        FLastRun.failed << qMakePair(r.email, r.person.refusal);
+        ++FTally.failed;
+        TLogFile::LogGlobal(false, QStringLiteral("Rundschreiben an %1: nicht gesendet: %2").arg(r.email, r.person.refusal));
+    }
+    return kept;
+}
+
 // Left out by a cancel, or because the server could not be reached: then
 // they failed for that reason without being tried.
 void TMailingRun::markNotTried(const QString& address)
@@ -176,11 +201,14 @@ void TMailingRun::markNotTried(const QString& address)
     TLogFile::LogGlobal(false, QStringLiteral("Rundschreiben an %1: %2").arg(address, reason));
 }
 
+// A set, not a list: a run again to the failed ones of a long run must not
+// compare every row with every address.
 std::vector<size_t> TMailingRun::rowsOf(const QStringList& addresses) const
 {
+    const QSet<QString> wanted(addresses.begin(), addresses.end());
     std::vector<size_t> rows;
     for (size_t i = 0; i < FModel.Recipients.size(); ++i)
-        if (addresses.contains(FModel.Recipients[i].email))
+        if (wanted.contains(FModel.Recipients[i].email))
             rows.push_back(i);
     return rows;
 }

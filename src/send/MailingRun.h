@@ -166,6 +166,7 @@ private:
     void sendSeparately();
     void runSeparately(const std::vector<size_t>& rows, TSendMode mode);
     std::vector<size_t> rowsOf(const QStringList& addresses) const;
+    std::vector<size_t> withoutRefused(const std::vector<size_t>& rows);
     void markNotTried(const QString& address);
     void beginSeparateRun();
     void endSeparateRun();

@@ -445,13 +445,17 @@ void TMainForm::SetBody(const QString& body)
     RtfToDocument(body, FModel.Body());
 }
 
-// New rows take the kind chosen under "Voreinstellung".
+// New rows take the kind chosen under "Voreinstellung". The grid is filled
+// once for all of them, not once per row.
 void TMainForm::addPickedRecipients(QList<TComposeRecipient> picked)
 {
+    bool added = false;
     for (TComposeRecipient& r : picked) {
         r.kind = PresetKind();
-        AddRecipientRow(r);
+        added = FModel.AddRecipient(r) || added;
     }
+    if (added)
+        refreshRecipients();
 }
 
 TEmpfaengerTyp TMainForm::PresetKind() const

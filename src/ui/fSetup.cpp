@@ -264,7 +264,7 @@ void TFormSetup::btTestConnectionClick()
     CreateTestMail(mail, EdAbsender->text());
     bool ok = false;
     const int port = EdPort->text().toInt(&ok);
-    if (!ok) {
+    if (!ok || port < 1 || port > 65535) {   // 16 bits would wrap it into another port
         FMessages.ShowError(Tx(1859, "Der angegebene Port scheint fehlerhaft zu sein"));
         return;
     }
@@ -310,9 +310,22 @@ void TFormSetup::warnPasswordInClearOnce()
     FMessages.ShowInformation(PasswordInClearWarning());
 }
 
+// Empty and "0" are "no port" (the settings check names them); anything else
+// must be a port, or the settings file would keep one that wraps around.
+bool TFormSetup::portFitsSettingsFile()
+{
+    bool ok = false;
+    const int port = EdPort->text().trimmed().toInt(&ok);
+    if (!IsDirectMode() || EdPort->text().trimmed().isEmpty() || (ok && port >= 0 && port <= 65535))
+        return true;
+    FMessages.ShowError(Tx(1859, "Der angegebene Port scheint fehlerhaft zu sein"));
+    EdPort->setFocus();
+    return false;
+}
+
 void TFormSetup::accept()
 {
-    if (!fieldsFitSettingsFile())
+    if (!fieldsFitSettingsFile() || !portFitsSettingsFile())
         return;
     if (IsDirectMode())
         warnPasswordInClearOnce();

@@ -92,6 +92,7 @@ private:
     void setSmtpControlsEnabled(bool enabled);
     static void CreateTestMail(TEMail& mail, const QString& sender);
     bool fieldsFitSettingsFile();
+    bool portFitsSettingsFile();
     void warnPasswordInClearOnce();
 
     IUserMessages& FMessages;

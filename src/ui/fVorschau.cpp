@@ -34,6 +34,9 @@ TFormVorschau::TFormVorschau(size_t count, TPreview preview, QWidget* parent)
     lbEmpfaenger = new QLabel(this);
     lbBetreff = new QLabel(this);
     lbBetreff->setTextFormat(Qt::PlainText);
+    lbAnhaenge = new QLabel(this);
+    lbAnhaenge->setTextFormat(Qt::PlainText);
+    lbAnhaenge->setWordWrap(true);
     tbBody = new QTextBrowser(this);
     btZurueck = stepButton(Tx(3441, "< Zurück"), this, [this] { ShowRecipient(FIndex - 1); });
     btWeiter = stepButton(Tx(3442, "Weiter >"), this, [this] { ShowRecipient(FIndex + 1); });
@@ -46,6 +49,7 @@ TFormVorschau::TFormVorschau(size_t count, TPreview preview, QWidget* parent)
     connect(close, &QDialogButtonBox::rejected, this, &QDialog::reject);
     column->addLayout(steps);
     column->addWidget(lbBetreff);
+    column->addWidget(lbAnhaenge);
     column->addWidget(tbBody, 1);
     column->addWidget(close);
     ShowRecipient(0);
@@ -60,6 +64,9 @@ void TFormVorschau::ShowRecipient(size_t index)
     FPreview(index, mail);
     lbEmpfaenger->setText(Tx(3444, "Empfänger %1 von %2: %3").arg(index + 1).arg(FCount).arg(mail.FAn.join(QStringLiteral(", "))));
     lbBetreff->setText(Tx(3435, "Betreff: %1").arg(mail.FBetreff));
+    // Each recipient's own files too: what the send will add is seen here first.
+    lbAnhaenge->setText(mail.FAnhaenge.isEmpty() ? QString() : Tx(4308, "Anhänge: %1").arg(mail.FAnhaenge.join(QStringLiteral(", "))));
+    lbAnhaenge->setVisible(!mail.FAnhaenge.isEmpty());
     RtfToDocument(mail.FBodyRTF, *tbBody->document());
     btZurueck->setEnabled(index > 0);
     btWeiter->setEnabled(index + 1 < FCount);
@@ -68,6 +75,11 @@ void TFormVorschau::ShowRecipient(size_t index)
 QString TFormVorschau::Subject() const
 {
     return lbBetreff->text();
+}
+
+QString TFormVorschau::Attachments() const
+{
+    return lbAnhaenge->text();
 }
 
 QString TFormVorschau::PlainBody() const

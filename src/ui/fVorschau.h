@@ -26,6 +26,7 @@ public:
     size_t Current() const { return FIndex; }
     QString Subject() const;
     QString PlainBody() const;
+    QString Attachments() const;   // the line that lists the mail's files; empty when it has none
 
 private:
     size_t FCount;
@@ -33,6 +34,7 @@ private:
     TPreview FPreview;
     QLabel* lbEmpfaenger = nullptr;
     QLabel* lbBetreff = nullptr;
+    QLabel* lbAnhaenge = nullptr;
     QTextBrowser* tbBody = nullptr;
     QPushButton* btZurueck = nullptr;
     QPushButton* btWeiter = nullptr;

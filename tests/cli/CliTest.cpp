@@ -4,12 +4,15 @@
 
 #include "config/IniPlus.h"
 
+#include <QCryptographicHash>
 #include <QElapsedTimer>
 #include <QJsonArray>
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QTcpServer>
 #include <gtest/gtest.h>
+
+#include <sys/stat.h>
 
 using namespace kalvex;
 using namespace kalvex::testing;
@@ -750,7 +753,8 @@ TEST_F(CliTest, PersonalCircularFromARecipientFileMatchesItsPreview)
                                   "Baustelle <Empfaenger.Baustelle>", "--body", "<Empfaenger.Briefanrede>\nText für <Empfaenger.Firma>."};
     Result first = run(circular + QStringList{"--preview", "1"});
     ASSERT_EQ(first.code, 0) << first.err.toStdString();
-    EXPECT_EQ(first.out, "An: anna@example.org\nBetreff: Baustelle Halle 3\n\nSehr geehrte Frau Dr. Schäfer,\nText für Bau, Nord.\n");
+    EXPECT_EQ(first.out, "An: anna@example.org\nBetreff: Baustelle Halle 3\nAnhang: " + QFileInfo(dir.filePath("liste/plan.pdf")).canonicalFilePath()
+                             + "\n\nSehr geehrte Frau Dr. Schäfer,\nText für Bau, Nord.\n");
     Result second = run(circular + QStringList{"--preview", "2"});
     EXPECT_TRUE(second.out.contains("Sehr geehrter Herr Albers,\nText für .")) << second.out.toStdString();
     EXPECT_EQ(run(circular + QStringList{"--preview", "3"}).code, 2);
@@ -775,4 +779,107 @@ TEST_F(CliTest, PersonalCircularFromARecipientFileMatchesItsPreview)
     EXPECT_EQ(refused.code, 2);
     EXPECT_TRUE(refused.err.contains("weg.pdf")) << refused.err.toStdString();
     EXPECT_EQ(server.MailCount(), 2);
+}
+
+// A recipient file from someone else names the user's own files: through a
+// link out of its folder, "..", an absolute path, /proc and a FIFO. Those
+// recipients get nothing, the preview lists what each would get or why
+// not, and the server receives none of those files; a released folder
+// lets its files through, /proc and the FIFO never.
+TEST_F(CliTest, ARecipientFileCannotMailTheUsersFiles)
+{
+    SmtpServer server({});
+    ASSERT_TRUE(server.Running());
+    ASSERT_EQ(run({"config", "--direct", "--host", "127.0.0.1", "--port", QString::number(server.Port()), "--encrypted",
+                   "nein", "--sender", "cli@example.org"}).code, 0);
+    writeBytes(dir.filePath("privat/geheim.txt"), "GEHEIM");
+    writeBytes(dir.filePath("liste/plan.pdf"), "%PDF-1.4 plan");
+    ASSERT_TRUE(QFile::link(dir.filePath("privat/geheim.txt"), dir.filePath("liste/verweis.pdf")));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(dir.filePath("liste/rohr")).constData(), 0600), 0);
+    const QString csv = dir.filePath("liste/liste.csv");
+    writeBytes(csv, "EMail;Anhang\n"
+                    "anna@example.org;plan.pdf\n"
+                    "link@example.org;verweis.pdf\n"
+                    "hoch@example.org;../privat/geheim.txt\n"
+                    "abs@example.org;" + dir.filePath("privat/geheim.txt").toUtf8() + "\n"
+                    "proc@example.org;/proc/self/environ\n"
+                    "fifo@example.org;rohr\n");
+    const QStringList circular = {"send", "--separate", "--recipients", csv, "--subject", "Plan", "--body", "Anbei."};
+    const QString plan = QFileInfo(dir.filePath("liste/plan.pdf")).canonicalFilePath();
+
+    Result r = run(circular + QStringList{"--preview", "1"});
+    ASSERT_EQ(r.code, 0) << r.err.toStdString();
+    EXPECT_EQ(r.out, "An: anna@example.org\nBetreff: Plan\nAnhang: " + plan + "\n\nAnbei.\n");
+    r = run(circular + QStringList{"--preview", "2"});
+    EXPECT_TRUE(r.out.contains("Wird nicht gesendet: Zeile 3: Der Anhang \"verweis.pdf\" liegt außerhalb")) << r.out.toStdString();
+    EXPECT_FALSE(r.out.contains("Anhang: ")) << r.out.toStdString();
+    r = run(circular + QStringList{"--preview", "6"});   // the FIFO is not opened: this returns
+    EXPECT_TRUE(r.out.contains("Wird nicht gesendet: Zeile 7: Der Anhang \"rohr\" ist keine gewöhnliche Datei")) << r.out.toStdString();
+
+    r = run(circular);
+    EXPECT_EQ(r.code, 1) << r.err.toStdString();
+    EXPECT_TRUE(r.out.contains("gesendet: anna@example.org\n")) << r.out.toStdString();
+    for (const QString& who : {"link", "hoch", "abs", "proc", "fifo"})
+        EXPECT_TRUE(r.out.contains("nicht gesendet: " + who + "@example.org (Zeile ")) << who.toStdString();
+    ASSERT_EQ(server.MailCount(), 1);
+    const QString planHash = QCryptographicHash::hash("%PDF-1.4 plan", QCryptographicHash::Sha1).toHex();
+    EXPECT_EQ(server.Parsed(1)["parts"].toArray().last()["sha1"].toString(), planHash);
+
+    // Released: the private folder's file goes to those who named it.
+    r = run(circular + QStringList{"--allow-attachments-from", dir.filePath("privat"), "--allow-attachments-from", "/proc"});
+    EXPECT_EQ(r.code, 1) << r.err.toStdString();
+    ASSERT_EQ(server.MailCount(), 5);
+    const QString secretHash = QCryptographicHash::hash("GEHEIM", QCryptographicHash::Sha1).toHex();
+    QStringList hashes;
+    for (int n = 1; n <= server.MailCount(); ++n)
+        for (const QJsonValue part : server.Parsed(n)["parts"].toArray())
+            if (part["sha1"].isString())
+                hashes << part["sha1"].toString();
+    EXPECT_EQ(hashes, QStringList({planHash, planHash, secretHash, secretHash, secretHash}));
+    EXPECT_TRUE(r.out.contains("nicht gesendet: proc@example.org (Zeile 6")) << r.out.toStdString();
+    EXPECT_TRUE(r.out.contains("nicht gesendet: fifo@example.org (Zeile 7")) << r.out.toStdString();
+
+    EXPECT_EQ(run(circular + QStringList{"--allow-attachments-from", dir.filePath("gibt-es-nicht")}).code, 2);
+    EXPECT_EQ(run({"send", "--to", "a@example.org", "--allow-attachments-from", dir.filePath("privat")}).code, 2);
+    EXPECT_EQ(server.MailCount(), 5);
+}
+
+// One address in several spellings is one recipient of a circular.
+TEST_F(CliTest, SpellingsOfOneAddressAreOneRecipient)
+{
+    writeBytes(dir.filePath("liste.csv"), "EMail;Firma\nAnna@Example.ORG;Bau\nbernd@example.org;Holz\n");
+    const QStringList circular = {"send", "--separate", "--to", "Anna Schäfer <anna@example.org>", "--to", "ANNA@example.org",
+                                  "--recipients", dir.filePath("liste.csv"), "--subject", "x", "--body", "y", "--preview"};
+    EXPECT_TRUE(run(circular + QStringList{"2"}).out.startsWith("An: bernd@example.org\n"));
+    const Result third = run(circular + QStringList{"3"});
+    EXPECT_EQ(third.code, 2);
+    EXPECT_TRUE(third.err.contains("Es gibt nur 2 Empfänger.")) << third.err.toStdString();
+}
+
+// A port in mailserver.ini that no port can be is named, not wrapped into
+// another port; a new --port puts it right.
+TEST_F(CliTest, APortOutOfRangeInTheSettingsFileIsRefused)
+{
+    SmtpServer server({});
+    ASSERT_TRUE(server.Running());
+    ASSERT_EQ(run({"config", "--direct", "--host", "127.0.0.1", "--port", "25", "--encrypted", "nein", "--sender",
+                   "cli@example.org"}).code, 0);
+    TIniFile(mailServerIni()).WriteString("SMTP", "Port", QString::number(server.Port() + 65536));
+    const QString refusal = QString("Der Port \"%1\" in %2 (Abschnitt SMTP, Schlüssel Port) liegt nicht zwischen 1 und 65535.")
+                                .arg(server.Port() + 65536).arg(mailServerIni());
+    Result r = run({"config"});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_TRUE(r.out.contains("Port:              0\n")) << r.out.toStdString();
+    EXPECT_TRUE(r.err.contains(refusal)) << r.err.toStdString();
+    for (const QStringList& args : {QStringList{"send", "--to", "a@example.org", "--subject", "x", "--body", "y"},
+                                    QStringList{"test-connection"}}) {
+        r = run(args);
+        EXPECT_EQ(r.code, 3) << args.first().toStdString();
+        EXPECT_TRUE(r.err.contains(refusal)) << r.err.toStdString();
+    }
+    EXPECT_EQ(server.MailCount(), 0);
+    EXPECT_EQ(run({"config", "--port", "65536"}).code, 2);
+    ASSERT_EQ(run({"config", "--port", QString::number(server.Port())}).code, 0);
+    EXPECT_EQ(run({"send", "--to", "a@example.org", "--subject", "x", "--body", "y"}).code, 0);
+    EXPECT_EQ(server.MailCount(), 1);
 }

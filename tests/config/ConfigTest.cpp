@@ -77,11 +77,11 @@ TEST_F(ConfigFixture, MailServerDefaultsAndValues)
 
     const QString sec = "0123456789ABCDEF";
     const QString encoded = TCrypt::EncodePWDEx("s3cret", sec, 2, 6);
-    writeMailServer("[SMTP]\nHost=smtp.example.org\nPort=70001\nSecString=" + sec.toUtf8()
+    writeMailServer("[SMTP]\nHost=smtp.example.org\nPort=587\nSecString=" + sec.toUtf8()
                     + "\nPasswort=" + encoded.toUtf8() + "\nAbsender=a@example.org\n");
     config.InitMailServer();
     EXPECT_EQ(config.FHost, "smtp.example.org");
-    EXPECT_EQ(config.FPort, 70001 & 0xFFFF);   // truncated to 16 bits
+    EXPECT_EQ(config.FPort, 587);
     EXPECT_EQ(config.FPass, "s3cret");
     EXPECT_EQ(config.FUser, "a@example.org");
     EXPECT_EQ(config.FVersandart, TVersandArt::vaStandardClient);   // SendDirekt absent
@@ -97,7 +97,35 @@ TEST_F(ConfigFixture, MailServerDefaultsAndValues)
     EXPECT_EQ(reread.FVersandart, TVersandArt::vaDirekt);
     EXPECT_EQ(reread.FPass, QString::fromUtf8("pässwörd"));
     EXPECT_FALSE(reread.FVerbindungVerschluesselt);
-    EXPECT_EQ(reread.FPort, 70001 & 0xFFFF);
+    EXPECT_EQ(reread.FPort, 587);
+}
+
+// A port written by hand that no port can be is refused, naming file and
+// key, instead of wrapping around into another port; the other values are
+// still read, and a file put right is taken again.
+TEST_F(ConfigFixture, PortsOutsideTheirRangeAreRefusedNotWrapped)
+{
+    TConfig config;
+    const QString file = common + "Common04/KVXIni/mailserver.ini";
+    for (const char* port : {"112083", "65536", "-25", "abc"}) {
+        writeMailServer(QByteArray("[SMTP]\nHost=smtp.example.org\nPort=") + port + "\nAbsender=a@example.org\n");
+        config.InitMailServer();
+        EXPECT_EQ(config.FPort, 0) << port;
+        EXPECT_EQ(config.FUser, "a@example.org");
+        EXPECT_EQ(config.MailServerRefusal(), "Der Port \"" + QString(port) + "\" in " + file + " (Abschnitt SMTP, Schlüssel "
+                                                  "Port) liegt nicht zwischen 1 und 65535. Bitte geben Sie den Port in den "
+                                                  "Verbindungseinstellungen neu ein.");
+    }
+    QFile log(TLogFile::DefaultFileName(common));
+    ASSERT_TRUE(log.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(QString::fromUtf8(log.readAll()).contains("InitFromIniFile: Der Port \"abc\" in " + file));
+
+    for (const auto& [text, port] : {std::pair{"65535", 65535}, std::pair{"1", 1}, std::pair{"0", 0}, std::pair{"", 0}}) {
+        writeMailServer(QByteArray("[SMTP]\nPort=") + text + "\n");
+        config.InitMailServer();
+        EXPECT_EQ(config.FPort, port) << text;
+        EXPECT_EQ(config.MailServerRefusal(), "") << text;
+    }
 }
 
 // An unreadable settings file keeps the defaults and leaves a log line.

@@ -5,6 +5,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QMultiMap>
 #include <QTemporaryDir>
 #include <QUrl>
 #include <QUrlQuery>
@@ -59,11 +60,26 @@ protected:
         for (const char* v : {"DISPLAY", "XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_DATA_DIRS"})
             qunsetenv(v);
     }
-    QUrl receivedUrl() const
+    QString receivedText() const
     {
         QFile f(received);
         f.open(QIODevice::ReadOnly);
-        return QUrl(QString::fromUtf8(f.readAll()));
+        return QString::fromUtf8(f.readAll());
+    }
+    QUrl receivedUrl() const { return QUrl(receivedText()); }
+    // The fields of the mailto: URL the handler got, each percent-decoded
+    // as a mail program does: "to" from the path, then the query's.
+    QMultiMap<QString, QString> receivedFields() const
+    {
+        const QString url = receivedText();
+        QMultiMap<QString, QString> fields;
+        if (!url.startsWith("mailto:"))
+            return fields;
+        const QString rest = url.mid(7);
+        fields.insert("to", QUrl::fromPercentEncoding(rest.section('?', 0, 0).toLatin1()));
+        for (const QString& field : rest.section('?', 1).split('&', Qt::SkipEmptyParts))
+            fields.insert(field.section('=', 0, 0), QUrl::fromPercentEncoding(field.section('=', 1).toLatin1()));
+        return fields;
     }
 
     QTemporaryDir dir;
@@ -150,4 +166,40 @@ TEST_F(MailClientTest, LongBodiesArriveWholeOrAreRefusedAsTooLong)
         EXPECT_EQ(messages.Texts(TRecordingMessages::Kind::Error), QStringList{"Die eingegebenene Nachricht ist zu lang"});
         EXPECT_FALSE(QFile::exists(received));
     }
+}
+
+// The real xdg-email hands the mail to the handler through its own sh, whose
+// echo takes "\c", "\n", "\t" and "\\" as commands: whatever the user wrote
+// must arrive as written (line breaks as the CR LF of mailto:), and the
+// files as their paths. Spellings of one address are one recipient.
+TEST_F(MailClientTest, TextsAndFilesArriveExactlyAsWritten)
+{
+    const QString subject = QString::fromUtf8("Pfad C:\\config \\c \\t \\\\server\\x 'a' \"b\" $HOME `id` %41 + & = ? # € ü");
+    const QString body = QString::fromUtf8("Zeile 1 C:\\neu\\test\n\\c Ende? nein\r\n$(id) `id` ${PATH} 'x' \"y\"\n\tü€ 100%\\");
+    const QString odd = dir.filePath(QString::fromUtf8("Plan \\c $(id) 'x' \"y\" `id` ü.pdf"));
+    writeFile(odd, "%PDF");
+    TRecordingMessages messages;
+    TGenHelp help(&messages);
+    help.SetBetrifft(subject);
+    help.SetMailtext(body);
+    help.AddDestAdr("anna@example.org", 1);
+    help.AddDestAdr("Anna@EXAMPLE.org", 1);                           // the same recipient
+    help.AddDestAdr(QString::fromUtf8("Anna Schäfer <anna@example.org>"), 1);
+    help.AddDestAdr("-bernd@example.org", 2);
+    help.AddAttachment(odd);
+    ASSERT_EQ(help.Recipients().size(), 2u);
+    ASSERT_EQ(help.CallMailClient(), 0);
+    EXPECT_TRUE(messages.Entries().empty());
+
+    const QString raw = receivedText();
+    for (const QChar c : QStringLiteral("\\\"'$` \n\r\t"))
+        EXPECT_FALSE(raw.contains(c)) << "raw URL holds " << QString(c).toStdString();
+    const QMultiMap<QString, QString> fields = receivedFields();
+    EXPECT_EQ(fields.value("to"), "anna@example.org");
+    EXPECT_EQ(fields.values("subject"), QStringList{subject});
+    QString crlfBody = body;
+    crlfBody.replace("\r\n", "\n").replace("\n", "\r\n");
+    EXPECT_EQ(fields.values("body"), QStringList{crlfBody});
+    EXPECT_EQ(fields.values("cc"), QStringList{"-bernd@example.org"});
+    EXPECT_EQ(fields.values("attach"), QStringList{QFileInfo(odd).canonicalFilePath()});
 }

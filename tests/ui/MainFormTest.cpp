@@ -258,6 +258,7 @@ TEST(MainForm, PersonalCircularFieldsMarksAndPreview)
     anna.person.anrede = TAnrede::anFrau;
     anna.person.title = "Dr.";
     anna.person.lastName = "Schäfer";
+    anna.person.attachments = QStringList{dir.filePath("plan-anna.pdf")};   // her own file, from a recipient list
     form.AddRecipientRow(anna);
     form.AddRecipientRow({"Bernd Albers <bernd@example.org>", {}, {}, 0, 0, 0, TEmpfaengerTyp::elAn});
     form.edBetreff->setText("Hallo <Empfaenger.Nachname>");
@@ -281,8 +282,10 @@ TEST(MainForm, PersonalCircularFieldsMarksAndPreview)
     TFormVorschau preview(form.Model().Recipients.size(), [&run](size_t i, TEMail& m) { run.PreviewMail(i, m); });
     EXPECT_EQ(preview.Subject(), "Betreff: Hallo Schäfer");
     EXPECT_EQ(preview.PlainBody(), "Vorab: Sehr geehrte Frau Dr. Schäfer,\nText");
+    EXPECT_EQ(preview.Attachments(), "Anhänge: " + dir.filePath("plan-anna.pdf"));
     preview.ShowRecipient(1);
     EXPECT_EQ(preview.PlainBody(), "Vorab: Guten Tag Bernd Albers,\nText");
+    EXPECT_EQ(preview.Attachments(), "");
     preview.ShowRecipient(2);   // there is no third
     EXPECT_EQ(preview.Current(), 1u);
     preview.resize(640, 400);

@@ -110,6 +110,15 @@ TEST(SetupDialog, ConnectionTestMessages)
     EXPECT_EQ(calls, 0);
     EXPECT_EQ(messages.Texts(TRecordingMessages::Kind::Error),
               QStringList{"Der angegebene Port scheint fehlerhaft zu sein"});
+    // A port 16 bits cannot hold is neither tried nor taken into the settings.
+    messages.Clear();
+    form.EdPort->setText("112083");
+    form.btTestConnectionClick();
+    form.accept();
+    EXPECT_EQ(calls, 0);
+    EXPECT_NE(form.result(), QDialog::Accepted);
+    EXPECT_EQ(messages.Texts(TRecordingMessages::Kind::Error).size(), 2);
+    messages.Clear();
 
     form.EdPort->setText("2525");
     form.chkExtraUser->setChecked(true);
