@@ -2,7 +2,8 @@
 // The two ways to sign in: the authorization code flow with PKCE and a
 // loopback redirect (the system browser), and the device code flow
 // (RFC 8628) for the command line and machines without a browser. Both
-// block in a local event loop and return the tokens or raise EKalvex.
+// block in a local event loop and return the tokens or raise EKalvex; a
+// sign-in that yields no refresh token counts as failed.
 
 #include "send/oauth/OAuthTokens.h"
 
@@ -18,6 +19,9 @@ QString CodeChallengeS256(const QString& verifier);
 // Opens the sign-in page; the default is the desktop's browser.
 using TBrowserOpener = std::function<bool(const QUrl&)>;
 TBrowserOpener SystemBrowser();
+// $BROWSER or xdg-open as a process of its own: works whatever the Qt
+// platform (the command line's offscreen one cannot open addresses).
+TBrowserOpener ExternalBrowser();
 
 TOAuthTokens SignInWithBrowser(const TOAuthSettings& settings, const TBrowserOpener& open, int timeoutMs = 300000);
 

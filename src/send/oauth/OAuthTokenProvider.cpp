@@ -6,7 +6,7 @@
 namespace kalvex {
 
 TOAuthTokenProvider::TOAuthTokenProvider(TOAuthSettings settings, TTokenStore store, TSignInHandler signIn)
-    : FSettings(std::move(settings)), FStore(std::move(store)), FSignIn(std::move(signIn))
+    : FSettings(std::move(settings)), FStore(std::move(store)), FSignIn(std::move(signIn)), FLock(FStore.ConfigIni())
 {
 }
 
@@ -59,13 +59,44 @@ void TOAuthTokenProvider::refreshNow()
         std::rethrow_exception(failure);
 }
 
+// The lock is held from reading the stored token until the new one is
+// stored, so no two processes present the same refresh token.
 void TOAuthTokenProvider::Refresh(std::function<void(std::exception_ptr)> done)
 {
-    RefreshOAuthTokens(FNetwork, FSettings, FTokens.refreshToken, [this, done](const TOAuthTokens& tokens, std::exception_ptr error) {
-        if (!error)
-            Take(tokens);
-        done(error);
+    FLock.Acquire([this, done] {
+        adoptStored();
+        RefreshOAuthTokens(FNetwork, FSettings, FTokens.refreshToken, [this, done](const TOAuthTokens& tokens, std::exception_ptr error) {
+            refreshed(tokens, error);
+            FLock.Release();
+            done(error);
+        });
     });
+}
+
+// Another process may have refreshed (and the provider rotated the token).
+void TOAuthTokenProvider::adoptStored()
+{
+    loadStored();
+    const TStoredSignIn stored = FStore.Load();
+    if (stored.refreshToken.isEmpty() || stored.refreshToken == FTokens.refreshToken)
+        return;
+    FTokens.refreshToken = stored.refreshToken;
+    FTokens.user = FStoredUser = stored.user;
+}
+
+// A refused grant is gone for good: its token is no sign-in any more.
+void TOAuthTokenProvider::refreshed(const TOAuthTokens& tokens, std::exception_ptr error)
+{
+    try {
+        if (error)
+            std::rethrow_exception(error);
+        Take(tokens);
+    } catch (const EOAuthSignInRequired&) {
+        FStore.Remove();
+        FTokens = {};
+        FStoredUser.clear();
+    } catch (const EKalvex&) {
+    }
 }
 
 // A provider that rotates refresh tokens (Microsoft) sends a new one each
@@ -73,11 +104,13 @@ void TOAuthTokenProvider::Refresh(std::function<void(std::exception_ptr)> done)
 void TOAuthTokenProvider::Take(const TOAuthTokens& tokens)
 {
     loadStored();
-    const bool newRefresh = tokens.refreshToken != FTokens.refreshToken;
+    const QString refreshToken = tokens.refreshToken.isEmpty() ? FTokens.refreshToken : tokens.refreshToken;
+    const bool newRefresh = refreshToken != FTokens.refreshToken;
     const QString user = tokens.user.isEmpty() ? FTokens.user : tokens.user;
     FTokens = tokens;
+    FTokens.refreshToken = refreshToken;
     FTokens.user = user;
-    if (newRefresh || user != FStoredUser)
+    if (!refreshToken.isEmpty() && (newRefresh || user != FStoredUser))
         FStore.Save(FTokens.refreshToken, FTokens.user);
     FStoredUser = user;
 }

@@ -24,6 +24,7 @@ public:
     // Raises EKalvex when neither place can take the token.
     TTokenBackend Save(const QString& refreshToken, const QString& user);
     void Remove();
+    const QString& ConfigIni() const { return FConfigIni; }
 
 private:
     QString keychainKey() const;
