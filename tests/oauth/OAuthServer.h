@@ -8,6 +8,7 @@
 #include <QEventLoop>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
+#include <QTimer>
 #include <QUrlQuery>
 
 namespace kalvex::testing {
@@ -104,8 +105,11 @@ public:
     // seen count pages (the sign-in may return before the page arrived).
     const QList<Page>& Pages(int count = 0)
     {
-        for (int i = 0; i < 200 && FPages.size() < count; ++i)
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+        for (int i = 0; i < 500 && FPages.size() < count; ++i) {
+            QEventLoop wait;
+            QTimer::singleShot(20, &wait, &QEventLoop::quit);
+            wait.exec();
+        }
         return FPages;
     }
     // The redirect address of the sign-in it was asked to open.
