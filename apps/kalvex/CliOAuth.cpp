@@ -102,6 +102,13 @@ TOAuthTokens signIn(const QCommandLineParser& p, const TOAuthSettings& s)
     return p.isSet(QStringLiteral("browser")) ? SignInWithBrowser(s, consoleBrowser()) : SignInWithDevice(s, showDeviceCode);
 }
 
+// A failed sign-in is the work failing (exit code 1), not the environment.
+int signInFailed(const EKalvex& e)
+{
+    say(e.message(), stderr);
+    return ExitFailed;
+}
+
 // The settings are kept only once they have signed in: a mistyped option
 // must not replace working ones, a failed sign-in not the stored tokens.
 int login(const QCommandLineParser& p, const TConfig& config)
@@ -113,11 +120,9 @@ int login(const QCommandLineParser& p, const TConfig& config)
     try {
         tokens = signIn(p, s);
     } catch (const EOAuthFailed& e) {
-        say(e.message(), stderr);
-        return ExitFailed;
+        return signInFailed(e);
     } catch (const EOAuthSignInRequired& e) {
-        say(e.message(), stderr);
-        return ExitFailed;
+        return signInFailed(e);
     }
     SaveOAuthSettings(config.ConfigIniFileName(), s);
     TOAuthTokenProvider provider(s, TTokenStore(config.ConfigIniFileName()), {});
@@ -142,29 +147,35 @@ int status(const TConfig& config)
     return stored.refreshToken.isEmpty() ? ExitFailed : ExitOk;
 }
 
-// Revokes at the provider where it offers that (RFC 7009); the local token
-// goes in any case.
-int logout(const TConfig& config)
+// True when the provider confirmed; a refusal is told, not fatal.
+bool revokeAtProvider(const TOAuthSettings& settings, const QString& refreshToken)
 {
-    TTokenStore store(config.ConfigIniFileName());
-    const QString token = store.Load().refreshToken;
     bool revoked = false;
     std::exception_ptr failure;
     QNetworkAccessManager network;
     WaitFor([&](std::function<void()> finished) {
-        RevokeRefreshToken(network, LoadOAuthSettings(config.ConfigIniFileName()), token, [&, finished](bool ok, std::exception_ptr e) {
+        RevokeRefreshToken(network, settings, refreshToken, [&, finished](bool ok, std::exception_ptr e) {
             revoked = ok;
             failure = e;
             finished();
         });
     });
-    store.Remove();
     try {
         if (failure)
             std::rethrow_exception(failure);
     } catch (const EKalvex& e) {
         say(Tx(4606, "Der Anbieter hat den Widerruf nicht bestätigt: %1").arg(e.message()), stderr);
     }
+    return revoked;
+}
+
+// Revokes at the provider where it offers that (RFC 7009); the local token
+// goes in any case.
+int logout(const TConfig& config)
+{
+    TTokenStore store(config.ConfigIniFileName());
+    const bool revoked = revokeAtProvider(LoadOAuthSettings(config.ConfigIniFileName()), store.Load().refreshToken);
+    store.Remove();
     say(revoked ? Tx(4605, "Abgemeldet; das Refresh-Token ist beim Anbieter widerrufen und gelöscht.")
                 : Tx(3544, "Abgemeldet; das Refresh-Token ist gelöscht."));
     return ExitOk;

@@ -394,10 +394,23 @@ TEST_F(OAuthTest, StrictProviderGivesALastingSignInOnlyWithConsent)
     ASSERT_EQ(again.Pages(1).size(), 1);
     EXPECT_FALSE(again.Pages()[0].body.contains("abgeschlossen")) << again.Pages()[0].body.toStdString();
 
-    // Tokens without a refresh token never replace the stored one.
+    // The window may send for this session only when the user says so;
+    // such tokens never replace the stored refresh token.
     TTokenStore(ConfigIni(), false).Save("gespeichert", kUser);
+    TRecordingMessages messages;
+    for (bool answer : {true, false, true, true})   // sign in again? session only?
+        messages.QueueAnswer(answer);
+    for (int i = 0; i < 2; ++i)
+        oauth.NextTokenAnswer(200, R"({"access_token": "kurz", "token_type": "Bearer", "scope": "openid"})");
+    TestBrowser window;
+    TSignInHandler signIn = InteractiveSignIn(messages, s, window.Opener());
+    EXPECT_THROW(signIn(), EOAuthFailed);
+    const TOAuthTokens session = signIn();
+    EXPECT_EQ(session.accessToken, "kurz");
+    EXPECT_TRUE(messages.Texts(TRecordingMessages::Kind::Question).value(1).contains("nur für diese Sitzung"));
     TOAuthTokenProvider provider(s, TTokenStore(ConfigIni(), false), {});
-    provider.Take(TOAuthTokens{"zugang", QDateTime::currentDateTimeUtc().addSecs(3600), QString(), QString(), "openid"});
+    provider.Take(session);
+    EXPECT_EQ(provider.AccessToken(), "kurz");
     EXPECT_EQ(TTokenStore(ConfigIni(), false).Load().refreshToken, "gespeichert");
 }
 

@@ -54,7 +54,8 @@ QString queryText(const QUrlQuery& q, const char* key)
 // tells the outcome once it is known.
 class TLoopbackSignIn : public QObject {
 public:
-    explicit TLoopbackSignIn(const TOAuthSettings& settings) : FSettings(settings), FVerifier(NewCodeVerifier()) {}
+    TLoopbackSignIn(const TOAuthSettings& settings, TRefreshNeed need)
+        : FSettings(settings), FNeed(need), FVerifier(NewCodeVerifier()) {}
 
     void Start(const TBrowserOpener& open, int timeoutMs)
     {
@@ -173,7 +174,8 @@ private:
             return answered(error);
         try {
             const TOAuthTokens tokens = TokensFromResponse(answer, QString());
-            RequireRefreshToken(tokens, FSettings);
+            if (FNeed == TRefreshNeed::Required)
+                RequireRefreshToken(tokens, FSettings);
             QPointer<TLoopbackSignIn> self(this);
             CompleteUser(FNetwork, FSettings, tokens, [self](const TOAuthTokens& completed) {
                 if (self) {
@@ -216,6 +218,7 @@ private:
     }
 
     TOAuthSettings FSettings;
+    TRefreshNeed FNeed;
     QString FVerifier;
     QString FState = randomToken(16);
     QTcpServer FServer;   // owns the browser's sockets
@@ -371,12 +374,12 @@ TBrowserOpener ExternalBrowser()
     };
 }
 
-TOAuthTokens SignInWithBrowser(const TOAuthSettings& settings, const TBrowserOpener& open, int timeoutMs)
+TOAuthTokens SignInWithBrowser(const TOAuthSettings& settings, const TBrowserOpener& open, int timeoutMs, TRefreshNeed need)
 {
     if (const QString missing = settings.Incomplete(); !missing.isEmpty())
         throw EKalvex(missing);
     QEventLoop loop;
-    TLoopbackSignIn signIn(settings);   // its listener lives until the sign-in ended
+    TLoopbackSignIn signIn(settings, need);   // its listener lives until the sign-in ended
     signIn.Start(open, timeoutMs);
     return signIn.Result(loop);
 }

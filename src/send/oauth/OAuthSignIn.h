@@ -23,7 +23,13 @@ TBrowserOpener SystemBrowser();
 // platform (the command line's offscreen one cannot open addresses).
 TBrowserOpener ExternalBrowser();
 
-TOAuthTokens SignInWithBrowser(const TOAuthSettings& settings, const TBrowserOpener& open, int timeoutMs = 300000);
+// Required: a sign-in without refresh token fails. SessionAllowed: its
+// tokens come back without one; the caller asks whether to go on for this
+// session only.
+enum class TRefreshNeed { Required, SessionAllowed };
+
+TOAuthTokens SignInWithBrowser(const TOAuthSettings& settings, const TBrowserOpener& open, int timeoutMs = 300000,
+                               TRefreshNeed need = TRefreshNeed::Required);
 
 // What the user must do: open the address and enter the code.
 using TDevicePrompt = std::function<void(const QString& verificationUri, const QString& userCode)>;

@@ -128,6 +128,19 @@ TOAuthTokenProvider* TOAuthAccount::Current()
     return FProvider.get();
 }
 
+namespace {
+
+QString sessionOnlyQuestion(const TOAuthTokens& tokens, const TOAuthSettings& settings)
+{
+    return Tx(4610, "%1 hat keine dauerhafte Anmeldung erteilt (kein Refresh-Token). Trotzdem nur für diese Sitzung "
+                    "angemeldet senden?").arg(ProviderDisplayName(settings.provider))
+        + (tokens.grantedScope.isEmpty() ? QString() : QStringLiteral(" (") + ProviderText(tokens.grantedScope) + QLatin1Char(')'));
+}
+
+}  // namespace
+
+// A sign-in without refresh token may serve this session when the user
+// says so; Take keeps it from the store.
 TSignInHandler InteractiveSignIn(IUserMessages& messages, const TOAuthSettings& settings, TBrowserOpener open)
 {
     return [&messages, settings, open] {
@@ -135,7 +148,10 @@ TSignInHandler InteractiveSignIn(IUserMessages& messages, const TOAuthSettings& 
                                         "anmelden?").arg(ProviderDisplayName(settings.provider))))
             throw EOAuthSignInRequired(Tx(3507, "Die Anmeldung bei Ihrem E-Mail-Anbieter ist abgelaufen oder wurde "
                                                 "widerrufen. Bitte melden Sie sich neu an."));
-        return SignInWithBrowser(settings, open);
+        const TOAuthTokens tokens = SignInWithBrowser(settings, open, 300000, TRefreshNeed::SessionAllowed);
+        if (tokens.refreshToken.isEmpty() && !messages.AskYesNo(sessionOnlyQuestion(tokens, settings)))
+            RequireRefreshToken(tokens, settings);
+        return tokens;
     };
 }
 

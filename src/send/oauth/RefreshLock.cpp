@@ -24,6 +24,8 @@ bool TRefreshLock::tryLock()
 void TRefreshLock::Acquire(std::function<void()> held)
 {
     Release();
+    if (FPath.startsWith(QLatin1Char('.')))   // no settings file, nothing to share
+        return held();
     retry(std::move(held), 0);
 }
 
