@@ -359,6 +359,13 @@ TEST(SecretStore, RefreshTokenGoesToTheKeyringNotTheFile)
     const TStoredSignIn read = TTokenStore(ini).Load();
     EXPECT_EQ(read.refreshToken, "geheimes-refresh-token");
     EXPECT_EQ(read.backend, TTokenBackend::SecretStore);
+    // A rotated refresh token with the access token it came with.
+    const QDateTime expires = QDateTime::currentDateTimeUtc().addSecs(3600).addMSecs(-QDateTime::currentMSecsSinceEpoch() % 1000);
+    ASSERT_EQ(store.Save("gedreht", kUser, "zugang", expires), TTokenBackend::SecretStore);
+    const TStoredSignIn rotated = TTokenStore(ini).Load();
+    EXPECT_EQ(rotated.refreshToken, "gedreht");
+    EXPECT_EQ(rotated.accessToken, "zugang");
+    EXPECT_EQ(rotated.accessExpires, expires);
     store.Remove();
     const TStoredSignIn gone = TTokenStore(ini).Load();
     EXPECT_TRUE(gone.refreshToken.isEmpty());
@@ -532,4 +539,34 @@ TEST(OAuthDevicePoll, ScheduleFollowsTheIntervalAndStopsAtExpiry)
     EXPECT_EQ(s.DelayMs(6300), 9700);
     s.Polled(16000);
     EXPECT_EQ(s.DelayMs(16200), -1);   // the next one would come after the code expired at 18 s
+}
+
+// Another process refreshed (and the provider rotated the refresh token)
+// while this one waited: this one takes over the stored tokens instead of
+// presenting the old refresh token, which the provider would take for theft.
+TEST_F(OAuthTest, ARefreshOfAnotherProcessIsTakenOver)
+{
+    OAuthServer oauth({"--rotate"});
+    ASSERT_TRUE(oauth.Running());
+    TestDeviceUser user;
+    TOAuthTokenProvider first(oauth.Settings(), TTokenStore(ConfigIni(), false), {});
+    first.Take(SignInWithDevice(oauth.Settings(), user.Prompt()));
+    TOAuthTokenProvider second(oauth.Settings(), TTokenStore(ConfigIni(), false), {});
+    second.EnsureFresh();   // nothing in memory yet: refreshes
+    ASSERT_EQ(oauth.Count("refresh_token"), 1);
+
+    std::exception_ptr failure;
+    WaitFor([&](std::function<void()> finished) {   // as after a refused token
+        first.Refresh([&, finished](std::exception_ptr e) {
+            failure = e;
+            finished();
+        });
+    });
+    EXPECT_FALSE(failure);
+    EXPECT_EQ(first.AccessToken(), second.AccessToken());
+    EXPECT_EQ(oauth.Count("refresh_token"), 1);
+    EXPECT_EQ(oauth.Count("reuse"), 0);
+    TOAuthTokenProvider third(oauth.Settings(), TTokenStore(ConfigIni(), false), {});
+    EXPECT_NO_THROW(third.EnsureFresh());   // the grant lives
+    EXPECT_EQ(oauth.Count("refresh_token"), 2);
 }

@@ -64,7 +64,10 @@ void TOAuthTokenProvider::refreshNow()
 void TOAuthTokenProvider::Refresh(std::function<void(std::exception_ptr)> done)
 {
     FLock.Acquire([this, done] {
-        adoptStored();
+        if (adoptStored()) {
+            FLock.Release();
+            return done(nullptr);
+        }
         RefreshOAuthTokens(FNetwork, FSettings, FTokens.refreshToken, [this, done](const TOAuthTokens& tokens, std::exception_ptr error) {
             refreshed(tokens, error);
             FLock.Release();
@@ -73,15 +76,23 @@ void TOAuthTokenProvider::Refresh(std::function<void(std::exception_ptr)> done)
     });
 }
 
-// Another process may have refreshed (and the provider rotated the token).
-void TOAuthTokenProvider::adoptStored()
+// Another process may have refreshed (and the provider rotated the token)
+// while this one waited: its refresh token is the good one now, and its
+// access token, when new and with time left, makes a refresh unneeded.
+bool TOAuthTokenProvider::adoptStored()
 {
     loadStored();
     const TStoredSignIn stored = FStore.Load();
     if (stored.refreshToken.isEmpty() || stored.refreshToken == FTokens.refreshToken)
-        return;
+        return false;
     FTokens.refreshToken = stored.refreshToken;
     FTokens.user = FStoredUser = stored.user;
+    if (stored.accessToken.isEmpty() || stored.accessToken == FTokens.accessToken
+        || stored.accessExpires <= QDateTime::currentDateTimeUtc().addSecs(kRefreshMarginSecs))
+        return false;
+    FTokens.accessToken = stored.accessToken;
+    FTokens.expiresAt = stored.accessExpires;
+    return true;
 }
 
 // A refused grant is gone for good: its token is no sign-in any more.
@@ -111,7 +122,7 @@ void TOAuthTokenProvider::Take(const TOAuthTokens& tokens)
     FTokens.refreshToken = refreshToken;
     FTokens.user = user;
     if (!refreshToken.isEmpty() && (newRefresh || user != FStoredUser))
-        FStore.Save(FTokens.refreshToken, FTokens.user);
+        FStore.Save(FTokens.refreshToken, FTokens.user, FTokens.accessToken, FTokens.expiresAt);
     FStoredUser = user;
 }
 

@@ -32,7 +32,7 @@ public:
     QString AccessToken() const override { return FTokens.accessToken; }
     // Inside the SMTP exchange: no questions, a revoked grant is an error
     // and its stored refresh token is removed. One process at a time
-    // refreshes; the refresh token another one stored meanwhile is used.
+    // refreshes; the tokens another one stored meanwhile are used.
     void Refresh(std::function<void(std::exception_ptr)> done) override;
     // Takes the tokens of a sign-in or refresh and keeps the refresh token;
     // tokens without one never replace a stored one.
@@ -43,7 +43,7 @@ private:
     bool fresh() const;
     void loadStored();
     void refreshNow();
-    void adoptStored();
+    bool adoptStored();
     void refreshed(const TOAuthTokens& tokens, std::exception_ptr error);
 
     TOAuthSettings FSettings;
