@@ -5,10 +5,12 @@
 #include "config/ControlCharacters.h"
 #include "config/LanguageUnit.h"
 #include "config/uConfig.h"
+#include "send/oauth/OAuthProviderInfo.h"
 #include "send/oauth/OAuthSignIn.h"
 #include "send/oauth/OAuthTokenProvider.h"
 
 #include <QCommandLineParser>
+#include <QNetworkAccessManager>
 #include <cstdio>
 
 namespace kalvex::cli {
@@ -36,6 +38,8 @@ void addOptions(QCommandLineParser& p)
         {QStringLiteral("authorization-url"), Tx(3531, "eigener Anmeldedienst: Adresse der Autorisierung"), QStringLiteral("url")},
         {QStringLiteral("token-url"), Tx(3532, "eigener Anmeldedienst: Adresse des Token-Endpunkts"), QStringLiteral("url")},
         {QStringLiteral("device-url"), Tx(3533, "eigener Anmeldedienst: Adresse der Geräte-Anmeldung"), QStringLiteral("url")},
+        {QStringLiteral("issuer"), Tx(4607, "eigener Anmeldedienst: Aussteller (OpenID), unter dem die Discovery liegt"), QStringLiteral("url")},
+        {QStringLiteral("client-auth"), Tx(4608, "wie sich die Anwendung mit Geheimnis ausweist: basic (HTTP Basic) oder body"), QStringLiteral("basic|body")},
         {QStringLiteral("browser"), Tx(3534, "im Browser dieses Rechners anmelden statt mit Code")},
     });
 }
@@ -63,6 +67,13 @@ TOAuthSettings settingsOf(const QCommandLineParser& p, const QString& configIni)
     setText(p, "authorization-url", s.authorizationUrl);
     setText(p, "token-url", s.tokenUrl);
     setText(p, "device-url", s.deviceUrl);
+    setText(p, "issuer", s.issuer);
+    if (p.isSet(QStringLiteral("client-auth"))) {
+        bool ok = false;
+        s.clientAuth = ClientAuthFromKey(p.value(QStringLiteral("client-auth")), &ok);
+        if (!ok || p.value(QStringLiteral("client-auth")).isEmpty())
+            throw EUsage(Tx(4609, "--client-auth erwartet basic oder body."));
+    }
     s.enabled = true;
     return s;
 }
@@ -73,19 +84,52 @@ void showDeviceCode(const QString& uri, const QString& code)
             .arg(uri, code));
 }
 
+// The address is printed as well: the browser may open on another screen,
+// or not at all (no desktop); the listener waits either way.
+TBrowserOpener consoleBrowser()
+{
+    return [](const QUrl& url) {
+        say(Tx(4604, "Kalvex wartet auf die Anmeldung im Browser. Öffnet sich keiner, öffnen Sie diese Adresse: %1")
+                .arg(url.toString(QUrl::FullyEncoded)));
+        if (!ExternalBrowser()(url))
+            say(Tx(3512, "Der Browser für die Anmeldung konnte nicht geöffnet werden."), stderr);
+        return true;
+    };
+}
+
+TOAuthTokens signIn(const QCommandLineParser& p, const TOAuthSettings& s)
+{
+    return p.isSet(QStringLiteral("browser")) ? SignInWithBrowser(s, consoleBrowser()) : SignInWithDevice(s, showDeviceCode);
+}
+
+// A failed sign-in is the work failing (exit code 1), not the environment.
+int signInFailed(const EKalvex& e)
+{
+    say(e.message(), stderr);
+    return ExitFailed;
+}
+
+// The settings are kept only once they have signed in: a mistyped option
+// must not replace working ones, a failed sign-in not the stored tokens.
 int login(const QCommandLineParser& p, const TConfig& config)
 {
     const TOAuthSettings s = settingsOf(p, config.ConfigIniFileName());
     if (const QString missing = s.Incomplete(); !missing.isEmpty())
         throw EUsage(missing);
+    TOAuthTokens tokens;
+    try {
+        tokens = signIn(p, s);
+    } catch (const EOAuthFailed& e) {
+        return signInFailed(e);
+    } catch (const EOAuthSignInRequired& e) {
+        return signInFailed(e);
+    }
     SaveOAuthSettings(config.ConfigIniFileName(), s);
-    const TOAuthTokens tokens = p.isSet(QStringLiteral("browser")) ? SignInWithBrowser(s, SystemBrowser())
-                                                                   : SignInWithDevice(s, showDeviceCode);
     TOAuthTokenProvider provider(s, TTokenStore(config.ConfigIniFileName()), {});
     provider.Take(tokens);
     const TStoredSignIn stored = TTokenStore(config.ConfigIniFileName()).Load();
     say(Tx(3537, "Angemeldet als %1 bei %2; das Refresh-Token liegt %3.")
-            .arg(stored.user.isEmpty() ? config.FUser : stored.user, ProviderDisplayName(s.provider),
+            .arg(VisibleControlCharacters(stored.user.isEmpty() ? config.FUser : stored.user), ProviderDisplayName(s.provider),
                  TokenBackendText(stored.backend)));
     return ExitOk;
 }
@@ -103,10 +147,37 @@ int status(const TConfig& config)
     return stored.refreshToken.isEmpty() ? ExitFailed : ExitOk;
 }
 
+// True when the provider confirmed; a refusal is told, not fatal.
+bool revokeAtProvider(const TOAuthSettings& settings, const QString& refreshToken)
+{
+    bool revoked = false;
+    std::exception_ptr failure;
+    QNetworkAccessManager network;
+    WaitFor([&](std::function<void()> finished) {
+        RevokeRefreshToken(network, settings, refreshToken, [&, finished](bool ok, std::exception_ptr e) {
+            revoked = ok;
+            failure = e;
+            finished();
+        });
+    });
+    try {
+        if (failure)
+            std::rethrow_exception(failure);
+    } catch (const EKalvex& e) {
+        say(Tx(4606, "Der Anbieter hat den Widerruf nicht bestätigt: %1").arg(e.message()), stderr);
+    }
+    return revoked;
+}
+
+// Revokes at the provider where it offers that (RFC 7009); the local token
+// goes in any case.
 int logout(const TConfig& config)
 {
-    TTokenStore(config.ConfigIniFileName()).Remove();
-    say(Tx(3544, "Abgemeldet; das Refresh-Token ist gelöscht."));
+    TTokenStore store(config.ConfigIniFileName());
+    const bool revoked = revokeAtProvider(LoadOAuthSettings(config.ConfigIniFileName()), store.Load().refreshToken);
+    store.Remove();
+    say(revoked ? Tx(4605, "Abgemeldet; das Refresh-Token ist beim Anbieter widerrufen und gelöscht.")
+                : Tx(3544, "Abgemeldet; das Refresh-Token ist gelöscht."));
     return ExitOk;
 }
 

@@ -5,6 +5,7 @@
 #include "config/UserMessages.h"
 #include "mailinterface/EMail.h"
 #include "send/EMailVersand.h"
+#include "send/oauth/DevicePoll.h"
 #include "send/oauth/OAuthTokenProvider.h"
 
 #include <QFileInfo>
@@ -159,23 +160,44 @@ TEST_F(OAuthTest, SignInWithBrowserAndWithDeviceCode)
         q.removeQueryItem("code_challenge");
         q.addQueryItem("code_challenge", CodeChallengeS256(NewCodeVerifier()));
         url.setQuery(q);
-        return url;
+        return QList<QUrl>{url};
     });
     EXPECT_THROW(SignInWithBrowser(oauth.Settings(), tampered.Opener(), 20000), EKalvex);
-    // An answer that belongs to another sign-in.
-    TestBrowser forged([](QUrl url) {
+    ASSERT_EQ(tampered.Pages(1).size(), 1);   // the page tells the failed exchange, not success
+    EXPECT_EQ(tampered.Pages()[0].status, 400);
+    EXPECT_TRUE(tampered.Pages()[0].body.contains("fehlgeschlagen")) << tampered.Pages()[0].body.toStdString();
+
+    // Answers that belong to another sign-in, a code and an error, are
+    // refused and the sign-in goes on waiting for its own (RFC 6749 §10.12).
+    TestBrowser forged([](const QUrl& url) {
+        QUrl other = url;
         QUrlQuery q(url);
         q.removeQueryItem("state");
         q.addQueryItem("state", "fremd");
-        url.setQuery(q);
-        return url;
+        other.setQuery(q);
+        return QList<QUrl>{other, TestBrowser::RedirectOf(url, "error=access_denied&state=fremd"), url};
+    });
+    EXPECT_FALSE(SignInWithBrowser(oauth.Settings(), forged.Opener(), 20000).refreshToken.isEmpty());
+    ASSERT_EQ(forged.Pages(3).size(), 3);
+    for (int i : {0, 1}) {
+        EXPECT_EQ(forged.Pages()[i].status, 400);
+        EXPECT_TRUE(forged.Pages()[i].body.contains("gehört nicht zu dieser Anmeldung")) << forged.Pages()[i].body.toStdString();
+    }
+    EXPECT_TRUE(forged.Pages()[2].body.contains("Die Anmeldung ist abgeschlossen")) << forged.Pages()[2].body.toStdString();
+
+    // The provider's own error answer: ends the sign-in, with a page; "+" is a blank.
+    TestBrowser denied([](const QUrl& url) {
+        const QString state = QUrlQuery(url).queryItemValue("state");
+        return QList<QUrl>{TestBrowser::RedirectOf(url, "error=access_denied&error_description=Zugriff+verweigert&state=" + state)};
     });
     try {
-        SignInWithBrowser(oauth.Settings(), forged.Opener(), 20000);
-        ADD_FAILURE() << "forged state accepted";
-    } catch (const EKalvex& e) {
-        EXPECT_TRUE(e.message().contains("gehört nicht zu dieser Anmeldung")) << e.message().toStdString();
+        SignInWithBrowser(oauth.Settings(), denied.Opener(), 20000);
+        ADD_FAILURE() << "error answer taken for a sign-in";
+    } catch (const EOAuthFailed& e) {
+        EXPECT_TRUE(e.message().contains("Zugriff verweigert access_denied")) << e.message().toStdString();
     }
+    ASSERT_EQ(denied.Pages(1).size(), 1);
+    EXPECT_TRUE(denied.Pages()[0].body.contains("Zugriff verweigert")) << denied.Pages()[0].body.toStdString();
 
     TestDeviceUser user;
     const TOAuthTokens device = SignInWithDevice(oauth.Settings(), user.Prompt());
@@ -337,8 +359,214 @@ TEST(SecretStore, RefreshTokenGoesToTheKeyringNotTheFile)
     const TStoredSignIn read = TTokenStore(ini).Load();
     EXPECT_EQ(read.refreshToken, "geheimes-refresh-token");
     EXPECT_EQ(read.backend, TTokenBackend::SecretStore);
+    // A rotated refresh token with the access token it came with.
+    const QDateTime expires = QDateTime::currentDateTimeUtc().addSecs(3600).addMSecs(-QDateTime::currentMSecsSinceEpoch() % 1000);
+    ASSERT_EQ(store.Save("gedreht", kUser, "zugang", expires), TTokenBackend::SecretStore);
+    const TStoredSignIn rotated = TTokenStore(ini).Load();
+    EXPECT_EQ(rotated.refreshToken, "gedreht");
+    EXPECT_EQ(rotated.accessToken, "zugang");
+    EXPECT_EQ(rotated.accessExpires, expires);
     store.Remove();
     const TStoredSignIn gone = TTokenStore(ini).Load();
     EXPECT_TRUE(gone.refreshToken.isEmpty());
     EXPECT_EQ(gone.backend, TTokenBackend::None);
+}
+
+// A strict OpenID provider keeps offline_access (and so the refresh token)
+// for sign-ins that ask for consent, and names the account only through
+// UserInfo. A sign-in without a refresh token fails.
+TEST_F(OAuthTest, StrictProviderGivesALastingSignInOnlyWithConsent)
+{
+    OAuthServer oauth({"--strict"});
+    ASSERT_TRUE(oauth.Running());
+    TOAuthSettings s = oauth.Settings();
+    s.scopes = "https://mail.google.com/ openid email offline_access";
+    TestBrowser browser;
+    const TOAuthTokens tokens = SignInWithBrowser(s, browser.Opener(), 20000);
+    EXPECT_EQ(QUrlQuery(browser.Opened().value(0)).queryItemValue("prompt"), "consent");
+    EXPECT_FALSE(tokens.refreshToken.isEmpty());
+    EXPECT_TRUE(tokens.grantedScope.contains("offline_access")) << tokens.grantedScope.toStdString();
+    EXPECT_EQ(tokens.user, kUser);   // from UserInfo, found by discovery
+    EXPECT_EQ(oauth.Count("userinfo"), 1);
+
+    // The answer of a provider that drops offline_access anyway.
+    oauth.NextTokenAnswer(200, R"({"access_token": "kurz", "token_type": "Bearer", "expires_in": 3600, "scope": "openid"})");
+    TestBrowser again;
+    try {
+        SignInWithBrowser(s, again.Opener(), 20000);
+        ADD_FAILURE() << "a sign-in without refresh token passed";
+    } catch (const EOAuthFailed& e) {
+        EXPECT_TRUE(e.message().contains("kein Refresh-Token; erteilte Berechtigungen: openid")) << e.message().toStdString();
+    }
+    ASSERT_EQ(again.Pages(1).size(), 1);
+    EXPECT_FALSE(again.Pages()[0].body.contains("abgeschlossen")) << again.Pages()[0].body.toStdString();
+
+    // The window may send for this session only when the user says so;
+    // such tokens never replace the stored refresh token.
+    TTokenStore(ConfigIni(), false).Save("gespeichert", kUser);
+    TRecordingMessages messages;
+    for (bool answer : {true, false, true, true})   // sign in again? session only?
+        messages.QueueAnswer(answer);
+    for (int i = 0; i < 2; ++i)
+        oauth.NextTokenAnswer(200, R"({"access_token": "kurz", "token_type": "Bearer", "scope": "openid"})");
+    TestBrowser window;
+    TSignInHandler signIn = InteractiveSignIn(messages, s, window.Opener());
+    EXPECT_THROW(signIn(), EOAuthFailed);
+    const TOAuthTokens session = signIn();
+    EXPECT_EQ(session.accessToken, "kurz");
+    EXPECT_TRUE(messages.Texts(TRecordingMessages::Kind::Question).value(1).contains("nur für diese Sitzung"));
+    TOAuthTokenProvider provider(s, TTokenStore(ConfigIni(), false), {});
+    provider.Take(session);
+    EXPECT_EQ(provider.AccessToken(), "kurz");
+    EXPECT_EQ(TTokenStore(ConfigIni(), false).Load().refreshToken, "gespeichert");
+}
+
+namespace {
+
+// The message a refresh ends with; empty when it succeeded.
+QString refreshMessage(const TOAuthSettings& settings, const QString& refreshToken)
+{
+    QNetworkAccessManager network;
+    QString message = "-";
+    WaitFor([&](std::function<void()> finished) {
+        RefreshOAuthTokens(network, settings, refreshToken, [&, finished](const TOAuthTokens&, std::exception_ptr error) {
+            message.clear();
+            try {
+                if (error)
+                    std::rethrow_exception(error);
+            } catch (const EKalvex& e) {
+                message = e.message();
+            }
+            finished();
+        });
+    });
+    return message;
+}
+
+}  // namespace
+
+// Token answers that are no tokens are refused with their status and a
+// piece of the body; one beyond the cap is cut off; what the device answer
+// would print has no control characters.
+TEST_F(OAuthTest, UnusableAndOversizedAnswersAreRefused)
+{
+    OAuthServer oauth({"--hostile-device"});
+    ASSERT_TRUE(oauth.Running());
+    TestDeviceUser user;
+    const TOAuthTokens device = SignInWithDevice(oauth.Settings(), user.Prompt());
+    EXPECT_FALSE(user.Shown().second.contains(QChar(0x1b))) << user.Shown().second.toStdString();
+    EXPECT_FALSE(user.Shown().second.contains(QChar(0x07)));
+    ASSERT_EQ(refreshMessage(oauth.Settings(), device.refreshToken), "");
+
+    oauth.NextTokenAnswer(200, "<html><body>Wartung</body></html>", "text/html");
+    QString m = refreshMessage(oauth.Settings(), device.refreshToken);
+    EXPECT_TRUE(m.contains("unbrauchbare Antwort gegeben (HTTP 200): <html><body>Wartung")) << m.toStdString();
+    oauth.NextTokenAnswer(200, R"({"token_type": "Bearer"})");
+    m = refreshMessage(oauth.Settings(), device.refreshToken);
+    EXPECT_TRUE(m.contains("unbrauchbare Antwort gegeben (HTTP 200)")) << m.toStdString();
+    oauth.NextTokenAnswer(502, "Bad Gateway", "text/plain");
+    m = refreshMessage(oauth.Settings(), device.refreshToken);
+    EXPECT_TRUE(m.contains("HTTP 502: Bad Gateway")) << m.toStdString();
+    oauth.NextTokenFlood(32 * 1024 * 1024);
+    m = refreshMessage(oauth.Settings(), device.refreshToken);
+    EXPECT_TRUE(m.contains("zu groß")) << m.toStdString();
+}
+
+// A confidential client authenticates with HTTP Basic, id and secret
+// form-encoded first (RFC 6749 §2.3.1), or in the body where so set.
+TEST_F(OAuthTest, ConfidentialClientsUseBasicOrTheBody)
+{
+    const QString secret = QStringLiteral("ge heim:+ü/=");
+    OAuthServer basic({"--client-secret", secret});
+    OAuthServer body({"--client-secret", secret, "--client-auth", "body"});
+    ASSERT_TRUE(basic.Running() && body.Running());
+    TOAuthSettings s = basic.Settings();
+    s.clientSecret = secret;
+    TestDeviceUser user;
+    EXPECT_FALSE(SignInWithDevice(s, user.Prompt()).refreshToken.isEmpty());
+    TestBrowser browser;
+    const TOAuthTokens tokens = SignInWithBrowser(s, browser.Opener(), 20000);
+    EXPECT_EQ(refreshMessage(s, tokens.refreshToken), "");
+    EXPECT_GE(basic.Count("basic_auth"), 4);   // device code, poll, code exchange, refresh
+    s.clientSecret = "falsch";
+    EXPECT_FALSE(refreshMessage(s, tokens.refreshToken).isEmpty());
+
+    TOAuthSettings b = body.Settings();
+    b.clientSecret = secret;
+    EXPECT_THROW(SignInWithDevice(b, user.Prompt()), EOAuthFailed);   // Basic where the body is wanted
+    b.clientAuth = TOAuthClientAuth::Body;
+    EXPECT_FALSE(SignInWithDevice(b, user.Prompt()).refreshToken.isEmpty());
+}
+
+// Tokens go to an own provider only over https, or to this machine.
+TEST(OAuthSettingsFile, PlainHttpOnlyToThisMachine)
+{
+    App();
+    TOAuthSettings s;
+    s.provider = TOAuthProvider::Custom;
+    s.clientId = "id";
+    s.authorizationUrl = "https://login.example.org/authorize";
+    for (const char* url : {"https://login.example.org/token", "http://127.0.0.1:8080/token", "http://localhost/token",
+                            "http://[::1]:9/token"}) {
+        s.tokenUrl = url;
+        EXPECT_EQ(s.Incomplete(), "") << url;
+    }
+    for (const char* url : {"http://login.example.org/token", "http://127.0.0.1.example.org/token", "ftp://127.0.0.1/token"}) {
+        s.tokenUrl = url;
+        EXPECT_TRUE(s.Incomplete().contains("https://")) << url;
+    }
+    s.tokenUrl = "https://login.example.org/token";
+    s.deviceUrl = "http://login.example.org/device";
+    EXPECT_TRUE(s.Incomplete().contains(s.deviceUrl));
+}
+
+// The device flow's pace: the interval between the starts of two polls,
+// clamped; 5 s more after slow_down; no poll after the code expired.
+TEST(OAuthDevicePoll, ScheduleFollowsTheIntervalAndStopsAtExpiry)
+{
+    TDevicePollSchedule absurd(QJsonObject{{"interval", 2147483648.0}, {"expires_in", 600}}, 0);
+    EXPECT_EQ(absurd.IntervalMs(), TDevicePollSchedule::kMaxIntervalSecs * 1000);
+    EXPECT_EQ(TDevicePollSchedule(QJsonObject{{"expires_in", 600}}, 0).IntervalMs(), 5000);   // RFC 8628 §3.5's default
+    EXPECT_EQ(TDevicePollSchedule(QJsonObject{{"interval", -3}, {"expires_in", 600}}, 0).IntervalMs(), 1000);
+
+    TDevicePollSchedule s(QJsonObject{{"interval", 5}, {"expires_in", 17}}, 1000);
+    EXPECT_EQ(s.DelayMs(1000), 5000);
+    s.Polled(6000);
+    EXPECT_EQ(s.DelayMs(6300), 4700);   // from the start of the last request, not its answer
+    EXPECT_EQ(s.DelayMs(12000), 0);
+    s.SlowDown();
+    EXPECT_EQ(s.IntervalMs(), 10000);
+    EXPECT_EQ(s.DelayMs(6300), 9700);
+    s.Polled(16000);
+    EXPECT_EQ(s.DelayMs(16200), -1);   // the next one would come after the code expired at 18 s
+}
+
+// Another process refreshed (and the provider rotated the refresh token)
+// while this one waited: this one takes over the stored tokens instead of
+// presenting the old refresh token, which the provider would take for theft.
+TEST_F(OAuthTest, ARefreshOfAnotherProcessIsTakenOver)
+{
+    OAuthServer oauth({"--rotate"});
+    ASSERT_TRUE(oauth.Running());
+    TestDeviceUser user;
+    TOAuthTokenProvider first(oauth.Settings(), TTokenStore(ConfigIni(), false), {});
+    first.Take(SignInWithDevice(oauth.Settings(), user.Prompt()));
+    TOAuthTokenProvider second(oauth.Settings(), TTokenStore(ConfigIni(), false), {});
+    second.EnsureFresh();   // nothing in memory yet: refreshes
+    ASSERT_EQ(oauth.Count("refresh_token"), 1);
+
+    std::exception_ptr failure;
+    WaitFor([&](std::function<void()> finished) {   // as after a refused token
+        first.Refresh([&, finished](std::exception_ptr e) {
+            failure = e;
+            finished();
+        });
+    });
+    EXPECT_FALSE(failure);
+    EXPECT_EQ(first.AccessToken(), second.AccessToken());
+    EXPECT_EQ(oauth.Count("refresh_token"), 1);
+    EXPECT_EQ(oauth.Count("reuse"), 0);
+    TOAuthTokenProvider third(oauth.Settings(), TTokenStore(ConfigIni(), false), {});
+    EXPECT_NO_THROW(third.EnsureFresh());   // the grant lives
+    EXPECT_EQ(oauth.Count("refresh_token"), 2);
 }

@@ -3,6 +3,8 @@
 #include "config/IniPlus.h"
 #include "config/LanguageUnit.h"
 
+#include <QUrl>
+
 namespace kalvex {
 
 namespace {
@@ -26,8 +28,29 @@ QString endpoint(const TOAuthSettings& s, const QString& own, const char* micros
     return {};
 }
 
+QString insecureEndpoint(const TOAuthSettings& s)
+{
+    if (s.provider != TOAuthProvider::Custom)
+        return {};
+    for (const QString& url : {s.authorizationUrl, s.tokenUrl, s.deviceUrl, s.issuer})
+        if (!url.trimmed().isEmpty() && !IsSafeEndpoint(url.trimmed()))
+            return url.trimmed();
+    return {};
+}
 
 }  // namespace
+
+bool IsSafeEndpoint(const QString& url)
+{
+    const QUrl u(url, QUrl::StrictMode);
+    if (!u.isValid() || u.host().isEmpty())
+        return false;
+    if (u.scheme() == QLatin1String("https"))
+        return true;
+    const QString host = u.host().toLower();
+    return u.scheme() == QLatin1String("http")
+        && (host == QLatin1String("127.0.0.1") || host == QLatin1String("::1") || host == QLatin1String("localhost"));
+}
 
 QString TOAuthSettings::AuthorizationEndpoint() const
 {
@@ -55,12 +78,43 @@ QString TOAuthSettings::EffectiveScopes() const
     return QStringLiteral("https://outlook.office.com/SMTP.Send offline_access openid email");
 }
 
+QString TOAuthSettings::UserInfoEndpoint() const
+{
+    return provider == TOAuthProvider::Google ? QStringLiteral("https://openidconnect.googleapis.com/v1/userinfo") : QString();
+}
+
+// Microsoft has no RFC 7009 endpoint: its grants end by their own policy.
+QString TOAuthSettings::RevocationEndpoint() const
+{
+    return provider == TOAuthProvider::Google ? QStringLiteral("https://oauth2.googleapis.com/revoke") : QString();
+}
+
+QString TOAuthSettings::DiscoveryUrl() const
+{
+    if (provider != TOAuthProvider::Custom)
+        return {};
+    QString base = issuer.trimmed();
+    if (base.isEmpty())
+        base = QUrl(tokenUrl.trimmed()).adjusted(QUrl::RemovePath | QUrl::RemoveQuery | QUrl::RemoveFragment).toString();
+    while (base.endsWith(QLatin1Char('/')))
+        base.chop(1);
+    return base.isEmpty() ? QString() : base + QStringLiteral("/.well-known/openid-configuration");
+}
+
+bool TOAuthSettings::AsksOfflineAccess() const
+{
+    return provider == TOAuthProvider::Google
+        || EffectiveScopes().split(QLatin1Char(' ')).contains(QLatin1String("offline_access"));
+}
+
 QString TOAuthSettings::Incomplete() const
 {
     if (clientId.trimmed().isEmpty())
         return Tx(3504, "Für OAuth 2.0 fehlt die Client-ID der registrierten Anwendung.");
     if (TokenEndpoint().isEmpty() || (AuthorizationEndpoint().isEmpty() && DeviceEndpoint().isEmpty()))
         return Tx(3505, "Für OAuth 2.0 fehlen die Adressen des Anmeldedienstes (Autorisierung, Token).");
+    if (const QString url = insecureEndpoint(*this); !url.isEmpty())
+        return Tx(4600, "Der Anmeldedienst muss mit https:// erreicht werden (http:// nur auf diesem Rechner): %1").arg(url);
     return {};
 }
 
@@ -83,6 +137,19 @@ TOAuthProvider ProviderFromKey(const QString& key, bool* ok)
     if (ok)
         *ok = false;
     return TOAuthProvider::Microsoft;
+}
+
+QString ClientAuthKey(TOAuthClientAuth auth)
+{
+    return auth == TOAuthClientAuth::Body ? QStringLiteral("Body") : QStringLiteral("Basic");
+}
+
+TOAuthClientAuth ClientAuthFromKey(const QString& key, bool* ok)
+{
+    const bool body = key.compare(QLatin1String("Body"), Qt::CaseInsensitive) == 0;
+    if (ok)
+        *ok = body || key.isEmpty() || key.compare(QLatin1String("Basic"), Qt::CaseInsensitive) == 0;
+    return body ? TOAuthClientAuth::Body : TOAuthClientAuth::Basic;
 }
 
 QString ProviderDisplayName(TOAuthProvider provider)
@@ -108,6 +175,8 @@ TOAuthSettings LoadOAuthSettings(const QString& configIni)
     s.authorizationUrl = read("AuthorizationUrl");
     s.tokenUrl = read("TokenUrl");
     s.deviceUrl = read("DeviceUrl");
+    s.issuer = read("Issuer");
+    s.clientAuth = ClientAuthFromKey(read("ClientAuth"));
     return s;
 }
 
@@ -122,7 +191,9 @@ void SaveOAuthSettings(const QString& configIni, const TOAuthSettings& s)
                                 {QStringLiteral("Scopes"), s.scopes},
                                 {QStringLiteral("AuthorizationUrl"), s.authorizationUrl},
                                 {QStringLiteral("TokenUrl"), s.tokenUrl},
-                                {QStringLiteral("DeviceUrl"), s.deviceUrl}});
+                                {QStringLiteral("DeviceUrl"), s.deviceUrl},
+                                {QStringLiteral("Issuer"), s.issuer},
+                                {QStringLiteral("ClientAuth"), ClientAuthKey(s.clientAuth)}});
 }
 
 }  // namespace kalvex

@@ -6,7 +6,7 @@
 namespace kalvex {
 
 TOAuthTokenProvider::TOAuthTokenProvider(TOAuthSettings settings, TTokenStore store, TSignInHandler signIn)
-    : FSettings(std::move(settings)), FStore(std::move(store)), FSignIn(std::move(signIn))
+    : FSettings(std::move(settings)), FStore(std::move(store)), FSignIn(std::move(signIn)), FLock(FStore.ConfigIni())
 {
 }
 
@@ -59,13 +59,55 @@ void TOAuthTokenProvider::refreshNow()
         std::rethrow_exception(failure);
 }
 
+// The lock is held from reading the stored token until the new one is
+// stored, so no two processes present the same refresh token.
 void TOAuthTokenProvider::Refresh(std::function<void(std::exception_ptr)> done)
 {
-    RefreshOAuthTokens(FNetwork, FSettings, FTokens.refreshToken, [this, done](const TOAuthTokens& tokens, std::exception_ptr error) {
-        if (!error)
-            Take(tokens);
-        done(error);
+    FLock.Acquire([this, done] {
+        if (adoptStored()) {
+            FLock.Release();
+            return done(nullptr);
+        }
+        RefreshOAuthTokens(FNetwork, FSettings, FTokens.refreshToken, [this, done](const TOAuthTokens& tokens, std::exception_ptr error) {
+            refreshed(tokens, error);
+            FLock.Release();
+            done(error);
+        });
     });
+}
+
+// Another process may have refreshed (and the provider rotated the token)
+// while this one waited: its refresh token is the good one now, and its
+// access token, when new and with time left, makes a refresh unneeded.
+bool TOAuthTokenProvider::adoptStored()
+{
+    loadStored();
+    const TStoredSignIn stored = FStore.Load();
+    if (stored.refreshToken.isEmpty() || stored.refreshToken == FTokens.refreshToken)
+        return false;
+    FTokens.refreshToken = stored.refreshToken;
+    FTokens.user = FStoredUser = stored.user;
+    if (stored.accessToken.isEmpty() || stored.accessToken == FTokens.accessToken
+        || stored.accessExpires <= QDateTime::currentDateTimeUtc().addSecs(kRefreshMarginSecs))
+        return false;
+    FTokens.accessToken = stored.accessToken;
+    FTokens.expiresAt = stored.accessExpires;
+    return true;
+}
+
+// A refused grant is gone for good: its token is no sign-in any more.
+void TOAuthTokenProvider::refreshed(const TOAuthTokens& tokens, std::exception_ptr error)
+{
+    try {
+        if (error)
+            std::rethrow_exception(error);
+        Take(tokens);
+    } catch (const EOAuthSignInRequired&) {
+        FStore.Remove();
+        FTokens = {};
+        FStoredUser.clear();
+    } catch (const EKalvex&) {
+    }
 }
 
 // A provider that rotates refresh tokens (Microsoft) sends a new one each
@@ -73,12 +115,14 @@ void TOAuthTokenProvider::Refresh(std::function<void(std::exception_ptr)> done)
 void TOAuthTokenProvider::Take(const TOAuthTokens& tokens)
 {
     loadStored();
-    const bool newRefresh = tokens.refreshToken != FTokens.refreshToken;
+    const QString refreshToken = tokens.refreshToken.isEmpty() ? FTokens.refreshToken : tokens.refreshToken;
+    const bool newRefresh = refreshToken != FTokens.refreshToken;
     const QString user = tokens.user.isEmpty() ? FTokens.user : tokens.user;
     FTokens = tokens;
+    FTokens.refreshToken = refreshToken;
     FTokens.user = user;
-    if (newRefresh || user != FStoredUser)
-        FStore.Save(FTokens.refreshToken, FTokens.user);
+    if (!refreshToken.isEmpty() && (newRefresh || user != FStoredUser))
+        FStore.Save(FTokens.refreshToken, FTokens.user, FTokens.accessToken, FTokens.expiresAt);
     FStoredUser = user;
 }
 
@@ -95,6 +139,19 @@ TOAuthTokenProvider* TOAuthAccount::Current()
     return FProvider.get();
 }
 
+namespace {
+
+QString sessionOnlyQuestion(const TOAuthTokens& tokens, const TOAuthSettings& settings)
+{
+    return Tx(4610, "%1 hat keine dauerhafte Anmeldung erteilt (kein Refresh-Token). Trotzdem nur für diese Sitzung "
+                    "angemeldet senden?").arg(ProviderDisplayName(settings.provider))
+        + (tokens.grantedScope.isEmpty() ? QString() : QStringLiteral(" (") + ProviderText(tokens.grantedScope) + QLatin1Char(')'));
+}
+
+}  // namespace
+
+// A sign-in without refresh token may serve this session when the user
+// says so; Take keeps it from the store.
 TSignInHandler InteractiveSignIn(IUserMessages& messages, const TOAuthSettings& settings, TBrowserOpener open)
 {
     return [&messages, settings, open] {
@@ -102,7 +159,10 @@ TSignInHandler InteractiveSignIn(IUserMessages& messages, const TOAuthSettings& 
                                         "anmelden?").arg(ProviderDisplayName(settings.provider))))
             throw EOAuthSignInRequired(Tx(3507, "Die Anmeldung bei Ihrem E-Mail-Anbieter ist abgelaufen oder wurde "
                                                 "widerrufen. Bitte melden Sie sich neu an."));
-        return SignInWithBrowser(settings, open);
+        const TOAuthTokens tokens = SignInWithBrowser(settings, open, 300000, TRefreshNeed::SessionAllowed);
+        if (tokens.refreshToken.isEmpty() && !messages.AskYesNo(sessionOnlyQuestion(tokens, settings)))
+            RequireRefreshToken(tokens, settings);
+        return tokens;
     };
 }
 

@@ -7,6 +7,7 @@
 #include "send/SaslOAuth.h"
 #include "send/oauth/OAuthSignIn.h"
 #include "send/oauth/OAuthTokens.h"
+#include "send/oauth/RefreshLock.h"
 #include "send/oauth/TokenStore.h"
 
 #include <QNetworkAccessManager>
@@ -29,9 +30,12 @@ public:
     // by a new sign-in. Raises EKalvex.
     void EnsureFresh();
     QString AccessToken() const override { return FTokens.accessToken; }
-    // Inside the SMTP exchange: no questions, a revoked grant is an error.
+    // Inside the SMTP exchange: no questions, a revoked grant is an error
+    // and its stored refresh token is removed. One process at a time
+    // refreshes; the tokens another one stored meanwhile are used.
     void Refresh(std::function<void(std::exception_ptr)> done) override;
-    // Takes the tokens of a sign-in and keeps the refresh token.
+    // Takes the tokens of a sign-in or refresh and keeps the refresh token;
+    // tokens without one never replace a stored one.
     void Take(const TOAuthTokens& tokens);
     const QString& User() const { return FTokens.user; }
 
@@ -39,6 +43,8 @@ private:
     bool fresh() const;
     void loadStored();
     void refreshNow();
+    bool adoptStored();
+    void refreshed(const TOAuthTokens& tokens, std::exception_ptr error);
 
     TOAuthSettings FSettings;
     TTokenStore FStore;
@@ -47,6 +53,7 @@ private:
     QString FStoredUser;
     bool FLoaded = false;
     QNetworkAccessManager FNetwork;
+    TRefreshLock FLock;
 };
 
 // Makes the sign-in for the given settings.

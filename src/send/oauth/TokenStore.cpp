@@ -6,6 +6,8 @@
 #include "send/oauth/OAuthTokens.h"
 
 #include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QTimer>
 #include <qt6keychain/keychain.h>
 
@@ -41,6 +43,29 @@ TTokenBackend backendFromKey(const QString& key)
     return key == QLatin1String("SettingsFile") ? TTokenBackend::SettingsFile : TTokenBackend::None;
 }
 
+// The secret store's entry: the bare refresh token, or JSON with the
+// access token beside it.
+QString secretOf(const TStoredSignIn& s)
+{
+    if (s.accessToken.isEmpty())
+        return s.refreshToken;
+    return QString::fromUtf8(QJsonDocument(QJsonObject{{"refresh_token", s.refreshToken}, {"access_token", s.accessToken},
+                                                       {"expires_at", s.accessExpires.toString(Qt::ISODate)}})
+                                 .toJson(QJsonDocument::Compact));
+}
+
+void readSecret(const QString& text, TStoredSignIn& s)
+{
+    const QJsonObject o = QJsonDocument::fromJson(text.toUtf8()).object();
+    if (!text.startsWith(QLatin1Char('{')) || o.isEmpty()) {
+        s.refreshToken = text;
+        return;
+    }
+    s.refreshToken = o.value(QLatin1String("refresh_token")).toString();
+    s.accessToken = o.value(QLatin1String("access_token")).toString();
+    s.accessExpires = QDateTime::fromString(o.value(QLatin1String("expires_at")).toString(), Qt::ISODate);
+}
+
 QString backendKey(TTokenBackend backend)
 {
     switch (backend) {
@@ -69,43 +94,54 @@ TStoredSignIn TTokenStore::Load() const
     TStoredSignIn s;
     s.user = ini.ReadString(kSection, QStringLiteral("User"), QString());
     s.backend = backendFromKey(ini.ReadString(kSection, QStringLiteral("TokenStore"), QString()));
-    if (s.backend == TTokenBackend::SettingsFile)
-        s.refreshToken = TCrypt::DecodePWDEx(ini.ReadString(kSection, QStringLiteral("RefreshToken"), QString()),
-                                             ini.ReadString(kSection, QStringLiteral("SecString"), QString()));
+    const QString secString = ini.ReadString(kSection, QStringLiteral("SecString"), QString());
+    const auto decoded = [&](const char* key) {
+        const QString coded = ini.ReadString(kSection, QLatin1String(key), QString());
+        return coded.isEmpty() ? QString() : TCrypt::DecodePWDEx(coded, secString);
+    };
+    if (s.backend == TTokenBackend::SettingsFile) {
+        s.refreshToken = decoded("RefreshToken");
+        s.accessToken = decoded("AccessToken");
+        s.accessExpires = QDateTime::fromString(ini.ReadString(kSection, QStringLiteral("AccessExpires"), QString()), Qt::ISODate);
+    }
     if (s.backend == TTokenBackend::SecretStore) {
         QKeychain::ReadPasswordJob job(kService);
         job.setKey(keychainKey());
         if (runJob(job))
-            s.refreshToken = job.textData();
+            readSecret(job.textData(), s);
     }
     return s;
 }
 
 // The secret store first; the file only when there is none.
-TTokenBackend TTokenStore::Save(const QString& refreshToken, const QString& user)
+TTokenBackend TTokenStore::Save(const QString& refreshToken, const QString& user, const QString& accessToken,
+                                const QDateTime& accessExpires)
 {
+    TStoredSignIn s{refreshToken, user, TTokenBackend::SettingsFile, accessToken, accessExpires};
     if (FUseSecretStore) {
         QKeychain::WritePasswordJob job(kService);
         job.setKey(keychainKey());
-        job.setTextData(refreshToken);
+        job.setTextData(secretOf(s));
         if (runJob(job)) {
-            saveToFile(QString(), user, TTokenBackend::SecretStore);
+            saveToFile({QString(), user, TTokenBackend::SecretStore, QString(), QDateTime()});
             return TTokenBackend::SecretStore;
         }
     }
-    saveToFile(refreshToken, user, TTokenBackend::SettingsFile);
+    saveToFile(s);
     return TTokenBackend::SettingsFile;
 }
 
-void TTokenStore::saveToFile(const QString& refreshToken, const QString& user, TTokenBackend backend)
+void TTokenStore::saveToFile(const TStoredSignIn& s)
 {
     const QString secString = TCrypt::GeneratePWDSecurityString();
+    const auto encoded = [&](const QString& text) { return text.isEmpty() ? QString() : TCrypt::EncodePWDEx(text, secString, 2, 8); };
     TIniFile ini(FConfigIni, TIniAccess::OwnerOnly);
-    ini.WriteStrings(kSection, {{QStringLiteral("User"), user},
-                                {QStringLiteral("TokenStore"), backendKey(backend)},
-                                {QStringLiteral("SecString"), refreshToken.isEmpty() ? QString() : secString},
-                                {QStringLiteral("RefreshToken"), refreshToken.isEmpty() ? QString()
-                                                                 : TCrypt::EncodePWDEx(refreshToken, secString, 2, 8)}});
+    ini.WriteStrings(kSection, {{QStringLiteral("User"), s.user},
+                                {QStringLiteral("TokenStore"), backendKey(s.backend)},
+                                {QStringLiteral("SecString"), s.refreshToken.isEmpty() ? QString() : secString},
+                                {QStringLiteral("RefreshToken"), encoded(s.refreshToken)},
+                                {QStringLiteral("AccessToken"), encoded(s.accessToken)},
+                                {QStringLiteral("AccessExpires"), s.accessExpires.toString(Qt::ISODate)}});
 }
 
 void TTokenStore::Remove()
@@ -115,7 +151,7 @@ void TTokenStore::Remove()
         job.setKey(keychainKey());
         runJob(job);
     }
-    saveToFile(QString(), QString(), TTokenBackend::None);
+    saveToFile({});
 }
 
 QString TokenBackendText(TTokenBackend backend)
