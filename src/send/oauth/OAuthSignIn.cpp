@@ -1,9 +1,9 @@
 #include "send/oauth/OAuthSignIn.h"
 
 #include "config/LanguageUnit.h"
+#include "config/ShellOpen.h"
 
 #include <QCryptographicHash>
-#include <QDesktopServices>
 #include <QEventLoop>
 #include <QNetworkAccessManager>
 #include <QPointer>
@@ -256,7 +256,7 @@ QString CodeChallengeS256(const QString& verifier)
 
 TBrowserOpener SystemBrowser()
 {
-    return [](const QUrl& url) { return QDesktopServices::openUrl(url); };
+    return [](const QUrl& url) { return OpenWithShell(url); };
 }
 
 TOAuthTokens SignInWithBrowser(const TOAuthSettings& settings, const TBrowserOpener& open, int timeoutMs)

@@ -4,36 +4,15 @@
 #include "config/LanguageUnit.h"
 #include "config/uCrypt.h"
 #include "send/oauth/OAuthTokens.h"
+#include "send/oauth/SecretStore.h"
 
 #include <QFileInfo>
-#include <QTimer>
-#include <qt6keychain/keychain.h>
 
 namespace kalvex {
 
 namespace {
 
 const QString kSection = QStringLiteral("OAuth");
-const QString kService = QStringLiteral("kalvex");
-constexpr int kKeychainTimeoutMs = 15000;   // a secret store that never answers counts as none
-
-// Runs one keychain job to its end; false when the secret store failed
-// (not there, locked, refused) rather than merely holding no entry.
-bool runJob(QKeychain::Job& job)
-{
-    job.setAutoDelete(false);
-    bool timedOut = false;
-    WaitFor([&](std::function<void()> finished) {
-        QObject::connect(&job, &QKeychain::Job::finished, &job, [finished] { finished(); });
-        QTimer::singleShot(kKeychainTimeoutMs, &job, [&timedOut, finished] {
-            timedOut = true;
-            finished();
-        });
-        job.start();
-    });
-    return !timedOut && (job.error() == QKeychain::NoError || job.error() == QKeychain::EntryNotFound);
-}
-
 TTokenBackend backendFromKey(const QString& key)
 {
     if (key == QLatin1String("SecretStore"))
@@ -72,12 +51,8 @@ TStoredSignIn TTokenStore::Load() const
     if (s.backend == TTokenBackend::SettingsFile)
         s.refreshToken = TCrypt::DecodePWDEx(ini.ReadString(kSection, QStringLiteral("RefreshToken"), QString()),
                                              ini.ReadString(kSection, QStringLiteral("SecString"), QString()));
-    if (s.backend == TTokenBackend::SecretStore) {
-        QKeychain::ReadPasswordJob job(kService);
-        job.setKey(keychainKey());
-        if (runJob(job))
-            s.refreshToken = job.textData();
-    }
+    if (s.backend == TTokenBackend::SecretStore)
+        SecretStoreRead(keychainKey(), s.refreshToken);
     return s;
 }
 
@@ -85,10 +60,7 @@ TStoredSignIn TTokenStore::Load() const
 TTokenBackend TTokenStore::Save(const QString& refreshToken, const QString& user)
 {
     if (FUseSecretStore) {
-        QKeychain::WritePasswordJob job(kService);
-        job.setKey(keychainKey());
-        job.setTextData(refreshToken);
-        if (runJob(job)) {
+        if (SecretStoreWrite(keychainKey(), refreshToken)) {
             saveToFile(QString(), user, TTokenBackend::SecretStore);
             return TTokenBackend::SecretStore;
         }
@@ -111,9 +83,7 @@ void TTokenStore::saveToFile(const QString& refreshToken, const QString& user, T
 void TTokenStore::Remove()
 {
     if (FUseSecretStore && Load().backend == TTokenBackend::SecretStore) {
-        QKeychain::DeletePasswordJob job(kService);
-        job.setKey(keychainKey());
-        runJob(job);
+        SecretStoreDelete(keychainKey());
     }
     saveToFile(QString(), QString(), TTokenBackend::None);
 }
