@@ -1,6 +1,10 @@
 #include "entry/UiLoader.h"
 
+#include "config/AppPaths.h"
+#include "config/Desktop.h"
+
 #include <QApplication>
+#include <QDir>
 #include <utility>
 
 namespace kalvex {
@@ -28,20 +32,36 @@ void chooseHeadlessPlatformIfNeeded()
 {
     if (qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
         return;
-    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+    if (!DisplayAvailable())
         qputenv("QT_QPA_PLATFORM", "offscreen");
+}
+
+// Qt's plugins (the SQLite driver, TLS) lie beside the module in a Windows
+// installation, whatever program loaded it. Setting the list anew makes
+// Qt look again for the plugins it looked up before the application object
+// existed (adding a folder that is already listed would not).
+void usePluginsBesideModule()
+{
+    const QString folder = ModuleFolder();
+    if (folder.isEmpty())
+        return;
+    QStringList paths = QCoreApplication::libraryPaths();
+    paths.removeAll(QDir::cleanPath(folder));
+    paths.prepend(QDir::cleanPath(folder));
+    QCoreApplication::setLibraryPaths(paths);
 }
 
 }  // namespace
 
 void UiLoaderInitialize()
 {
-    if (QCoreApplication::instance())
-        return;
-    chooseHeadlessPlatformIfNeeded();
-    ownedApplication() = new QApplication(gArgc, gArgv);
-    // The appearance settings may then style the whole application.
-    ownedApplication()->setProperty("kalvexOwnsApplication", true);
+    if (!QCoreApplication::instance()) {
+        chooseHeadlessPlatformIfNeeded();
+        ownedApplication() = new QApplication(gArgc, gArgv);
+        // The appearance settings may then style the whole application.
+        ownedApplication()->setProperty("kalvexOwnsApplication", true);
+    }
+    usePluginsBesideModule();
 }
 
 void UiLoaderFinalize()
