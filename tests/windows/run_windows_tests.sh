@@ -25,7 +25,7 @@ pass() { echo "ok: $*"; }
 
 # --- 1. exports ---------------------------------------------------------
 x86_64-w64-mingw32-objdump -p "$stage/kalvex.dll" \
-  | sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/p' | sed -n 's/.*\] *//p' | sort >"$work/dll-exports"
+  | sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/p' | sed -n 's/^[[:space:]]*\[ *[0-9]*\] *//p' | sort >"$work/dll-exports"
 sed -n 's/^KALVEX_API [^(]*[ *]\([A-Za-z0-9_]*\)(.*/\1/p' "$src/include/kalvex/kalvex.h" | sort >"$work/header-exports"
 if [ -s "$work/header-exports" ] && cmp -s "$work/dll-exports" "$work/header-exports"; then
   pass "kalvex.dll exports the $(wc -l <"$work/header-exports") functions of kalvex.h"
