@@ -4,7 +4,11 @@
 #  2. the C host (tests/windows/host.c) built for both platforms drives the
 #     module the same way; the Windows one reads its folders from registry
 #     values set with `wine reg add`, the Linux one from the registry file;
-#     the record streams both builds write must be equal byte for byte.
+#     the record streams both builds write must be equal byte for byte;
+#  3. kalvex.exe sends a mail over implicit TLS and over STARTTLS (Schannel)
+#     to aiosmtpd on 127.0.0.1;
+#  4. kalvex.exe hands a mail over through Wine's MAPISendMail, which ends
+#     in a recording xdg-email.
 # usage: run_windows_tests.sh <linux build> <windows build> <stage folder>
 set -eu
 src=$(cd "$(dirname "$0")/../.." && pwd)
@@ -87,7 +91,84 @@ for f in kinds templates mails kinds-reopened templates-reopened mails-reopened;
     fail "$f.bin missing"
   fi
 done
-rm -f "$(dirname "$linux_host")/Regpath.ini" "$stage/Regpath.ini"
+rm -f "$(dirname "$linux_host")/Regpath.ini"
+
+# --- 3. SMTP over TLS from kalvex.exe -----------------------------------
+# The subject of the only mail in a folder, decoded by Python's parser.
+subject_of() {
+  /usr/bin/python3 - "$1" <<'PY'
+import email, email.policy, glob, sys
+files = sorted(glob.glob(sys.argv[1] + "/mail*.eml"))
+print(email.message_from_binary_file(open(files[0], "rb"), policy=email.policy.default)["subject"] if len(files) == 1 else "")
+PY
+}
+
+# Sends one mail over TLS on the given server arguments; $1 names the case.
+smtp_case() {
+  name=$1
+  shift
+  maildir="$work/mails-$name"
+  mkdir -p "$maildir"
+  : >"$work/server-$name.out"
+  /usr/bin/python3 "$src/tests/smtp/smtp_server.py" "$@" --cert "$work/cert.pem" --key "$work/key.pem" \
+    --maildir "$maildir" >"$work/server-$name.out" 2>&1 &
+  server=$!
+  port=""
+  for _ in $(seq 100); do
+    port=$(sed -n 's/^READY //p' "$work/server-$name.out")
+    [ -n "$port" ] && break
+    sleep 0.1
+  done
+  (cd "$stage" && wine kalvex.exe --install-key Demo config --direct --host 127.0.0.1 --port "$port" \
+     --encrypted 1 --sender absender@example.org >/dev/null &&
+   wine kalvex.exe --install-key Demo send --subject "Grüße über $name" --body Hallo --to empfaenger@example.org) \
+    >"$work/send-$name.out" 2>&1 || true
+  kill "$server" 2>/dev/null || true
+  wait "$server" 2>/dev/null || true
+  if [ "$(subject_of "$maildir")" = "Grüße über $name" ]; then
+    pass "mail over $name (Schannel) received"
+  else
+    fail "mail over $name not received:"; cat "$work/send-$name.out"
+  fi
+}
+
+openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=127.0.0.1 -days 2 \
+  -keyout "$work/key.pem" -out "$work/cert.pem" >/dev/null 2>&1
+smtp_case "implicit TLS" --port 0 --tls implicit
+# STARTTLS is what port 587 means; it needs that port free.
+if /usr/bin/python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 587))' 2>/dev/null; then
+  smtp_case STARTTLS --port 587 --tls starttls
+else
+  echo "skipped: STARTTLS (port 587 cannot be bound here)"
+fi
+
+# --- 4. the hand-over through Simple MAPI --------------------------------
+# Wine's MAPISendMail builds a mailto: link and runs the mailer named in
+# WineBrowser; a stand-in xdg-email first on PATH records it. Wine's link
+# carries subject and body (8-bit, as the MAPI record); it takes recipients
+# only from their address field and drops attachments.
+mkdir -p "$work/bin"
+cat >"$work/bin/xdg-email" <<SH
+#!/bin/sh
+printf '%s\n' "\$@" >"$work/handed-over.txt"
+SH
+chmod +x "$work/bin/xdg-email"
+wine reg add 'HKLM\SOFTWARE\Microsoft\Windows Messaging Subsystem' /v MAPI /d 1 /f >/dev/null
+wine reg add 'HKCU\Software\Wine\WineBrowser' /v Mailers /d xdg-email /f >/dev/null
+(cd "$stage" && wine kalvex.exe --install-key Demo config --mail-client >/dev/null &&
+ PATH="$work/bin:$PATH" wine kalvex.exe --install-key Demo send --subject "Grüße per MAPI" --body "Hallo Welt" \
+   --to empfaenger@example.org) >"$work/mapi.out" 2>&1 || true
+for _ in $(seq 50); do
+  [ -s "$work/handed-over.txt" ] && break
+  sleep 0.1
+done
+if grep -q 'subject=Gr%FC%DFe%20per%20MAPI' "$work/handed-over.txt" 2>/dev/null \
+   && grep -q 'body=Hallo%20Welt' "$work/handed-over.txt"; then
+  pass "hand-over through MAPISendMail reached xdg-email"
+else
+  fail "hand-over through MAPISendMail:"; cat "$work/mapi.out" "$work/handed-over.txt" 2>/dev/null || true
+fi
+rm -f "$stage/Regpath.ini"
 
 if [ "$failures" -ne 0 ]; then
   echo "$failures Windows check(s) failed"
