@@ -24,7 +24,7 @@ WINDOWS_BUILD_DIR ?= build-windows
 WINDOWS_PACKAGES := cmake ninja-build qt6-base-dev python3 xz-utils \
 	g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine wine64
 
-.PHONY: all deps deb-deps build test run bench fuzz screenshots install deb clean windows-deps windows test-windows
+.PHONY: all deps deb-deps build test run bench fuzz screenshots install deb clean windows-deps windows test-windows windows-screenshot
 
 all: build
 
@@ -107,6 +107,10 @@ windows: windows-deps
 # The Windows build under Wine, compared with the Linux build.
 test-windows: build windows
 	sh tests/windows/run_windows_tests.sh $(BUILD_DIR) $(WINDOWS_BUILD_DIR) $(WINDOWS_BUILD_DIR)/stage
+
+# The distribution window of kalvex.dll in German, under Wine on Xvfb (not in CI).
+windows-screenshot: windows
+	sh tools/windows/screenshot.sh $(WINDOWS_BUILD_DIR)/stage $(CURDIR)/$(WINDOWS_BUILD_DIR)/distribution-window-de.png
 
 clean:
 	rm -rf $(BUILD_DIR) build-fuzz $(DEB_BUILD_DIR) $(WINDOWS_BUILD_DIR)

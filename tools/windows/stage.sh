@@ -11,7 +11,7 @@ winlib=/usr/x86_64-w64-mingw32/lib
 rm -rf "$stage"
 mkdir -p "$stage"
 cp "$build/kalvex.dll" "$build/DllsLang.db3" "$stage/"
-for program in "$build/apps/kalvex/kalvex.exe" "$build/kalvex-c-host.exe"; do
+for program in "$build/apps/kalvex/kalvex.exe" "$build/kalvex-c-host.exe" "$build/kalvex-show-window.exe"; do
   [ -f "$program" ] && cp "$program" "$stage/"
 done
 for lib in Core Gui Widgets Network Sql; do
