@@ -28,6 +28,7 @@ struct THostStatStg {
     uint32_t reserved;
 };
 static_assert(sizeof(THostStatStg) == sizeof(KSTATSTG), "STATSTG layout");
+static_assert(sizeof(KGUID) == 16 && sizeof(kx_char16) == 2 && sizeof(KHRESULT) == 4, "the host's types");
 
 struct THostStreamVtbl {
     KHRESULT (KALVEX_CALL* QueryInterface)(THostStream* self, const KGUID* riid, void** object);

@@ -216,6 +216,20 @@ static size_t felderRecord(unsigned char* out)
 static const KGUID kKind = {0x7A1B2C3Du, 0x4E5F, 0x4A6B, {0x8C, 0x9D, 0x0E, 0x1F, 0x2A, 0x3B, 0x4C, 0x5D}};
 static const KGUID kTemplate = {0x1F2E3D4Cu, 0x5B6A, 0x4978, {0x86, 0x95, 0xA4, 0xB3, 0xC2, 0xD1, 0xE0, 0xF1}};
 
+/* The layout both platforms' hosts rely on: COM's GUID and WCHAR on
+   Windows, the stand-ins elsewhere. */
+static void checkLayout(void)
+{
+    CHECK(sizeof(KGUID) == 16 && offsetof(KGUID, Data4) == 8);
+    CHECK(sizeof(kx_char16) == 2);
+    CHECK(sizeof(KHRESULT) == 4);
+    CHECK(sizeof(IStreamVtbl) == 14 * sizeof(void*));
+    CHECK(offsetof(iEMailV6Vtbl, ShowVerteilerForm) == 3 * sizeof(void*));
+    CHECK(offsetof(iEMailV6Vtbl, LoadEMailListe) == 12 * sizeof(void*));
+    CHECK(offsetof(iEMailV6Vtbl, ShowVerteilerFormVersion3) == 29 * sizeof(void*));
+    CHECK(sizeof(iEMailV6Vtbl) == 30 * sizeof(void*));
+}
+
 static void checkQueryInterface(iEMailV6* mail)
 {
     const KGUID known[] = {KALVEX_IID_IUNKNOWN, KALVEX_IID_IEMAIL,   KALVEX_IID_IEMAILV2, KALVEX_IID_IEMAILV3,
@@ -365,6 +379,7 @@ int main(int argc, char** argv)
 #ifdef _WIN32
     CHECK(SUCCEEDED(CoInitializeEx(NULL, COINIT_APARTMENTTHREADED)));
 #endif
+    checkLayout();
     initFn();
 
     /* Every factory makes its own object, all with the one method table. */
