@@ -24,7 +24,7 @@ WINDOWS_BUILD_DIR ?= build-windows
 WINDOWS_PACKAGES := cmake ninja-build qt6-base-dev python3 xz-utils \
 	g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine wine64
 
-.PHONY: all deps deb-deps build test run bench fuzz screenshots install deb clean windows-deps windows test-windows windows-screenshot
+.PHONY: all deps deb-deps build test run bench fuzz screenshots install deb clean windows-deps windows test-windows windows-screenshot windows-package
 
 all: build
 
@@ -107,6 +107,13 @@ windows: windows-deps
 # The Windows build under Wine, compared with the Linux build.
 test-windows: build windows
 	sh tests/windows/run_windows_tests.sh $(BUILD_DIR) $(WINDOWS_BUILD_DIR) $(WINDOWS_BUILD_DIR)/stage
+
+# The zip for Windows host vendors (bin, include, lib with the import
+# library and a relocatable kalvex.pc), checked by linking a C program
+# against it and running that under Wine.
+KALVEX_VERSION := $(shell sed -n 's/^project.kalvex VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+windows-package: windows
+	sh tools/windows/package.sh $(WINDOWS_BUILD_DIR) $(WINDOWS_BUILD_DIR)/stage $(KALVEX_VERSION)
 
 # The distribution window of kalvex.dll in German, under Wine on Xvfb (not in CI).
 windows-screenshot: windows
