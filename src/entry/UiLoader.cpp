@@ -37,31 +37,34 @@ void chooseHeadlessPlatformIfNeeded()
 }
 
 // Qt's plugins (the SQLite driver, TLS) lie beside the module in a Windows
-// installation, whatever program loaded it. Setting the list anew makes
-// Qt look again for the plugins it looked up before the application object
-// existed (adding a folder that is already listed would not).
+// installation, whatever program loaded it. Qt reads QT_PLUGIN_PATH each
+// time it works out where plugins are, also while no application object
+// exists (after a finalize), so the module's folder is named there.
 void usePluginsBesideModule()
 {
-    const QString folder = ModuleFolder();
+    const QString folder = QDir::toNativeSeparators(QDir::cleanPath(ModuleFolder()));
     if (folder.isEmpty())
         return;
-    QStringList paths = QCoreApplication::libraryPaths();
-    paths.removeAll(QDir::cleanPath(folder));
-    paths.prepend(QDir::cleanPath(folder));
-    QCoreApplication::setLibraryPaths(paths);
+    QStringList paths = qEnvironmentVariable("QT_PLUGIN_PATH").split(QDir::listSeparator(), Qt::SkipEmptyParts);
+    if (paths.contains(folder))
+        return;
+    paths.append(folder);
+    qputenv("QT_PLUGIN_PATH", paths.join(QDir::listSeparator()).toUtf8());
+    if (QCoreApplication::instance())
+        QCoreApplication::addLibraryPath(QDir::cleanPath(ModuleFolder()));
 }
 
 }  // namespace
 
 void UiLoaderInitialize()
 {
+    usePluginsBesideModule();
     if (!QCoreApplication::instance()) {
         chooseHeadlessPlatformIfNeeded();
         ownedApplication() = new QApplication(gArgc, gArgv);
         // The appearance settings may then style the whole application.
         ownedApplication()->setProperty("kalvexOwnsApplication", true);
     }
-    usePluginsBesideModule();
 }
 
 void UiLoaderFinalize()
