@@ -15,5 +15,7 @@ namespace kalvex {
 bool SecretStoreRead(const QString& key, QString& value);
 bool SecretStoreWrite(const QString& key, const QString& value);
 bool SecretStoreDelete(const QString& key);
+// Where the entries are, for the user ("im Schlüsselbund des Desktops").
+QString SecretStoreName();
 
 }  // namespace kalvex

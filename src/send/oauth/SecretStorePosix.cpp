@@ -1,5 +1,6 @@
 #include "send/oauth/SecretStore.h"
 
+#include "config/LanguageUnit.h"
 #include "send/oauth/OAuthTokens.h"
 
 #include <QTimer>
@@ -48,6 +49,11 @@ bool SecretStoreWrite(const QString& key, const QString& value)
     job.setKey(key);
     job.setTextData(value);
     return runJob(job);
+}
+
+QString SecretStoreName()
+{
+    return Tx(3519, "im Schlüsselbund des Desktops");
 }
 
 bool SecretStoreDelete(const QString& key)

@@ -1,5 +1,7 @@
 #include "send/oauth/SecretStore.h"
 
+#include "config/LanguageUnit.h"
+
 #include <windows.h>
 #include <wincred.h>
 
@@ -39,6 +41,11 @@ bool SecretStoreWrite(const QString& key, const QString& value)
     credential.Persist = CRED_PERSIST_LOCAL_MACHINE;
     credential.UserName = const_cast<wchar_t*>(L"kalvex");
     return CredWriteW(&credential, 0);
+}
+
+QString SecretStoreName()
+{
+    return Tx(4700, "in der Windows-Anmeldeinformationsverwaltung");
 }
 
 bool SecretStoreDelete(const QString& key)

@@ -91,7 +91,7 @@ void TTokenStore::Remove()
 QString TokenBackendText(TTokenBackend backend)
 {
     switch (backend) {
-    case TTokenBackend::SecretStore: return Tx(3519, "im Schlüsselbund des Desktops");
+    case TTokenBackend::SecretStore: return SecretStoreName();
     case TTokenBackend::SettingsFile: return Tx(3520, "verschlüsselt in config.ini (kein Schlüsselbund verfügbar)");
     default: return Tx(3521, "nicht angemeldet");
     }
