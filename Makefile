@@ -116,7 +116,7 @@ windows-package: windows
 	sh tools/windows/package.sh $(WINDOWS_BUILD_DIR) $(WINDOWS_BUILD_DIR)/stage $(KALVEX_VERSION)
 
 # The distribution window of kalvex.dll in German, under Wine on Xvfb (not in CI).
-windows-screenshot: windows
+windows-screenshot: deps windows
 	sh tools/windows/screenshot.sh $(WINDOWS_BUILD_DIR)/stage $(CURDIR)/$(WINDOWS_BUILD_DIR)/distribution-window-de.png
 
 clean:
