@@ -17,8 +17,14 @@ DEB_PACKAGES := cmake ninja-build g++ pkg-config qt6-base-dev libqt6sql6-sqlite 
 DEB_PACKAGING_PACKAGES := dpkg-dev file lintian
 PREFIX ?= /usr/local
 DEB_BUILD_DIR ?= build-deb
+# The Windows build (kalvex.dll, cross-built with mingw-w64) and what it and
+# its tests under Wine need: the cross compiler, Wine, the host's Qt tools
+# (moc, rcc, uic) and the translation builder.
+WINDOWS_BUILD_DIR ?= build-windows
+WINDOWS_PACKAGES := cmake ninja-build qt6-base-dev python3 xz-utils \
+	g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine wine64
 
-.PHONY: all deps deb-deps build test run bench fuzz screenshots install deb clean
+.PHONY: all deps deb-deps build test run bench fuzz screenshots install deb clean windows-deps windows test-windows windows-screenshot windows-package
 
 all: build
 
@@ -27,6 +33,9 @@ deps:
 
 deb-deps:
 	@$(call install_missing,$(DEB_PACKAGING_PACKAGES))
+
+windows-deps:
+	@$(call install_missing,$(WINDOWS_PACKAGES))
 
 # Installs those of the Debian packages $(1) that are missing.
 define install_missing
@@ -84,5 +93,31 @@ fuzz: deps
 	build-fuzz/fuzz/kalvex_fuzz_smtp_reply -max_total_time=60 -rss_limit_mb=2048 build-fuzz/corpus-smtp-reply fuzz/seeds-smtp-reply
 	build-fuzz/fuzz/kalvex_fuzz_address -max_total_time=60 -rss_limit_mb=2048 build-fuzz/corpus-address fuzz/seeds-address
 
+# kalvex.dll, kalvex.exe and the C test host for 64-bit Windows, against the
+# Qt for Windows that tools/windows/qt-prefix.sh finds (QT_WINDOWS_PREFIX, or
+# the prebuilt archive unpacked into ~/.cache/kalvex); everything a host
+# needs beside the DLL is gathered in $(WINDOWS_BUILD_DIR)/stage.
+windows: windows-deps
+	qt=$$(sh tools/windows/qt-prefix.sh) && \
+	cmake -S . -B $(WINDOWS_BUILD_DIR) -G Ninja -DCMAKE_TOOLCHAIN_FILE=$(CURDIR)/cmake/mingw-w64-x86_64.cmake \
+		-DCMAKE_PREFIX_PATH=$$qt -DQT_HOST_PATH=/usr -DCMAKE_BUILD_TYPE=Release -DKALVEX_BUILD_BENCH=OFF && \
+	cmake --build $(WINDOWS_BUILD_DIR) -j$(JOBS) && \
+	sh tools/windows/stage.sh $(WINDOWS_BUILD_DIR) $$qt $(WINDOWS_BUILD_DIR)/stage
+
+# The Windows build under Wine, compared with the Linux build.
+test-windows: build windows
+	sh tests/windows/run_windows_tests.sh $(BUILD_DIR) $(WINDOWS_BUILD_DIR) $(WINDOWS_BUILD_DIR)/stage
+
+# The zip for Windows host vendors (bin, include, lib with the import
+# library and a relocatable kalvex.pc), checked by linking a C program
+# against it and running that under Wine.
+KALVEX_VERSION := $(shell sed -n 's/^project.kalvex VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+windows-package: windows
+	sh tools/windows/package.sh $(WINDOWS_BUILD_DIR) $(WINDOWS_BUILD_DIR)/stage $(KALVEX_VERSION)
+
+# The distribution window of kalvex.dll in German, under Wine on Xvfb (not in CI).
+windows-screenshot: deps windows
+	sh tools/windows/screenshot.sh $(WINDOWS_BUILD_DIR)/stage $(CURDIR)/$(WINDOWS_BUILD_DIR)/distribution-window-de.png
+
 clean:
-	rm -rf $(BUILD_DIR) build-fuzz $(DEB_BUILD_DIR)
+	rm -rf $(BUILD_DIR) build-fuzz $(DEB_BUILD_DIR) $(WINDOWS_BUILD_DIR)

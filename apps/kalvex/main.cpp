@@ -1,25 +1,16 @@
 // kalvex: the mail module for scripts and servers without a desktop.
 
 #include "CliCommands.h"
+#include "RuntimeFolder.h"
 
-#include <QDir>
-#include <QFile>
 #include <QGuiApplication>
-
-#include <unistd.h>
 
 int main(int argc, char** argv)
 {
     // Rich text needs a GUI application object; no window ever opens.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
-    // Qt wants a private runtime folder; make the one it would pick, quietly.
-    if (qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR")) {
-        const QString runtime = QDir::tempPath() + QStringLiteral("/runtime-%1").arg(getuid());
-        QDir().mkpath(runtime);
-        QFile::setPermissions(runtime, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
-        qputenv("XDG_RUNTIME_DIR", runtime.toUtf8());
-    }
+    kalvex::cli::PrepareRuntimeFolder();
     QGuiApplication app(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("kalvex"));
     return kalvex::cli::RunCommandLine(QGuiApplication::arguments().mid(1));

@@ -1,7 +1,11 @@
 /*
- * kalvex.h - the contract between host programs and libkalvex.so.
+ * kalvex.h - the contract between host programs and the module
+ * (libkalvex.so on Linux, kalvex.dll on Windows).
  *
- * C, fixed-width types only; usable from C and C++.
+ * C, fixed-width types only; usable from C and C++. On Windows IStream,
+ * GUID (KGUID), HRESULT (KHRESULT) and WCHAR (kx_char16) are COM's own
+ * from <windows.h> and <objidl.h>; elsewhere this header declares
+ * stand-ins with the same layout.
  *
  * Ownership and lifetime
  * - GetMailInterface .. GetMailInterfaceV6 store a NEW reference to a new
@@ -36,20 +40,36 @@
 
 #include <stdint.h>
 
-#ifdef __cplusplus
-#include <cstddef>
-typedef char16_t kx_char16;
-extern "C" {
-#else
-#include <uchar.h>
-typedef char16_t kx_char16;
+#ifdef _WIN32
+/* Windows: COM's own types, so that a host's declarations (C, C++, Delphi)
+   of IStream, GUID and HRESULT are the very ones passed here. */
+#include <windows.h>
+#include <objidl.h>
 #endif
 
+#ifdef __cplusplus
+#include <cstddef>
+extern "C" {
+#elif !defined(_WIN32)
+#include <uchar.h>
+#endif
+
+#ifdef _WIN32
+/* The exports are named by kalvex.def; 16-bit wide strings as WCHAR. */
+#define KALVEX_API
+#define KALVEX_CALL STDMETHODCALLTYPE
+typedef WCHAR kx_char16;
+typedef GUID KGUID;
+typedef HRESULT KHRESULT;
+typedef STATSTG KSTATSTG;
+#else
 #if defined(__GNUC__)
 #define KALVEX_API __attribute__((visibility("default")))
 #else
 #define KALVEX_API
 #endif
+#define KALVEX_CALL
+typedef char16_t kx_char16;
 
 /* A GUID as the Windows hosts lay it out: 16 bytes. */
 typedef struct KGUID {
@@ -60,6 +80,8 @@ typedef struct KGUID {
 } KGUID;
 
 typedef int32_t KHRESULT;
+#endif
+
 #define KALVEX_S_OK ((KHRESULT)0)
 #define KALVEX_S_FALSE ((KHRESULT)1)
 #define KALVEX_E_NOINTERFACE ((KHRESULT)0x80004002)
@@ -74,6 +96,7 @@ typedef int32_t KHRESULT;
 #define KALVEX_STREAM_SEEK_CUR 1u
 #define KALVEX_STREAM_SEEK_END 2u
 
+#ifndef _WIN32
 /* STATSTG with the Windows layout (FILETIMEs as 64-bit values). */
 typedef struct KSTATSTG {
     kx_char16* pwcsName;
@@ -112,6 +135,7 @@ typedef struct IStreamVtbl {
 struct IStream {
     const IStreamVtbl* lpVtbl;
 };
+#endif
 
 /* Interface identities. */
 #define KALVEX_IID_IUNKNOWN  {0x00000000u, 0x0000u, 0x0000u, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}}
@@ -132,9 +156,9 @@ typedef const kx_char16* KText;
  */
 typedef struct iEMailV6Vtbl {
     /* IUnknown */
-    KHRESULT (*QueryInterface)(iEMailV6* self, const KGUID* riid, void** object);
-    uint32_t (*AddRef)(iEMailV6* self);
-    uint32_t (*Release)(iEMailV6* self);
+    KHRESULT (KALVEX_CALL *QueryInterface)(iEMailV6* self, const KGUID* riid, void** object);
+    uint32_t (KALVEX_CALL *AddRef)(iEMailV6* self);
+    uint32_t (KALVEX_CALL *Release)(iEMailV6* self);
 
     /* iEMail */
     void (*ShowVerteilerForm)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,

@@ -4,11 +4,13 @@
 namespace kalvex {
 
 // Folder of the running executable (the host program), with trailing "/".
-// Uses the Qt application object when there is one, /proc/self/exe otherwise.
+// Uses the Qt application object when there is one, else what the system
+// says (/proc/self/exe, GetModuleFileNameW).
 QString ApplicationFolder();
 
-// Folder of the binary that holds the module's code (libkalvex.so, or the
-// program it is linked into), with trailing "/".
+// Folder of the binary that holds the module's code (libkalvex.so or
+// kalvex.dll, or the program it is linked into), with trailing "/".
+// One source per platform: AppPathsPosix.cpp, AppPathsWindows.cpp.
 QString ModuleFolder();
 
 // The module's own read-only data file `name` (DllsLang.db3): next to the

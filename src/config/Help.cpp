@@ -1,6 +1,7 @@
 #include "config/Help.h"
 
-#include <QDesktopServices>
+#include "config/ShellOpen.h"
+
 #include <QUrl>
 
 namespace kalvex {
@@ -14,7 +15,7 @@ bool TKalvexHelp::ShowTopic(const QString& topic) const
 {
     if (FBaseAddress.isEmpty())
         return false;
-    return QDesktopServices::openUrl(QUrl(TopicAddress(topic)));
+    return OpenWithShell(QUrl(TopicAddress(topic)));
 }
 
 }  // namespace kalvex

@@ -2,18 +2,13 @@
 
 #include "config/AppPaths.h"
 #include "config/KalvexError.h"
+#include "config/LockedLog.h"
 
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QLocale>
-
-#include <cerrno>
-#include <fcntl.h>
-#include <sys/file.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace kalvex {
 
@@ -34,43 +29,6 @@ QString executablePath()
 {
     throw EKalvex(QStringLiteral("LogFile konnte nicht erstellt werden"));
 }
-
-// The log as its path names it now, open for appending and locked against
-// the other processes that start on the same log.
-class TLockedLog {
-public:
-    explicit TLockedLog(const QByteArray& path)
-        : FPath(path), FFd(::open(path.constData(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644))
-    {
-        if (FFd < 0 || ::flock(FFd, LOCK_EX) != 0)
-            throwNotCreated();
-    }
-    ~TLockedLog() { ::close(FFd); }   // closing unlocks
-    TLockedLog(const TLockedLog&) = delete;
-    TLockedLog& operator=(const TLockedLog&) = delete;
-
-    // False when another process rotated the file away while we waited.
-    bool IsCurrent() const
-    {
-        struct stat opened {}, named {};
-        return ::fstat(FFd, &opened) == 0 && ::stat(FPath.constData(), &named) == 0 && opened.st_ino == named.st_ino
-            && opened.st_dev == named.st_dev;
-    }
-    qint64 Size() const
-    {
-        struct stat st {};
-        return ::fstat(FFd, &st) == 0 ? st.st_size : -1;
-    }
-    void Write(const QByteArray& bytes) const
-    {
-        if (::write(FFd, bytes.constData(), static_cast<size_t>(bytes.size())) != bytes.size())
-            throwNotCreated();
-    }
-
-private:
-    QByteArray FPath;
-    int FFd;
-};
 
 QByteArray linesOf(const QStringList& lines)
 {
@@ -125,8 +83,7 @@ void TLogFile::writeStartEntry()
 void TLogFile::rotate() const
 {
     const QString backup = QFileInfo(FLogFileDateiName).absolutePath() + QStringLiteral("/Logfile.sav");
-    if (::rename(QFile::encodeName(FLogFileDateiName).constData(), QFile::encodeName(backup).constData()) != 0
-        && errno != ENOENT)
+    if (!MoveLogToBackup(FLogFileDateiName, backup))
         throwNotCreated();
 }
 

@@ -4,6 +4,9 @@
 // the value names. Found at $KALVEX_REGISTRY, else
 // $XDG_CONFIG_HOME/qmb/registry.ini (default ~/.config/qmb/registry.ini),
 // else /etc/qmb/registry.ini.
+// On Windows (RegistryFileWindows.cpp) the default object reads the
+// registry itself, HKEY_LOCAL_MACHINE first, then HKEY_CURRENT_USER; one
+// made on a named file reads that file as on Linux.
 
 #include "config/IniPlus.h"
 

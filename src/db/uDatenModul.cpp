@@ -2,16 +2,17 @@
 
 #include "config/AppPaths.h"
 #include "config/AttachmentFiles.h"
+#include "config/HelperPrograms.h"
 #include "config/IniPlus.h"
 #include "config/KalvexError.h"
 #include "config/LanguageUnit.h"
 #include "config/LogFileUnit.h"
 #include "config/ProcessWait.h"
+#include "config/ShellOpen.h"
 #include "config/uConfig.h"
 #include "db/DBUpdater.h"
 
 #include <QDeadlineTimer>
-#include <QDesktopServices>
 #include <QCoreApplication>
 #include <QDir>
 #include <QProcess>
@@ -223,16 +224,9 @@ void TDatenModul::requireStoreKeys(const TQMBDatabaseConfig& dbConfig, const TSt
                       .arg(source.file, source.section, missing));
 }
 
-// The converter sits next to the host program or on the PATH.
 QString TDatenModul::converterProgram()
 {
-    const QString name = QStringLiteral("kalvex-dbconvert");
-    if (QCoreApplication::instance()) {
-        const QString beside = QCoreApplication::applicationDirPath() + QLatin1Char('/') + name;
-        if (QFileInfo(beside).isExecutable())
-            return beside;
-    }
-    return QStandardPaths::findExecutable(name);
+    return DatabaseConverterProgram();
 }
 
 bool TDatenModul::convertOldAccessStore(IProcessWait* wait)
@@ -463,7 +457,7 @@ QByteArray TDatenModul::AnhangOeffnen(const QString& path)
 QString TDatenModul::AnhangOeffnenUndAnzeigen(const QString& path)
 {
     const QString target = WriteAttachmentToTemp(path, AnhangOeffnen(path));
-    QDesktopServices::openUrl(QUrl::fromLocalFile(target));
+    OpenWithShell(QUrl::fromLocalFile(target));
     return target;
 }
 

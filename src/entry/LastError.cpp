@@ -33,7 +33,7 @@ QString LastErrorText()
 
 const kx_char16* LastErrorPointer()
 {
-    return tLastError.c_str();
+    return reinterpret_cast<const kx_char16*>(tLastError.c_str());   // WCHAR on Windows, the same 16 bits
 }
 
 void ReportException() noexcept

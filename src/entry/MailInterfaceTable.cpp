@@ -25,7 +25,7 @@ QString T(KText text)
 }
 
 // IUnknown keeps COM's own error reporting: HRESULTs, no last error.
-KHRESULT queryInterface(iEMailV6* self, const KGUID* riid, void** object)
+KHRESULT KALVEX_CALL queryInterface(iEMailV6* self, const KGUID* riid, void** object)
 {
     if (!object || !riid)
         return KALVEX_E_POINTER;
@@ -37,12 +37,12 @@ KHRESULT queryInterface(iEMailV6* self, const KGUID* riid, void** object)
     return KALVEX_S_OK;
 }
 
-uint32_t addRef(iEMailV6* self)
+uint32_t KALVEX_CALL addRef(iEMailV6* self)
 {
     return M(self)->AddRef();
 }
 
-uint32_t release(iEMailV6* self)
+uint32_t KALVEX_CALL release(iEMailV6* self)
 {
     return Guarded<uint32_t>(0, [&] { return M(self)->Release(); });
 }
@@ -238,7 +238,7 @@ const iEMailV6Vtbl* MailInterfaceVtbl()
 
 QString TextFromHost(const kx_char16* text)
 {
-    return text ? QString::fromUtf16(text) : QString();
+    return text ? QString::fromUtf16(reinterpret_cast<const char16_t*>(text)) : QString();   // WCHAR on Windows
 }
 
 QUuid GuidFromHost(const KGUID* guid)

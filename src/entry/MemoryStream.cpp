@@ -21,7 +21,7 @@ bool sameGuid(const KGUID& a, const KGUID& b)
 
 }  // namespace
 
-const IStreamVtbl TMemoryStream::kVtbl = {
+const THostStreamVtbl TMemoryStream::kVtbl = {
     &TMemoryStream::queryInterface, &TMemoryStream::addRef,     &TMemoryStream::release,
     &TMemoryStream::read,           &TMemoryStream::write,      &TMemoryStream::seek,
     &TMemoryStream::setSize,        &TMemoryStream::copyTo,     &TMemoryStream::commit,
@@ -33,10 +33,10 @@ TMemoryStream::TMemoryStream() : FInterface{&kVtbl} {}
 
 IStream* TMemoryStream::Create()
 {
-    return &(new TMemoryStream)->FInterface;
+    return AsIStream(&(new TMemoryStream)->FInterface);
 }
 
-KHRESULT TMemoryStream::queryInterface(IStream* s, const KGUID* riid, void** object)
+KHRESULT KALVEX_CALL TMemoryStream::queryInterface(THostStream* s, const KGUID* riid, void** object)
 {
     if (!object || !riid)
         return KALVEX_E_POINTER;
@@ -48,12 +48,12 @@ KHRESULT TMemoryStream::queryInterface(IStream* s, const KGUID* riid, void** obj
     return KALVEX_S_OK;
 }
 
-uint32_t TMemoryStream::addRef(IStream* s)
+uint32_t KALVEX_CALL TMemoryStream::addRef(THostStream* s)
 {
     return ++self(s)->FRefCount;
 }
 
-uint32_t TMemoryStream::release(IStream* s)
+uint32_t KALVEX_CALL TMemoryStream::release(THostStream* s)
 {
     const uint32_t left = --self(s)->FRefCount;
     if (left == 0)
@@ -61,7 +61,7 @@ uint32_t TMemoryStream::release(IStream* s)
     return left;
 }
 
-KHRESULT TMemoryStream::read(IStream* s, void* buffer, uint32_t count, uint32_t* done)
+KHRESULT KALVEX_CALL TMemoryStream::read(THostStream* s, void* buffer, uint32_t count, uint32_t* done)
 {
     TMemoryStream* m = self(s);
     const qint64 available = std::max<qint64>(0, m->FData.size() - m->FPosition);
@@ -74,7 +74,7 @@ KHRESULT TMemoryStream::read(IStream* s, void* buffer, uint32_t count, uint32_t*
     return n < count ? KALVEX_S_FALSE : KALVEX_S_OK;
 }
 
-KHRESULT TMemoryStream::write(IStream* s, const void* buffer, uint32_t count, uint32_t* done)
+KHRESULT KALVEX_CALL TMemoryStream::write(THostStream* s, const void* buffer, uint32_t count, uint32_t* done)
 {
     TMemoryStream* m = self(s);
     const qint64 end = m->FPosition + count;
@@ -89,7 +89,7 @@ KHRESULT TMemoryStream::write(IStream* s, const void* buffer, uint32_t count, ui
     return KALVEX_S_OK;
 }
 
-KHRESULT TMemoryStream::seek(IStream* s, int64_t move, uint32_t origin, uint64_t* position)
+KHRESULT KALVEX_CALL TMemoryStream::seek(THostStream* s, int64_t move, uint32_t origin, uint64_t* position)
 {
     TMemoryStream* m = self(s);
     qint64 base = 0;
@@ -108,7 +108,7 @@ KHRESULT TMemoryStream::seek(IStream* s, int64_t move, uint32_t origin, uint64_t
     return KALVEX_S_OK;
 }
 
-KHRESULT TMemoryStream::setSize(IStream* s, uint64_t size)
+KHRESULT KALVEX_CALL TMemoryStream::setSize(THostStream* s, uint64_t size)
 {
     if (size > static_cast<uint64_t>(kMaxSize))
         return KALVEX_STG_E_MEDIUMFULL;
@@ -116,7 +116,7 @@ KHRESULT TMemoryStream::setSize(IStream* s, uint64_t size)
     return KALVEX_S_OK;
 }
 
-KHRESULT TMemoryStream::copyTo(IStream* s, IStream* target, uint64_t count, uint64_t* readOut, uint64_t* writtenOut)
+KHRESULT KALVEX_CALL TMemoryStream::copyTo(THostStream* s, THostStream* target, uint64_t count, uint64_t* readOut, uint64_t* writtenOut)
 {
     TMemoryStream* m = self(s);
     const qint64 available = std::max<qint64>(0, m->FData.size() - m->FPosition);
@@ -131,22 +131,22 @@ KHRESULT TMemoryStream::copyTo(IStream* s, IStream* target, uint64_t count, uint
     return hr;
 }
 
-KHRESULT TMemoryStream::commit(IStream*, uint32_t)
+KHRESULT KALVEX_CALL TMemoryStream::commit(THostStream*, uint32_t)
 {
     return KALVEX_S_OK;
 }
 
-KHRESULT TMemoryStream::revert(IStream*)
+KHRESULT KALVEX_CALL TMemoryStream::revert(THostStream*)
 {
     return KALVEX_S_OK;
 }
 
-KHRESULT TMemoryStream::lockRegion(IStream*, uint64_t, uint64_t, uint32_t)
+KHRESULT KALVEX_CALL TMemoryStream::lockRegion(THostStream*, uint64_t, uint64_t, uint32_t)
 {
     return KALVEX_STG_E_INVALIDFUNCTION;
 }
 
-KHRESULT TMemoryStream::stat(IStream* s, KSTATSTG* out, uint32_t)
+KHRESULT KALVEX_CALL TMemoryStream::stat(THostStream* s, THostStatStg* out, uint32_t)
 {
     if (!out)
         return KALVEX_E_POINTER;
@@ -156,7 +156,7 @@ KHRESULT TMemoryStream::stat(IStream* s, KSTATSTG* out, uint32_t)
     return KALVEX_S_OK;
 }
 
-KHRESULT TMemoryStream::clone(IStream* s, IStream** out)
+KHRESULT KALVEX_CALL TMemoryStream::clone(THostStream* s, THostStream** out)
 {
     if (!out)
         return KALVEX_E_POINTER;

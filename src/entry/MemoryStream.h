@@ -3,6 +3,7 @@
 // (KalvexCreateMemoryStream) and tests. Reference counted; frees itself
 // when the last reference is released.
 
+#include "entry/HostStream.h"
 #include "kalvex/kalvex.h"
 
 #include <QByteArray>
@@ -17,23 +18,23 @@ public:
 
 private:
     TMemoryStream();
-    static TMemoryStream* self(IStream* s) { return reinterpret_cast<TMemoryStream*>(s); }
-    static KHRESULT queryInterface(IStream* s, const KGUID* riid, void** object);
-    static uint32_t addRef(IStream* s);
-    static uint32_t release(IStream* s);
-    static KHRESULT read(IStream* s, void* buffer, uint32_t count, uint32_t* done);
-    static KHRESULT write(IStream* s, const void* buffer, uint32_t count, uint32_t* done);
-    static KHRESULT seek(IStream* s, int64_t move, uint32_t origin, uint64_t* position);
-    static KHRESULT setSize(IStream* s, uint64_t size);
-    static KHRESULT copyTo(IStream* s, IStream* target, uint64_t count, uint64_t* read, uint64_t* written);
-    static KHRESULT commit(IStream* s, uint32_t flags);
-    static KHRESULT revert(IStream* s);
-    static KHRESULT lockRegion(IStream* s, uint64_t offset, uint64_t count, uint32_t type);
-    static KHRESULT stat(IStream* s, KSTATSTG* stat, uint32_t flags);
-    static KHRESULT clone(IStream* s, IStream** clone);
-    static const IStreamVtbl kVtbl;
+    static TMemoryStream* self(THostStream* s) { return reinterpret_cast<TMemoryStream*>(s); }
+    static KHRESULT KALVEX_CALL queryInterface(THostStream* s, const KGUID* riid, void** object);
+    static uint32_t KALVEX_CALL addRef(THostStream* s);
+    static uint32_t KALVEX_CALL release(THostStream* s);
+    static KHRESULT KALVEX_CALL read(THostStream* s, void* buffer, uint32_t count, uint32_t* done);
+    static KHRESULT KALVEX_CALL write(THostStream* s, const void* buffer, uint32_t count, uint32_t* done);
+    static KHRESULT KALVEX_CALL seek(THostStream* s, int64_t move, uint32_t origin, uint64_t* position);
+    static KHRESULT KALVEX_CALL setSize(THostStream* s, uint64_t size);
+    static KHRESULT KALVEX_CALL copyTo(THostStream* s, THostStream* target, uint64_t count, uint64_t* read, uint64_t* written);
+    static KHRESULT KALVEX_CALL commit(THostStream* s, uint32_t flags);
+    static KHRESULT KALVEX_CALL revert(THostStream* s);
+    static KHRESULT KALVEX_CALL lockRegion(THostStream* s, uint64_t offset, uint64_t count, uint32_t type);
+    static KHRESULT KALVEX_CALL stat(THostStream* s, THostStatStg* stat, uint32_t flags);
+    static KHRESULT KALVEX_CALL clone(THostStream* s, THostStream** clone);
+    static const THostStreamVtbl kVtbl;
 
-    IStream FInterface;   // must stay the first member: IStream* is this object
+    THostStream FInterface;   // must stay the first member: IStream* is this object
     std::atomic<uint32_t> FRefCount{1};
     QByteArray FData;
     qint64 FPosition = 0;

@@ -2,6 +2,7 @@
 
 #include "config/KalvexError.h"
 #include "config/LanguageUnit.h"
+#include "entry/HostStream.h"
 
 namespace kalvex {
 
@@ -23,7 +24,7 @@ bool failed(KHRESULT hr)
 
 void seekToStart(IStream* stream)
 {
-    const KHRESULT hr = stream->lpVtbl->Seek(stream, 0, KALVEX_STREAM_SEEK_SET, nullptr);
+    const KHRESULT hr = AsHostStream(stream)->lpVtbl->Seek(AsHostStream(stream), 0, KALVEX_STREAM_SEEK_SET, nullptr);
     if (failed(hr))
         throwStreamError(hr);
 }
@@ -40,7 +41,7 @@ QByteArray ReadAllFromStream(IStream* stream)
             throw EKalvex(Tx(1813, "Der Datenstrom des Hostprogramms ist zu groß."));
         bytes.resize(at + kChunk);
         uint32_t got = 0;
-        const KHRESULT hr = stream->lpVtbl->Read(stream, bytes.data() + at, kChunk, &got);
+        const KHRESULT hr = AsHostStream(stream)->lpVtbl->Read(AsHostStream(stream), bytes.data() + at, kChunk, &got);
         if (failed(hr))
             throwStreamError(hr);
         bytes.resize(at + std::min(got, kChunk));
@@ -53,14 +54,14 @@ QByteArray ReadAllFromStream(IStream* stream)
 void WriteAllToStream(IStream* stream, const QByteArray& bytes)
 {
     seekToStart(stream);
-    KHRESULT hr = stream->lpVtbl->SetSize(stream, 0);
+    KHRESULT hr = AsHostStream(stream)->lpVtbl->SetSize(AsHostStream(stream), 0);
     if (failed(hr))
         throwStreamError(hr);
     qsizetype done = 0;
     while (done < bytes.size()) {
         const uint32_t n = static_cast<uint32_t>(std::min<qsizetype>(bytes.size() - done, kChunk));
         uint32_t written = 0;
-        hr = stream->lpVtbl->Write(stream, bytes.constData() + done, n, &written);
+        hr = AsHostStream(stream)->lpVtbl->Write(AsHostStream(stream), bytes.constData() + done, n, &written);
         if (failed(hr) || written == 0)
             throwStreamError(failed(hr) ? hr : KALVEX_E_FAIL);
         done += written;

@@ -1,6 +1,10 @@
 #include "entry/UiLoader.h"
 
+#include "config/AppPaths.h"
+#include "config/Desktop.h"
+
 #include <QApplication>
+#include <QDir>
 #include <utility>
 
 namespace kalvex {
@@ -28,20 +32,39 @@ void chooseHeadlessPlatformIfNeeded()
 {
     if (qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
         return;
-    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+    if (!DisplayAvailable())
         qputenv("QT_QPA_PLATFORM", "offscreen");
+}
+
+// Qt's plugins (the SQLite driver, TLS) lie beside the module in a Windows
+// installation, whatever program loaded it. Qt reads QT_PLUGIN_PATH each
+// time it works out where plugins are, also while no application object
+// exists (after a finalize), so the module's folder is named there.
+void usePluginsBesideModule()
+{
+    const QString folder = QDir::toNativeSeparators(QDir::cleanPath(ModuleFolder()));
+    if (folder.isEmpty())
+        return;
+    QStringList paths = qEnvironmentVariable("QT_PLUGIN_PATH").split(QDir::listSeparator(), Qt::SkipEmptyParts);
+    if (paths.contains(folder))
+        return;
+    paths.append(folder);
+    qputenv("QT_PLUGIN_PATH", paths.join(QDir::listSeparator()).toUtf8());
+    if (QCoreApplication::instance())
+        QCoreApplication::addLibraryPath(QDir::cleanPath(ModuleFolder()));
 }
 
 }  // namespace
 
 void UiLoaderInitialize()
 {
-    if (QCoreApplication::instance())
-        return;
-    chooseHeadlessPlatformIfNeeded();
-    ownedApplication() = new QApplication(gArgc, gArgv);
-    // The appearance settings may then style the whole application.
-    ownedApplication()->setProperty("kalvexOwnsApplication", true);
+    usePluginsBesideModule();
+    if (!QCoreApplication::instance()) {
+        chooseHeadlessPlatformIfNeeded();
+        ownedApplication() = new QApplication(gArgc, gArgv);
+        // The appearance settings may then style the whole application.
+        ownedApplication()->setProperty("kalvexOwnsApplication", true);
+    }
 }
 
 void UiLoaderFinalize()

@@ -3,6 +3,7 @@
 #include "config/LogFileUnit.h"
 #include "config/UserMessages.h"
 #include "mailinterface/RecipientKey.h"
+#include "send/SystemMapi.h"
 #include "send/uMapiClient.h"
 
 #include <QCoreApplication>
@@ -124,6 +125,8 @@ int TGenHelp::CallMailClient()
     for (const QString& path : FAttachments)
         if (!QFileInfo(path).isFile())
             return report(11);
+    if (const std::optional<int> code = SendThroughSystemMapi({FBetreff, FMailtext, FRecipients, FAttachments}))
+        return report(*code);
     if (!FitsOneArgument())
         return report(18);   // shortening the text would lose what the user wrote
     const TMailClientCommand command = FindMailClientCommand();

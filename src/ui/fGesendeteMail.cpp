@@ -6,9 +6,9 @@
 #include "mailinterface/EMail.h"
 #include "send/ComposeModel.h"
 #include "config/AttachmentFiles.h"
+#include "config/ShellOpen.h"
 #include "ui/WindowGeometry.h"
 
-#include <QDesktopServices>
 #include <QDialogButtonBox>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -99,7 +99,7 @@ void TFormGesendeteMail::OpenAttachment(int row)
     const TAnhang& a = FMail.FLAnhaengeBlob[row];
     try {
         const QString path = WriteAttachmentToTemp(a.FPfad, a.FObjekt);
-        QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+        OpenWithShell(QUrl::fromLocalFile(path));
     } catch (const std::exception& e) {
         FMessages.ShowError(QString::fromUtf8(e.what()));
     }

@@ -5,6 +5,7 @@
 #include "compose/rtf/RtfReader.h"
 #include "config/InterfaceLocale.h"
 #include "config/LanguageUnit.h"
+#include "config/ShellOpen.h"
 #include "config/uConfig.h"
 #include "mailinterface/uMailInterface.h"
 #include "ui/AttachmentDisplay.h"
@@ -24,7 +25,6 @@
 #include <QCloseEvent>
 #include <QColorDialog>
 #include <QComboBox>
-#include <QDesktopServices>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QFontComboBox>
@@ -555,7 +555,7 @@ void TMainForm::OpenAttachment(int row)
         FMessages.ShowError(FileMovedMessage(path));
         return;
     }
-    QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+    OpenWithShell(QUrl::fromLocalFile(path));
 }
 
 bool TMainForm::sentFlag() const

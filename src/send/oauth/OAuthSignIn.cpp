@@ -1,11 +1,11 @@
 #include "send/oauth/OAuthSignIn.h"
 
 #include "config/LanguageUnit.h"
+#include "config/ShellOpen.h"
 #include "send/oauth/DevicePoll.h"
 #include "send/oauth/OAuthProviderInfo.h"
 
 #include <QCryptographicHash>
-#include <QDesktopServices>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QNetworkAccessManager>
@@ -350,7 +350,7 @@ QString CodeChallengeS256(const QString& verifier)
 
 TBrowserOpener SystemBrowser()
 {
-    return [](const QUrl& url) { return QDesktopServices::openUrl(url); };
+    return [](const QUrl& url) { return OpenWithShell(url); };
 }
 
 // $BROWSER is a list of commands separated by ":", "%s" standing for the

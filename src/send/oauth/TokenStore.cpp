@@ -4,38 +4,17 @@
 #include "config/LanguageUnit.h"
 #include "config/uCrypt.h"
 #include "send/oauth/OAuthTokens.h"
+#include "send/oauth/SecretStore.h"
 
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTimer>
-#include <qt6keychain/keychain.h>
 
 namespace kalvex {
 
 namespace {
 
 const QString kSection = QStringLiteral("OAuth");
-const QString kService = QStringLiteral("kalvex");
-constexpr int kKeychainTimeoutMs = 15000;   // a secret store that never answers counts as none
-
-// Runs one keychain job to its end; false when the secret store failed
-// (not there, locked, refused) rather than merely holding no entry.
-bool runJob(QKeychain::Job& job)
-{
-    job.setAutoDelete(false);
-    bool timedOut = false;
-    WaitFor([&](std::function<void()> finished) {
-        QObject::connect(&job, &QKeychain::Job::finished, &job, [finished] { finished(); });
-        QTimer::singleShot(kKeychainTimeoutMs, &job, [&timedOut, finished] {
-            timedOut = true;
-            finished();
-        });
-        job.start();
-    });
-    return !timedOut && (job.error() == QKeychain::NoError || job.error() == QKeychain::EntryNotFound);
-}
-
 TTokenBackend backendFromKey(const QString& key)
 {
     if (key == QLatin1String("SecretStore"))
@@ -105,10 +84,9 @@ TStoredSignIn TTokenStore::Load() const
         s.accessExpires = QDateTime::fromString(ini.ReadString(kSection, QStringLiteral("AccessExpires"), QString()), Qt::ISODate);
     }
     if (s.backend == TTokenBackend::SecretStore) {
-        QKeychain::ReadPasswordJob job(kService);
-        job.setKey(keychainKey());
-        if (runJob(job))
-            readSecret(job.textData(), s);
+        QString secret;
+        if (SecretStoreRead(keychainKey(), secret))
+            readSecret(secret, s);
     }
     return s;
 }
@@ -119,10 +97,7 @@ TTokenBackend TTokenStore::Save(const QString& refreshToken, const QString& user
 {
     TStoredSignIn s{refreshToken, user, TTokenBackend::SettingsFile, accessToken, accessExpires};
     if (FUseSecretStore) {
-        QKeychain::WritePasswordJob job(kService);
-        job.setKey(keychainKey());
-        job.setTextData(secretOf(s));
-        if (runJob(job)) {
+        if (SecretStoreWrite(keychainKey(), secretOf(s))) {
             saveToFile({QString(), user, TTokenBackend::SecretStore, QString(), QDateTime()});
             return TTokenBackend::SecretStore;
         }
@@ -147,9 +122,7 @@ void TTokenStore::saveToFile(const TStoredSignIn& s)
 void TTokenStore::Remove()
 {
     if (FUseSecretStore && Load().backend == TTokenBackend::SecretStore) {
-        QKeychain::DeletePasswordJob job(kService);
-        job.setKey(keychainKey());
-        runJob(job);
+        SecretStoreDelete(keychainKey());
     }
     saveToFile({});
 }
@@ -157,7 +130,7 @@ void TTokenStore::Remove()
 QString TokenBackendText(TTokenBackend backend)
 {
     switch (backend) {
-    case TTokenBackend::SecretStore: return Tx(3519, "im Schlüsselbund des Desktops");
+    case TTokenBackend::SecretStore: return SecretStoreName();
     case TTokenBackend::SettingsFile: return Tx(3520, "verschlüsselt in config.ini (kein Schlüsselbund verfügbar)");
     default: return Tx(3521, "nicht angemeldet");
     }

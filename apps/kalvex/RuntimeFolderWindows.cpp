@@ -1,0 +1,7 @@
+#include "RuntimeFolder.h"
+
+namespace kalvex::cli {
+
+void PrepareRuntimeFolder() {}
+
+}  // namespace kalvex::cli

@@ -1,0 +1,10 @@
+#include "config/Desktop.h"
+
+namespace kalvex {
+
+bool DisplayAvailable()
+{
+    return true;
+}
+
+}  // namespace kalvex

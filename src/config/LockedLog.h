@@ -1,0 +1,37 @@
+#pragma once
+// The log file as its path names it now, open for appending and locked
+// against the other processes that start on the same log. One source per
+// platform (LockedLogPosix.cpp: open/flock; LockedLogWindows.cpp:
+// CreateFileW/LockFileEx). The lock is held from construction until
+// destruction; the file handle is owned by the object.
+
+#include <QByteArray>
+#include <QString>
+
+#include <cstdint>
+
+namespace kalvex {
+
+class TLockedLog {
+public:
+    // Raises EKalvex when the file cannot be opened or locked.
+    explicit TLockedLog(const QByteArray& path);
+    ~TLockedLog();   // closing unlocks
+    TLockedLog(const TLockedLog&) = delete;
+    TLockedLog& operator=(const TLockedLog&) = delete;
+
+    // False when another process rotated the file away while we waited.
+    bool IsCurrent() const;
+    qint64 Size() const;
+    void Write(const QByteArray& bytes) const;
+
+private:
+    QByteArray FPath;
+    intptr_t FHandle;   // a file descriptor, or a Windows HANDLE
+};
+
+// Moves the log to its backup name, replacing an older backup. False on
+// failure; a log that is not there counts as moved.
+bool MoveLogToBackup(const QString& from, const QString& to);
+
+}  // namespace kalvex
