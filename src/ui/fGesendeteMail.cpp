@@ -6,7 +6,11 @@
 #include "mailinterface/EMail.h"
 #include "send/ComposeModel.h"
 #include "config/AttachmentFiles.h"
+#include "ui/AttachmentDisplay.h"
+#include "ui/DisplayTexts.h"
 #include "ui/WindowGeometry.h"
+
+#include <cmath>
 
 #include <QDesktopServices>
 #include <QDialogButtonBox>
@@ -30,7 +34,7 @@ QString recipientsText(const TEMail& mail)
 {
     QStringList parts;
     for (const auto& r : mail.FLEmpfaenger)
-        parts << RecipientKindText(r->FEmpfType) + QStringLiteral(": ") + r->FAdresse;
+        parts << KindCaption(r->FEmpfType) + QStringLiteral(": ") + r->FAdresse;
     return parts.join(QStringLiteral("; "));
 }
 
@@ -59,7 +63,9 @@ TFormGesendeteMail::TFormGesendeteMail(const TEMail& mail, IUserMessages& messag
         const int row = gridAnhang->rowCount();
         gridAnhang->insertRow(row);
         gridAnhang->setItem(row, 0, new QTableWidgetItem(SafeAttachmentName(a->FPfad)));
-        gridAnhang->setItem(row, 1, new QTableWidgetItem(FormatSizeMB(a->FDateigroesse / (1024.0 * 1024.0))));
+        auto* size = new QTableWidgetItem(FormatAttachmentSize(std::llround(a->FDateigroesse), InterfaceLocale()));
+        size->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
+        gridAnhang->setItem(row, 1, size);
     }
     connect(gridAnhang, &QTableWidget::cellDoubleClicked, this, [this](int row, int) { OpenAttachment(row); });
     gridAnhang->setContextMenuPolicy(Qt::CustomContextMenu);
