@@ -54,11 +54,7 @@ void TMainForm::widenFieldPanel()
 {
     const int needed = tvFelder->columnWidth(0) + tvFelder->columnWidth(1) + 2 * tvFelder->frameWidth()
                      + tvFelder->verticalScrollBar()->sizeHint().width();
-    QList<int> sizes = FBodySplitter->sizes();
-    if (sizes.size() != 2 || sizes[1] >= needed)
-        return;
-    const int total = sizes[0] + sizes[1];
-    FBodySplitter->setSizes({std::max(total - needed, total / 2), std::min(needed, total / 2)});
+    FFieldPanel->setMinimumWidth(std::clamp(needed, 160, 440));
 }
 
 void TMainForm::insertPlaceholder(const QString& name)

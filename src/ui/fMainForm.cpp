@@ -247,6 +247,8 @@ void TMainForm::applyGridSettings()
     // The address is what the user checks: it gets the room, the kind column what its box needs.
     gridEmpf->horizontalHeader()->setSectionResizeMode(ColEmpfAdr, QHeaderView::Stretch);
     gridEmpf->horizontalHeader()->setSectionResizeMode(ColEmpfListe, QHeaderView::ResizeToContents);
+    gridEmpf->horizontalHeader()->setSectionResizeMode(ColName, QHeaderView::ResizeToContents);
+    gridEmpf->horizontalHeader()->setSectionResizeMode(ColFirma, QHeaderView::ResizeToContents);
 }
 
 // The subject is what the user looks for in a mail list: it gets the room.
@@ -338,6 +340,10 @@ QWidget* TMainForm::buildRecipientArea()
                                QStringLiteral("tmpID"), QStringLiteral("KontaktID"), Tx(1957, "Empfängerliste")});
     for (int hidden : {ColAdressDB, ColTmpID, ColKontaktID})
         gridEmpf->setColumnHidden(hidden, true);
+    // One line per recipient, as high as its kind box: more rows in view.
+    gridEmpf->setWordWrap(false);
+    gridEmpf->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    gridEmpf->verticalHeader()->setDefaultSectionSize(QComboBox().sizeHint().height());
     row->addWidget(gridEmpf, 1);
     auto* side = new QVBoxLayout;
     auto* plus = new QToolButton(area);
