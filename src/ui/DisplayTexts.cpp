@@ -25,4 +25,14 @@ QString SentByCaption(const QString& stored)
     return stored;
 }
 
+QString StatusCaption(TMailStatus status)
+{
+    switch (status) {
+    case TMailStatus::stGesendet: return Tx(2304, "gesendet");
+    case TMailStatus::stEntwurf: return Tx(4512, "Entwurf");
+    case TMailStatus::stUndefined: break;
+    }
+    return Tx(4506, "undefiniert");
+}
+
 }  // namespace kalvex

@@ -3,6 +3,7 @@
 // ("An", "Standard-E-Mail-Client"), the windows show them in the interface
 // language.
 
+#include "mailinterface/EMail.h"
 #include "mailinterface/Empfaenger.h"
 
 #include <QString>
@@ -14,5 +15,7 @@ QString KindCaption(TEmpfaengerTyp kind);
 // A stored "Gesendet durch" value in the interface language; unknown
 // values as stored.
 QString SentByCaption(const QString& stored);
+// A mail's status ("gesendet", "Entwurf") in the interface language.
+QString StatusCaption(TMailStatus status);
 
 }  // namespace kalvex

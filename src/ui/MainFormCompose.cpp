@@ -54,7 +54,7 @@ void TMainForm::widenFieldPanel()
 {
     const int needed = tvFelder->columnWidth(0) + tvFelder->columnWidth(1) + 2 * tvFelder->frameWidth()
                      + tvFelder->verticalScrollBar()->sizeHint().width();
-    FFieldPanel->setMinimumWidth(std::clamp(needed, 160, 440));
+    FFieldPanel->setMinimumWidth(std::clamp(needed, 160, 360));
 }
 
 void TMainForm::insertPlaceholder(const QString& name)

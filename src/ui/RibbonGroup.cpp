@@ -72,7 +72,7 @@ TRibbonGroup::TRibbonGroup(const QString& caption, const QList<QAction*>& action
     outer->setContentsMargins(2, 0, 2, 0);
     outer->setSpacing(2);
     outer->addWidget(FExpanded);
-    outer->addWidget(FDropDown);
+    outer->addWidget(FDropDown, 0, Qt::AlignTop);
     outer->addWidget(FSeparator = separator(this));
     SetCollapsed(false);
     followActions();
@@ -103,7 +103,7 @@ QToolButton* TRibbonGroup::dropDownButton(const QString& caption)
     button->setMenu(menu);
     button->setPopupMode(QToolButton::InstantPopup);
     button->setAutoRaise(true);
-    button->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Expanding);
+    button->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
     const QString first = FActions.isEmpty() ? QString() : CommandName(FActions.first());
     button->setText(TwoLineCaption(caption.isEmpty() ? first + QStringLiteral(" …") : caption));
     button->setToolTip(caption.isEmpty() ? first : caption);

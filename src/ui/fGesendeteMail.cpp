@@ -50,13 +50,14 @@ TFormGesendeteMail::TFormGesendeteMail(const TEMail& mail, IUserMessages& messag
     lbEmpfaenger = new QLabel(recipientsText(mail), this);
     lbEmpfaenger->setWordWrap(true);
     auto* date = new QLabel(InterfaceLocale().toString(DaysToDateTime(mail.FDatum), QLocale::LongFormat) + QStringLiteral(" — ")
-                                + MailStatusText(mail.FStatus),
+                                + StatusCaption(mail.FStatus),
                             this);
     edInhalt = new QTextBrowser(this);
     edInhalt->setPlainText(mail.FBodyPlain);
     gridAnhang = new QTableWidget(0, 2, this);
     gridAnhang->setHorizontalHeaderLabels({Tx(1972, "Anhang"), Tx(1973, "Größe")});
-    gridAnhang->horizontalHeader()->setStretchLastSection(true);
+    gridAnhang->horizontalHeader()->setSectionResizeMode(0, QHeaderView::Stretch);
+    gridAnhang->horizontalHeader()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
     gridAnhang->setEditTriggers(QAbstractItemView::NoEditTriggers);
     gridAnhang->setSelectionBehavior(QAbstractItemView::SelectRows);
     for (const auto& a : mail.FLAnhaengeBlob) {

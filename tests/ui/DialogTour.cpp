@@ -7,7 +7,6 @@
 
 #include "DemoInstallation.h"
 #include "ModuleDialogs.h"
-#include "TestApp.h"
 
 #include "ui/fMainForm.h"
 
@@ -53,8 +52,8 @@ void present(QWidget& window, const QString& name)
 
 int main(int argc, char** argv)
 {
-    QSqlDatabase::connectionNames();
-    kalvex::testing::WidgetApp();
+    QSqlDatabase::connectionNames();   // Qt SQL's globals must outlive the application
+    QApplication app(argc, argv);      // ends before the process, while Qt's thread data is there
     const int32_t lang = argc > 1 ? std::atoi(argv[1]) : 1031;
     kalvex::testing::DemoInstallation site;
     TLang::Install(std::make_unique<TLang>(QFileInfo(QStringLiteral(KALVEX_TRANSLATIONS_DB)).absolutePath()))
