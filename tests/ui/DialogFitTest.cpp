@@ -7,8 +7,6 @@
 
 #include "ui/fMainForm.h"
 
-#include <QAbstractButton>
-#include <QDialogButtonBox>
 #include <QSqlDatabase>
 #include <gtest/gtest.h>
 
@@ -18,17 +16,6 @@ namespace {
 
 constexpr int kMaxHeight = 700;   // 768 less a task bar and the title bar
 constexpr int kMaxWidth = 1366;
-
-// The lowest point of the dialog's buttons, in its own coordinates.
-int buttonsBottom(const QDialog& dialog)
-{
-    int bottom = 0;
-    for (const QDialogButtonBox* box : dialog.findChildren<QDialogButtonBox*>())
-        for (const QAbstractButton* b : box->buttons())
-            if (b->isVisibleTo(&dialog))
-                bottom = std::max(bottom, b->mapTo(&dialog, QPoint(0, b->height())).y());
-    return bottom;
-}
 
 void checkEveryDialog(int32_t lang)
 {
@@ -47,7 +34,7 @@ void checkEveryDialog(int32_t lang)
         EXPECT_LE(dialog->minimumSizeHint().height(), kMaxHeight);
         EXPECT_LE(dialog->height(), kMaxHeight);
         EXPECT_LE(dialog->width(), kMaxWidth);
-        EXPECT_LE(buttonsBottom(*dialog), dialog->height());
+        EXPECT_LE(kalvex::testing::ButtonsBottom(*dialog), dialog->height());
     }
     EXPECT_LE(window.minimumSizeHint().height(), kMaxHeight);
 }

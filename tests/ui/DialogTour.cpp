@@ -10,9 +10,7 @@
 
 #include "ui/fMainForm.h"
 
-#include <QAbstractButton>
 #include <QApplication>
-#include <QDialogButtonBox>
 #include <QSqlDatabase>
 #include <QWindow>
 #include <cstdio>
@@ -23,16 +21,6 @@ using namespace kalvex;
 
 namespace {
 
-int buttonsBottom(const QWidget& window)
-{
-    int bottom = 0;
-    for (const QDialogButtonBox* box : window.findChildren<QDialogButtonBox*>())
-        for (const QAbstractButton* b : box->buttons())
-            if (b->isVisibleTo(&window))
-                bottom = std::max(bottom, b->mapTo(&window, QPoint(0, b->height())).y());
-    return bottom;
-}
-
 // Shows the window until the window manager has mapped it, reports it and
 // waits for the measurer.
 void present(QWidget& window, const QString& name)
@@ -41,7 +29,7 @@ void present(QWidget& window, const QString& name)
     while (!window.windowHandle() || !window.windowHandle()->isExposed())
         QApplication::processEvents(QEventLoop::WaitForMoreEvents);
     QApplication::processEvents();
-    std::printf("%s %llu %d\n", qPrintable(name), static_cast<unsigned long long>(window.winId()), buttonsBottom(window));
+    std::printf("%s %llu %d\n", qPrintable(name), static_cast<unsigned long long>(window.winId()), kalvex::testing::ButtonsBottom(window));
     std::fflush(stdout);
     std::string line;
     std::getline(std::cin, line);

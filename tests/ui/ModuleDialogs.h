@@ -18,8 +18,10 @@
 #include "ui/fVorlagen.h"
 #include "ui/fVorschau.h"
 
+#include <QAbstractButton>
 #include <QAction>
 #include <QDialog>
+#include <QDialogButtonBox>
 #include <functional>
 #include <memory>
 #include <utility>
@@ -28,6 +30,17 @@
 namespace kalvex::testing {
 
 using TDialogMaker = std::function<std::unique_ptr<QDialog>(QWidget* parent)>;
+
+// The lowest point of a window's dialog buttons, in its own coordinates.
+inline int ButtonsBottom(const QWidget& window)
+{
+    int bottom = 0;
+    for (const QDialogButtonBox* box : window.findChildren<QDialogButtonBox*>())
+        for (const QAbstractButton* b : box->buttons())
+            if (b->isVisibleTo(&window))
+                bottom = std::max(bottom, b->mapTo(&window, QPoint(0, b->height())).y());
+    return bottom;
+}
 
 // Name and maker of each dialog; messages and site outlive the dialogs.
 inline std::vector<std::pair<QString, TDialogMaker>> ModuleDialogs(DemoInstallation& site, IUserMessages& messages)

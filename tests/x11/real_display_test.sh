@@ -3,7 +3,8 @@
 # small laptop) with a window manager (Openbox), driven with real key
 # events (xdotool) as a user drives them:
 #   1. The distribution window and every dialog it opens, in German and
-#      English, lie wholly on the screen with their buttons on it.
+#      English, lie wholly on the screen with their buttons on it, each
+#      dialog centred on the window.
 #   2. Esc on a composed mail asks about the draft; Esc on the question
 #      goes back to the mail (nothing stored, the window stays); Esc, then
 #      Return ("Ja") stores the draft.
@@ -62,6 +63,12 @@ tour() {
         [ "$X" -ge 0 ] && [ "$Y" -ge 0 ] || fail "$name ($lang) starts off the screen at $X,$Y"
         [ $((X + WIDTH)) -le 1366 ] && [ $((Y + HEIGHT)) -le 768 ] || fail "$name ($lang) ends off the screen: ${WIDTH}x${HEIGHT} at $X,$Y"
         [ $((Y + bottom)) -le 768 ] || fail "the buttons of $name ($lang) are below the screen"
+        if [ "$name" = main ]; then
+            MX=$((X + WIDTH / 2)); MY=$((Y + HEIGHT / 2))
+        else
+            DX=$((X + WIDTH / 2 - MX)); DY=$((Y + HEIGHT / 2 - MY))
+            [ "${DX#-}" -le 40 ] && [ "${DY#-}" -le 40 ] || fail "$name ($lang) is not centred on the window ($DX,$DY off)"
+        fi
         count=$((count + 1))
         echo >&3
     done
