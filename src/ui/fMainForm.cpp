@@ -373,10 +373,16 @@ QWidget* TMainForm::buildRecipientArea()
     btVorschau = new QPushButton(Tx(3440, "Vorschau"), area);
     btVorschau->setToolTip(Tx(3445, "Zeigt die E-Mail, wie jeder Empfänger sie bei \"separat senden\" erhält"));
     connect(btVorschau, &QPushButton::clicked, this, &TMainForm::ShowPreview);
-    for (QWidget* w : {static_cast<QWidget*>(plus), static_cast<QWidget*>(fromDb), static_cast<QWidget*>(choose),
-                       static_cast<QWidget*>(preset), static_cast<QWidget*>(chbSeperatSenden),
-                       static_cast<QWidget*>(btVorschau)})
-        side->addWidget(w);
+    // Three short rows, so the column fits beside six recipient rows.
+    auto* pickRow = new QHBoxLayout;
+    for (QWidget* w : {static_cast<QWidget*>(plus), static_cast<QWidget*>(fromDb), static_cast<QWidget*>(choose)})
+        pickRow->addWidget(w);
+    auto* separateRow = new QHBoxLayout;
+    separateRow->addWidget(chbSeperatSenden);
+    separateRow->addWidget(btVorschau);
+    side->addLayout(pickRow);
+    side->addWidget(preset);
+    side->addLayout(separateRow);
     side->addStretch(1);
     row->addLayout(side);
     return area;

@@ -61,6 +61,14 @@ void mainWindow(kalvex::testing::DemoInstallation& site, TRecordingMessages& mes
     form.resize(form.minimumSizeHint().width(), 768 - 32);
     save(form, "main-narrow", lang);
     form.resize(1366, 768 - 32);
+    TConfig direct;   // the status line and sender of direct sending, not stored
+    direct.FVersandart = TVersandArt::vaDirekt;
+    direct.FHost = "smtp.example.org";
+    direct.FPort = 587;
+    direct.FUser = "bauleitung@example.org";
+    direct.FAbsenderName = "Bauleitung Nord";
+    form.UpdateStatusLine(direct);
+    save(form, "main-direct", lang);
     darkScheme(site, form, messages, lang);
     companions(site, form, messages, lang);
 }
