@@ -163,9 +163,12 @@ int TRibbonGroup::frameWidth() const
     return margins.left() + margins.right() + FSeparator->sizeHint().width() + layout()->spacing();
 }
 
+// A group of one command never collapses; others may shrink to their
+// drop-down, when that is the narrower.
 QSize TRibbonGroup::minimumSizeHint() const
 {
-    return {CollapsedWidth(), QWidget::minimumSizeHint().height()};
+    const int width = FActions.size() > 1 ? std::min(CollapsedWidth(), ExpandedWidth()) : ExpandedWidth();
+    return {width, QWidget::minimumSizeHint().height()};
 }
 
 TRibbonTab::TRibbonTab(QWidget* parent) : QWidget(parent)

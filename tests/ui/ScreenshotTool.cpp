@@ -30,7 +30,8 @@ QString gOut;
 void save(QWidget& w, const QString& name, int32_t lang)
 {
     w.show();
-    QApplication::processEvents();   // views settle their scroll bars after the first layout
+    for (int pass = 0; pass < 5; ++pass)   // views settle their scroll bars, ribbon groups unfold
+        QApplication::processEvents();
     const QString file = QStringLiteral("%1/%2-%3.png").arg(gOut, name, lang == 1031 ? "de" : "en");
     w.grab().save(file);
     std::printf("%s\n", qPrintable(file));
