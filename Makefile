@@ -10,7 +10,7 @@ DEB_PACKAGES := cmake ninja-build g++ pkg-config qt6-base-dev libqt6sql6-sqlite 
 	libgtest-dev libbenchmark-dev python3 python3-aiosmtpd xdg-utils desktop-file-utils \
 	openssl sqlite3 libsqlite3-dev clang libclang-rt-14-dev \
 	mariadb-server libqt6sql6-mysql libqt6sql6-odbc unixodbc odbc-mariadb tdsodbc mdbtools mrtg-contrib \
-	xvfb xauth xdotool bash-completion \
+	xvfb xauth xdotool openbox bash-completion \
 	breeze-icon-theme libqt6svg6 qt6-translations-l10n libhunspell-dev hunspell-de-de hunspell-en-us \
 	qtkeychain-qt6-dev python3-oauthlib gnome-keyring dbus curl
 # What `make deb` needs beyond them (dpkg-shlibdeps, lintian).

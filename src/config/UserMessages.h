@@ -16,6 +16,10 @@ public:
     virtual void ShowError(const QString& text) = 0;
     virtual void ShowInformation(const QString& text) = 0;
     virtual bool AskYesNo(const QString& text) = 0;  // true for "Ja"
+    // A question that may also be called off ("Abbrechen", Esc): nothing
+    // is to happen then. Without a way to call off it is a Yes/No question.
+    enum class TAnswer { Yes, No, Cancel };
+    virtual TAnswer AskYesNoCancel(const QString& text) { return AskYesNo(text) ? TAnswer::Yes : TAnswer::No; }
 };
 
 // Remembers every message; answers questions from a queue of prepared

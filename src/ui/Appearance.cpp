@@ -38,8 +38,11 @@ QPalette darkPalette()
 {
     QPalette p(QColor(0x31, 0x36, 0x3b), QColor(0x23, 0x26, 0x29));   // button, window
     p.setColor(QPalette::WindowText, QColor(0xef, 0xf0, 0xf1));
-    p.setColor(QPalette::Base, QColor(0x1b, 0x1e, 0x20));
-    p.setColor(QPalette::AlternateBase, QColor(0x23, 0x26, 0x29));
+    // Fields, check boxes and radio buttons are filled with Base and ringed
+    // with a shade darker than the window: Base must be lighter than the
+    // window for them to stand out.
+    p.setColor(QPalette::Base, QColor(0x4d, 0x52, 0x57));
+    p.setColor(QPalette::AlternateBase, QColor(0x55, 0x5a, 0x5f));
     p.setColor(QPalette::Text, QColor(0xef, 0xf0, 0xf1));
     p.setColor(QPalette::ButtonText, QColor(0xef, 0xf0, 0xf1));
     p.setColor(QPalette::ToolTipBase, QColor(0x31, 0x36, 0x3b));

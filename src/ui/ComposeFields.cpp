@@ -29,9 +29,12 @@ void FillFieldTree(QTreeWidget& tree, const QList<TFieldEntry>& entries)
         item->setToolTip(1, e.value);
         item->setToolTip(2, e.description);
     }
-    // Names such as "Empfaenger.Briefanrede" readable, yet room for the value.
+    // Names such as "Empfaenger.Briefanrede" readable, and the values whole
+    // as far as reasonable; the description may be cut (its tooltip has it).
     tree.resizeColumnToContents(0);
     tree.setColumnWidth(0, std::min(tree.columnWidth(0), 170));
+    tree.resizeColumnToContents(1);
+    tree.setColumnWidth(1, std::min(tree.columnWidth(1), 260));
 }
 
 }  // namespace kalvex

@@ -2,6 +2,7 @@
 
 #include <QDropEvent>
 #include <QMimeData>
+#include <QUrl>
 #include <QWidget>
 
 namespace kalvex {
@@ -12,6 +13,14 @@ bool carriesUrls(const QEvent* event)
 {
     const auto* drop = static_cast<const QDropEvent*>(event);
     return drop->mimeData() && drop->mimeData()->hasUrls();
+}
+
+bool carriesFiles(const QEvent* event)
+{
+    for (const QUrl& url : static_cast<const QDropEvent*>(event)->mimeData()->urls())
+        if (url.isLocalFile())
+            return true;
+    return false;
 }
 
 bool isDragOrDrop(QEvent::Type type)
@@ -29,9 +38,16 @@ void TFileDropFilter::Watch(QWidget* widget)
     widget->installEventFilter(this);
 }
 
+void TFileDropFilter::WatchText(QWidget* widget)
+{
+    Watch(widget);
+    FTextFields.insert(widget);
+}
+
 bool TFileDropFilter::eventFilter(QObject* watched, QEvent* event)
 {
-    if (!isDragOrDrop(event->type()) || !carriesUrls(event))
+    if (!isDragOrDrop(event->type()) || !carriesUrls(event)
+        || (FTextFields.contains(watched) && !carriesFiles(event)))
         return QObject::eventFilter(watched, event);
     auto* drop = static_cast<QDropEvent*>(event);
     drop->setDropAction(Qt::CopyAction);

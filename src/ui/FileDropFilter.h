@@ -4,6 +4,7 @@
 
 #include <QList>
 #include <QObject>
+#include <QSet>
 #include <QUrl>
 #include <functional>
 
@@ -17,12 +18,15 @@ public:
     TFileDropFilter(TDropHandler onDrop, QObject* parent);
     // Lets widget accept drops and routes its file drops here.
     void Watch(QWidget* widget);
+    // A text field: dropped files come here, other URLs stay its text.
+    void WatchText(QWidget* widget);
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     TDropHandler FOnDrop;
+    QSet<QObject*> FTextFields;   // watched, not owned
 };
 
 }  // namespace kalvex

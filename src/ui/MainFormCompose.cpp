@@ -11,6 +11,8 @@
 #include <QLineEdit>
 #include <QTableWidget>
 #include <QTextEdit>
+#include <QScrollBar>
+#include <QSplitter>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
@@ -40,10 +42,19 @@ QWidget* TMainForm::buildFieldPanel()
 void TMainForm::ShowFieldEntries(const QList<TFieldEntry>& entries)
 {
     FillFieldTree(*tvFelder, entries);
+    widenFieldPanel();
     cbWerteEinfuegen->clear();
     for (const TFieldEntry& e : entries)
         cbWerteEinfuegen->addItem(e.name);
     cbWerteEinfuegen->setCurrentIndex(-1);
+}
+
+// The panel takes from the body what the names and values need.
+void TMainForm::widenFieldPanel()
+{
+    const int needed = tvFelder->columnWidth(0) + tvFelder->columnWidth(1) + 2 * tvFelder->frameWidth()
+                     + tvFelder->verticalScrollBar()->sizeHint().width();
+    FFieldPanel->setMinimumWidth(std::clamp(needed, 160, 360));
 }
 
 void TMainForm::insertPlaceholder(const QString& name)

@@ -96,11 +96,7 @@ void TMainForm::buildActions()
             FServices.send(FModel);
         FillMailLists();
     });
-    barbtSpeichereEntwurf = makeAction("barbtSpeichereEntwurf", Tx(1912, "Entwurf speichern"), [this] {
-        if (FServices.storeDraft)
-            FServices.storeDraft(FModel);
-        FillMailLists();
-    });
+    barbtSpeichereEntwurf = makeAction("barbtSpeichereEntwurf", Tx(1912, "Entwurf speichern"), [this] { StoreDraft(); });
     barbtSelectContacts = makeAction("barbtSelectContacts", Tx(1913, "Empfänger auswählen"), [this] {
         if (FServices.pickRecipients)
             addPickedRecipients(FServices.pickRecipients(this));
@@ -235,7 +231,8 @@ void TMainForm::buildRibbon()
     addGroup(general, Tx(1942, "Anhänge"), {barbtAddAttachment, barbtDeleteAttachment, barbtAllAttachmentDelete});
     addGroup(general, QString(), {barbtTextbausteinEinfuegen});
     addGroup(general, QString(), {btVorlagen});   // hidden without a template kind
-    addGroup(general, QString(), {barbtProgrammBeenden, barbtHelp});
+    addGroup(general, QString(), {barbtProgrammBeenden});
+    addGroup(general, QString(), {barbtHelp});
     static_cast<QHBoxLayout*>(general->layout())->addStretch(1);
     QWidget* sent = newTab(Tx(1943, "Gesendete E-Mails"));
     addGroup(sent, Tx(1944, "Aktion"), {barbtNachtrag, barbtZeigeGesendeteMail, barbtLoeschen});

@@ -52,4 +52,20 @@ bool TMessageBoxes::AskYesNo(const QString& text)
     return box.clickedButton() == static_cast<QAbstractButton*>(yes);
 }
 
+IUserMessages::TAnswer TMessageBoxes::AskYesNoCancel(const QString& text)
+{
+    if (unattended(text))
+        return TAnswer::No;
+    QMessageBox box(QMessageBox::Question, caption(), text, QMessageBox::NoButton, FParent);
+    QPushButton* yes = box.addButton(Tx(1830, "Ja"), QMessageBox::YesRole);
+    QPushButton* no = box.addButton(Tx(1831, "Nein"), QMessageBox::NoRole);
+    QPushButton* cancel = box.addButton(Tx(1855, "Abbrechen"), QMessageBox::RejectRole);
+    box.setDefaultButton(yes);
+    box.setEscapeButton(cancel);
+    box.exec();
+    if (box.clickedButton() == static_cast<QAbstractButton*>(yes))
+        return TAnswer::Yes;
+    return box.clickedButton() == static_cast<QAbstractButton*>(no) ? TAnswer::No : TAnswer::Cancel;
+}
+
 }  // namespace kalvex

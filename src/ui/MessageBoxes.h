@@ -13,6 +13,8 @@ public:
     void ShowError(const QString& text) override;
     void ShowInformation(const QString& text) override;
     bool AskYesNo(const QString& text) override;
+    // Esc means "Abbrechen"; Return means "Ja".
+    TAnswer AskYesNoCancel(const QString& text) override;
 
 private:
     QWidget* FParent;   // not owned

@@ -2,11 +2,13 @@
 
 #include "config/LanguageUnit.h"
 #include "mailinterface/MailAddress.h"
+#include "ui/DisplayTexts.h"
 
 #include <QAbstractItemView>
 #include <QComboBox>
 #include <QCompleter>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QStandardItemModel>
 #include <optional>
@@ -42,18 +44,6 @@ std::optional<TComposeRecipient> recipientOf(const QString& entry, TEmpfaengerTy
     return TComposeRecipient{m->Address(), m->displayName, {}, 0, 0, 0, kind};
 }
 
-// Enter takes the best suggestion, but never swaps a complete address the
-// user typed for another one that merely contains it.
-int preselectedRow(const QList<TAddressSuggestion>& suggestions, const QString& typed)
-{
-    if (!IsValidEMailAddress(typed))
-        return 0;
-    for (int i = 0; i < suggestions.size(); ++i)
-        if (suggestions[i].email.compare(typed, Qt::CaseInsensitive) == 0)
-            return i;
-    return -1;
-}
-
 }  // namespace
 
 bool SuggestionMatches(const TAddressSuggestion& suggestion, const QString& text)
@@ -86,7 +76,7 @@ TRecipientEntry::TRecipientEntry(QWidget* parent) : QWidget(parent)
     row->setContentsMargins(0, 0, 0, 0);
     cbArt = new QComboBox(this);
     for (TEmpfaengerTyp kind : {TEmpfaengerTyp::elAn, TEmpfaengerTyp::elCc, TEmpfaengerTyp::elBcc})
-        cbArt->addItem(RecipientKindText(kind));
+        cbArt->addItem(KindCaption(kind));
     edAdresse = new QLineEdit(this);
     edAdresse->setPlaceholderText(Tx(3205, "Adresse, Name oder Firma eingeben; Enter fügt hinzu"));
     edAdresse->setClearButtonEnabled(true);
@@ -97,6 +87,7 @@ TRecipientEntry::TRecipientEntry(QWidget* parent) : QWidget(parent)
     FCompleter->setCompletionMode(QCompleter::UnfilteredPopupCompletion);
     FCompleter->setCompletionRole(CompletionRole);
     FCompleter->setWidget(edAdresse);
+    FCompleter->popup()->installEventFilter(this);
     connect(edAdresse, &QLineEdit::textEdited, this, &TRecipientEntry::suggest);
     connect(FCompleter, qOverload<const QString&>(&QCompleter::activated), this, &TRecipientEntry::complete);
     connect(edAdresse, &QLineEdit::returnPressed, this, [this] {
@@ -125,10 +116,10 @@ QString TRecipientEntry::currentEntry() const
 void TRecipientEntry::suggest(const QString&)
 {
     const QString typed = currentEntry().trimmed();
-    showSuggestions(typed.isEmpty() || !FSource ? QList<TAddressSuggestion>() : FSource(typed), typed);
+    showSuggestions(typed.isEmpty() || !FSource ? QList<TAddressSuggestion>() : FSource(typed));
 }
 
-void TRecipientEntry::showSuggestions(const QList<TAddressSuggestion>& suggestions, const QString& typed)
+void TRecipientEntry::showSuggestions(const QList<TAddressSuggestion>& suggestions)
 {
     FSuggestions->clear();
     for (const TAddressSuggestion& s : suggestions) {
@@ -141,8 +132,21 @@ void TRecipientEntry::showSuggestions(const QList<TAddressSuggestion>& suggestio
         FCompleter->popup()->hide();
         return;
     }
+    // Nothing highlighted: Down reaches the first suggestion, Enter without
+    // one takes the line as typed.
     FCompleter->complete();
-    FCompleter->popup()->setCurrentIndex(FCompleter->completionModel()->index(preselectedRow(suggestions, typed), 0));
+    FCompleter->popup()->setCurrentIndex(QModelIndex());
+}
+
+// Esc in the list closes the list, not the window around it.
+bool TRecipientEntry::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == FCompleter->popup() && event->type() == QEvent::KeyPress
+        && static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape) {
+        FCompleter->popup()->hide();
+        return true;
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 // The chosen address replaces the entry being typed; the ones before stay.

@@ -57,9 +57,12 @@ public:
 signals:
     void submitted();   // Enter in the line
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     void suggest(const QString& text);
-    void showSuggestions(const QList<TAddressSuggestion>& suggestions, const QString& typed);
+    void showSuggestions(const QList<TAddressSuggestion>& suggestions);
     void complete(const QString& chosen);
     void completeFromKnown(TComposeRecipient& recipient) const;
     QString currentEntry() const;

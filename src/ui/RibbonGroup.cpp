@@ -4,6 +4,7 @@
 #include "config/LanguageUnit.h"
 
 #include <QAction>
+#include <algorithm>
 #include <QFrame>
 #include <QHBoxLayout>
 #include <QIcon>
@@ -11,6 +12,7 @@
 #include <QMenu>
 #include <QRegularExpression>
 #include <QResizeEvent>
+#include <QSet>
 #include <QStandardPaths>
 #include <QStyle>
 #include <QToolButton>
@@ -58,8 +60,10 @@ TRibbonGroup::TRibbonGroup(const QString& caption, const QList<QAction*>& action
     column->setSpacing(0);
     auto* row = new QHBoxLayout;
     row->setSpacing(0);
+    // Buttons keep their own height at the top of the group, so each icon
+    // sits right above its caption.
     for (QAction* action : actions)
-        row->addWidget(commandButton(action));
+        row->addWidget(commandButton(action), 0, Qt::AlignTop);
     column->addLayout(row, 1);
     if (!caption.isEmpty())
         column->addWidget(captionLabel(caption, FExpanded));
@@ -68,7 +72,7 @@ TRibbonGroup::TRibbonGroup(const QString& caption, const QList<QAction*>& action
     outer->setContentsMargins(2, 0, 2, 0);
     outer->setSpacing(2);
     outer->addWidget(FExpanded);
-    outer->addWidget(FDropDown);
+    outer->addWidget(FDropDown, 0, Qt::AlignTop);
     outer->addWidget(FSeparator = separator(this));
     SetCollapsed(false);
     followActions();
@@ -80,7 +84,7 @@ QToolButton* TRibbonGroup::commandButton(QAction* action)
     button->setDefaultAction(action);
     button->setAutoRaise(true);
     button->setIconSize(smallIcons(this));
-    button->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Expanding);
+    button->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
     button->setToolButtonStyle(action->icon().isNull() ? Qt::ToolButtonTextOnly : Qt::ToolButtonTextUnderIcon);
     // Long captions take two lines; the button's own update from the action
     // comes first, so this one stays.
@@ -99,7 +103,7 @@ QToolButton* TRibbonGroup::dropDownButton(const QString& caption)
     button->setMenu(menu);
     button->setPopupMode(QToolButton::InstantPopup);
     button->setAutoRaise(true);
-    button->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Expanding);
+    button->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
     const QString first = FActions.isEmpty() ? QString() : CommandName(FActions.first());
     button->setText(TwoLineCaption(caption.isEmpty() ? first + QStringLiteral(" …") : caption));
     button->setToolTip(caption.isEmpty() ? first : caption);
@@ -147,6 +151,11 @@ int TRibbonGroup::CollapsedWidth() const
     return FDropDown->sizeHint().width() + frameWidth();
 }
 
+int TRibbonGroup::Saving() const
+{
+    return ExpandedWidth() - CollapsedWidth();
+}
+
 // Margins, the separator and the space before it.
 int TRibbonGroup::frameWidth() const
 {
@@ -154,9 +163,12 @@ int TRibbonGroup::frameWidth() const
     return margins.left() + margins.right() + FSeparator->sizeHint().width() + layout()->spacing();
 }
 
+// A group of one command never collapses; others may shrink to their
+// drop-down, when that is the narrower.
 QSize TRibbonGroup::minimumSizeHint() const
 {
-    return {CollapsedWidth(), QWidget::minimumSizeHint().height()};
+    const int width = FActions.size() > 1 ? std::min(CollapsedWidth(), ExpandedWidth()) : ExpandedWidth();
+    return {width, QWidget::minimumSizeHint().height()};
 }
 
 TRibbonTab::TRibbonTab(QWidget* parent) : QWidget(parent)
@@ -187,19 +199,30 @@ int TRibbonTab::fixedWidth() const
     return width;
 }
 
-// The last groups collapse first: the first ones hold the main commands.
-// Only changes are applied, so the layout request they cause settles.
+// Only as many groups collapse as the width needs, those that save the
+// most first (of equal ones the later); a group of one command never
+// collapses: a menu of one item would only hide it. Only changes are
+// applied, so the layout request they cause settles.
 void TRibbonTab::FitGroups(int width)
 {
     const QList<TRibbonGroup*> groups = Groups();
     int needed = fixedWidth();
-    for (const TRibbonGroup* group : groups)
+    QList<TRibbonGroup*> candidates;
+    for (TRibbonGroup* group : groups) {
         needed += group->ExpandedWidth();
-    qsizetype collapseFrom = groups.size();
-    for (; collapseFrom > 0 && needed > width; --collapseFrom)
-        needed -= groups[collapseFrom - 1]->ExpandedWidth() - groups[collapseFrom - 1]->CollapsedWidth();
-    for (qsizetype i = 0; i < groups.size(); ++i)
-        groups[i]->SetCollapsed(i >= collapseFrom);
+        if (group->Commands().size() > 1)
+            candidates << group;
+    }
+    std::stable_sort(candidates.begin(), candidates.end(), [](const TRibbonGroup* a, const TRibbonGroup* b) {
+        return a->Saving() > b->Saving();
+    });
+    QSet<const TRibbonGroup*> collapse;
+    for (qsizetype i = 0; i < candidates.size() && needed > width; ++i) {
+        collapse.insert(candidates[i]);
+        needed -= candidates[i]->Saving();
+    }
+    for (TRibbonGroup* group : groups)
+        group->SetCollapsed(collapse.contains(group));
 }
 
 bool TRibbonTab::event(QEvent* event)

@@ -4,8 +4,9 @@
 //   under a small icon (text only when the icon theme has none), the group's
 //   caption below; collapsed it is one drop-down button whose menu holds the
 //   same commands;
-// - TRibbonTab: one tab page; it collapses its groups from the right until
-//   they fit its width, so a narrow window keeps every command reachable;
+// - TRibbonTab: one tab page; it collapses as few groups as its width needs,
+//   those that save the most first, never one of a single command, so a
+//   narrow window keeps every command reachable;
 // - the command helpers: a command's name, its keys as the user reads them
 //   and the tooltip made of both.
 
@@ -28,6 +29,7 @@ public:
     bool IsCollapsed() const { return FCollapsed; }
     int ExpandedWidth() const;
     int CollapsedWidth() const;
+    int Saving() const;   // the width collapsing gives back
     QToolButton* DropDown() const { return FDropDown; }
     const QList<QAction*>& Commands() const { return FActions; }
     QSize minimumSizeHint() const override;

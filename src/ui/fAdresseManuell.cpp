@@ -20,6 +20,10 @@ TFormAdresseManuell::TFormAdresseManuell(QWidget* parent) : QDialog(parent)
     edFirma = new QLineEdit(this);
     lbHinweis = new QLabel(this);
     lbHinweis->setStyleSheet(QStringLiteral("color: #b00020"));
+    // Wide enough for long addresses and for the title in the title bar.
+    for (QLineEdit* edit : {edEMail, edName, edFirma})
+        edit->setMinimumWidth(300);
+    setMinimumWidth(fontMetrics().horizontalAdvance(windowTitle()) + 160);
     form->addRow(Tx(1994, "E-Mail-Adresse*"), edEMail);
     form->addRow(Tx(1955, "Name"), edName);
     form->addRow(Tx(1956, "Firma"), edFirma);

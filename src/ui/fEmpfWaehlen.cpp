@@ -1,5 +1,8 @@
 #include "ui/fEmpfWaehlen.h"
 
+#include "ui/DisplayTexts.h"
+#include "ui/fMainForm.h"
+
 #include "address/AdressDB.h"
 #include "config/KalvexError.h"
 #include "config/LanguageUnit.h"
@@ -39,15 +42,6 @@ QString displayName(const TKontakt& k)
 {
     const QString name = (k.Vorname + QLatin1Char(' ') + k.Nachname).trimmed();
     return name.isEmpty() ? k.Firma : name;
-}
-
-QString kindText(TEmpfaengerTyp kind)
-{
-    switch (kind) {
-    case TEmpfaengerTyp::elCc: return QStringLiteral("Cc");
-    case TEmpfaengerTyp::elBcc: return QStringLiteral("Bcc");
-    default: return Tx(2200, "An");
-    }
 }
 
 bool matches(const TKontakt& k, const QString& filter)
@@ -193,6 +187,8 @@ TFormEmpfWaehlen::TFormEmpfWaehlen(TQMBDatabaseHandler& handler, TAdressDB* adr,
     : QDialog(parent), FHandler(handler), FAdr(adr), FMode(mode), FMessages(messages)
 {
     setWindowTitle(mode == TEmpfWaehlenMode::emAuswahl ? Tx(2210, "Empfänger auswählen") : Tx(2211, "Adressverwaltung"));
+    if (const auto* window = qobject_cast<const TMainForm*>(parent))
+        FDefaultKind = window->PresetKind();   // a double-click takes the window's "Voreinstellung"
     resize(860, 540);
     if (mode == TEmpfWaehlenMode::emAuswahl)
         createSelectionCommands();
@@ -302,7 +298,7 @@ void TFormEmpfWaehlen::buildAddressBook(QWidget* page)
     tvAdressen->addActions(Commands());
     connect(tvAdressen, &QTreeWidget::currentItemChanged, this, &TFormEmpfWaehlen::updateCommands);
     if (FMode == TEmpfWaehlenMode::emAuswahl)
-        connect(tvAdressen, &QTreeWidget::itemDoubleClicked, this, [this] { AddSelectedAs(TEmpfaengerTyp::elAn); });
+        connect(tvAdressen, &QTreeWidget::itemDoubleClicked, this, [this] { AddSelectedAs(FDefaultKind); });
     else
         connect(tvAdressen, &QTreeWidget::itemDoubleClicked, this, [this](QTreeWidgetItem* item) {
             if (item->data(0, kContactRole).toInt() > 0)
@@ -322,7 +318,7 @@ void TFormEmpfWaehlen::buildHostPage(QWidget* page)
         gridHost->setProperty("filter", search->text());
         searchHost();
     });
-    connect(gridHost, &QTableWidget::cellDoubleClicked, this, [this] { AddSelectedAs(TEmpfaengerTyp::elAn); });
+    connect(gridHost, &QTableWidget::cellDoubleClicked, this, [this] { AddSelectedAs(FDefaultKind); });
     // The host's list is read when the page is first looked at, not for every window.
     connect(tabs, &QTabWidget::currentChanged, this, [this, page](int index) {
         if (tabs->widget(index) == page && gridHost->rowCount() == 0)
@@ -524,7 +520,7 @@ void TFormEmpfWaehlen::fillSelectionGrid()
 {
     gridAuswahl->setRowCount(static_cast<int>(FResult.size()));
     for (int i = 0; i < FResult.size(); ++i) {
-        gridAuswahl->setItem(i, 0, new QTableWidgetItem(kindText(FResult[i].kind)));
+        gridAuswahl->setItem(i, 0, new QTableWidgetItem(KindCaption(FResult[i].kind)));
         gridAuswahl->setItem(i, 1, new QTableWidgetItem(FResult[i].name));
         gridAuswahl->setItem(i, 2, new QTableWidgetItem(FResult[i].email));
     }

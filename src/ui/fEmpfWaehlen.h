@@ -44,6 +44,8 @@ public:
     TEmpfWaehlenMode MyMode() const { return FMode; }
     // The chosen recipients, each address once, in the order chosen.
     QList<TComposeRecipient> Result() const { return FResult; }
+    // The kind a double-click gives: the opening window's "Voreinstellung".
+    TEmpfaengerTyp DefaultKind() const { return FDefaultKind; }
     // Opens on the host address database; with nameFieldAsName a chosen row
     // is named by its field Name alone, as the address database names it.
     void ShowHostAddresses(bool nameFieldAsName = false);
@@ -111,6 +113,7 @@ private:
     IUserMessages& FMessages;
     TGruppenListe FGruppen;
     QList<TComposeRecipient> FResult;
+    TEmpfaengerTyp FDefaultKind = TEmpfaengerTyp::elAn;
     QList<TAdrFieldValueList> FHostRows;   // what the host grid shows, by row
     bool FHostNameFieldAsName = false;   // "Aus AdressDB übernehmen" names a host row by its field Name
     QList<TCommand> FCommands;

@@ -7,7 +7,11 @@
 #include "send/ComposeModel.h"
 #include "config/AttachmentFiles.h"
 #include "config/ShellOpen.h"
+#include "ui/AttachmentDisplay.h"
+#include "ui/DisplayTexts.h"
 #include "ui/WindowGeometry.h"
+
+#include <cmath>
 
 #include <QDialogButtonBox>
 #include <QFileDialog>
@@ -30,7 +34,7 @@ QString recipientsText(const TEMail& mail)
 {
     QStringList parts;
     for (const auto& r : mail.FLEmpfaenger)
-        parts << RecipientKindText(r->FEmpfType) + QStringLiteral(": ") + r->FAdresse;
+        parts << KindCaption(r->FEmpfType) + QStringLiteral(": ") + r->FAdresse;
     return parts.join(QStringLiteral("; "));
 }
 
@@ -46,20 +50,23 @@ TFormGesendeteMail::TFormGesendeteMail(const TEMail& mail, IUserMessages& messag
     lbEmpfaenger = new QLabel(recipientsText(mail), this);
     lbEmpfaenger->setWordWrap(true);
     auto* date = new QLabel(InterfaceLocale().toString(DaysToDateTime(mail.FDatum), QLocale::LongFormat) + QStringLiteral(" — ")
-                                + MailStatusText(mail.FStatus),
+                                + StatusCaption(mail.FStatus),
                             this);
     edInhalt = new QTextBrowser(this);
     edInhalt->setPlainText(mail.FBodyPlain);
     gridAnhang = new QTableWidget(0, 2, this);
     gridAnhang->setHorizontalHeaderLabels({Tx(1972, "Anhang"), Tx(1973, "Größe")});
-    gridAnhang->horizontalHeader()->setStretchLastSection(true);
+    gridAnhang->horizontalHeader()->setSectionResizeMode(0, QHeaderView::Stretch);
+    gridAnhang->horizontalHeader()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
     gridAnhang->setEditTriggers(QAbstractItemView::NoEditTriggers);
     gridAnhang->setSelectionBehavior(QAbstractItemView::SelectRows);
     for (const auto& a : mail.FLAnhaengeBlob) {
         const int row = gridAnhang->rowCount();
         gridAnhang->insertRow(row);
         gridAnhang->setItem(row, 0, new QTableWidgetItem(SafeAttachmentName(a->FPfad)));
-        gridAnhang->setItem(row, 1, new QTableWidgetItem(FormatSizeMB(a->FDateigroesse / (1024.0 * 1024.0))));
+        auto* size = new QTableWidgetItem(FormatAttachmentSize(std::llround(a->FDateigroesse), InterfaceLocale()));
+        size->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
+        gridAnhang->setItem(row, 1, size);
     }
     connect(gridAnhang, &QTableWidget::cellDoubleClicked, this, [this](int row, int) { OpenAttachment(row); });
     gridAnhang->setContextMenuPolicy(Qt::CustomContextMenu);

@@ -9,6 +9,7 @@
 #include "config/uConfig.h"
 #include "mailinterface/uMailInterface.h"
 #include "ui/AttachmentDisplay.h"
+#include "ui/DisplayTexts.h"
 #include "ui/FileDropFilter.h"
 #include "ui/MainFormRules.h"
 #include "ui/SpellLineEdit.h"
@@ -20,6 +21,8 @@
 #include "ui/fGesendeteMail.h"
 #include "ui/fVorschau.h"
 
+#include <QAbstractScrollArea>
+#include <cmath>
 #include <QAction>
 #include <QCheckBox>
 #include <QCloseEvent>
@@ -78,6 +81,14 @@ QTableWidgetItem* cell(const QString& text)
     return new QTableWidgetItem(text);
 }
 
+// Sizes read the same everywhere: "301 KB", "3,50 MB", right-aligned.
+QTableWidgetItem* sizeCell(double bytes)
+{
+    auto* item = new QTableWidgetItem(FormatAttachmentSize(std::llround(bytes), InterfaceLocale()));
+    item->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    return item;
+}
+
 QString joinedRecipients(const TEMail& mail)
 {
     QStringList addresses;
@@ -126,8 +137,13 @@ TMainForm::TMainForm(IUserMessages& messages, TMainFormServices services, const 
     assignShortcuts();
     buildPopupMenus();
     auto* drops = new TFileDropFilter([this](const QList<QUrl>& urls) { AddDroppedUrls(urls); }, this);
+    // A file attaches wherever it is dropped, also on the text fields.
     drops->Watch(this);
-    drops->Watch(gridAnhang->viewport());
+    for (QAbstractScrollArea* view : findChildren<QAbstractScrollArea*>())
+        drops->Watch(view->viewport());
+    drops->WatchText(edBody->viewport());
+    for (QLineEdit* line : findChildren<QLineEdit*>())
+        drops->WatchText(line);
     connectFormatting();
     resize(initialSize());
 }
@@ -207,6 +223,7 @@ void TMainForm::ApplyDisplaySettings(const TDisplaySettings& settings)
     FDisplay = settings;
     ApplyAppearance(this, settings);
     applyGridSettings();
+    colourStatusLine();
 }
 
 void TMainForm::applyGridSettings()
@@ -224,16 +241,30 @@ void TMainForm::applyGridSettings()
                 if (QTableWidgetItem* item = grid->item(r, c))
                     item->setTextAlignment(settings.centred ? Qt::AlignCenter : Qt::AlignLeft | Qt::AlignVCenter);
     }
-    // The subject is what the user looks for in the mail lists: it gets the room.
-    for (const auto& [grid, subject] : {std::pair{gridGesendet, 1}, std::pair{gridEntwuerfe, 0}}) {
-        grid->horizontalHeader()->setStretchLastSection(false);
-        grid->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
-        grid->horizontalHeader()->setSectionResizeMode(subject, settings.autoWidth ? QHeaderView::ResizeToContents : QHeaderView::Stretch);
-    }
+    for (const auto& [grid, subject] : {std::pair{gridGesendet, 1}, std::pair{gridEntwuerfe, 0}})
+        fitMailListColumns(grid, subject);
     gridGesendetAnhang->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
     // The address is what the user checks: it gets the room, the kind column what its box needs.
     gridEmpf->horizontalHeader()->setSectionResizeMode(ColEmpfAdr, QHeaderView::Stretch);
     gridEmpf->horizontalHeader()->setSectionResizeMode(ColEmpfListe, QHeaderView::ResizeToContents);
+    gridEmpf->horizontalHeader()->setSectionResizeMode(ColName, QHeaderView::ResizeToContents);
+    gridEmpf->horizontalHeader()->setSectionResizeMode(ColFirma, QHeaderView::ResizeToContents);
+}
+
+// The subject is what the user looks for in a mail list: it gets the room.
+// The other columns get their content, long ones (recipients, content) at
+// most a share the user can widen.
+void TMainForm::fitMailListColumns(QTableWidget* grid, int subject)
+{
+    constexpr int longest = 240;
+    QHeaderView* header = grid->horizontalHeader();
+    header->setStretchLastSection(false);
+    header->setSectionResizeMode(QHeaderView::Interactive);
+    grid->resizeColumnsToContents();
+    for (int c = 0; c < grid->columnCount(); ++c)
+        if (c != subject)
+            grid->setColumnWidth(c, std::min(grid->columnWidth(c), longest));
+    header->setSectionResizeMode(subject, QHeaderView::Stretch);
 }
 
 // The dialog's choices show at once; Cancel brings back what was there.
@@ -276,6 +307,11 @@ QWidget* TMainForm::buildTemplateArea()
     cbWerteEinfuegen->setPlaceholderText(Tx(1953, "Werte einfügen"));
     row->addWidget(cbWerteEinfuegen);
     connect(cbVorlagen, &QComboBox::activated, this, [this](int i) {
+        if (!mayReplaceComposedText()) {
+            cbVorlagen->setCurrentIndex(FAppliedTemplateIndex);
+            return;
+        }
+        FAppliedTemplateIndex = i;
         const QVariant own = cbVorlagen->itemData(i, OwnTemplateRole);
         if (own.isValid())
             ApplyOwnTemplate(own.toInt());
@@ -304,6 +340,10 @@ QWidget* TMainForm::buildRecipientArea()
                                QStringLiteral("tmpID"), QStringLiteral("KontaktID"), Tx(1957, "Empfängerliste")});
     for (int hidden : {ColAdressDB, ColTmpID, ColKontaktID})
         gridEmpf->setColumnHidden(hidden, true);
+    // One line per recipient, as high as its kind box: more rows in view.
+    gridEmpf->setWordWrap(false);
+    gridEmpf->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    gridEmpf->verticalHeader()->setDefaultSectionSize(QComboBox().sizeHint().height());
     row->addWidget(gridEmpf, 1);
     auto* side = new QVBoxLayout;
     auto* plus = new QToolButton(area);
@@ -316,7 +356,7 @@ QWidget* TMainForm::buildRecipientArea()
     auto* preset = new QGroupBox(Tx(1959, "Voreinstellung"), area);
     auto* presetRow = new QHBoxLayout(preset);
     for (int i = 0; i < 3; ++i) {
-        rbVoreinstellung[i] = new QRadioButton(RecipientKindText(static_cast<TEmpfaengerTyp>(i)), preset);
+        rbVoreinstellung[i] = new QRadioButton(KindCaption(static_cast<TEmpfaengerTyp>(i)), preset);
         presetRow->addWidget(rbVoreinstellung[i]);
         connect(rbVoreinstellung[i], &QRadioButton::toggled, this, [this, i](bool on) {
             if (on)
@@ -333,10 +373,16 @@ QWidget* TMainForm::buildRecipientArea()
     btVorschau = new QPushButton(Tx(3440, "Vorschau"), area);
     btVorschau->setToolTip(Tx(3445, "Zeigt die E-Mail, wie jeder Empfänger sie bei \"separat senden\" erhält"));
     connect(btVorschau, &QPushButton::clicked, this, &TMainForm::ShowPreview);
-    for (QWidget* w : {static_cast<QWidget*>(plus), static_cast<QWidget*>(fromDb), static_cast<QWidget*>(choose),
-                       static_cast<QWidget*>(preset), static_cast<QWidget*>(chbSeperatSenden),
-                       static_cast<QWidget*>(btVorschau)})
-        side->addWidget(w);
+    // Three short rows, so the column fits beside six recipient rows.
+    auto* pickRow = new QHBoxLayout;
+    for (QWidget* w : {static_cast<QWidget*>(plus), static_cast<QWidget*>(fromDb), static_cast<QWidget*>(choose)})
+        pickRow->addWidget(w);
+    auto* separateRow = new QHBoxLayout;
+    separateRow->addWidget(chbSeperatSenden);
+    separateRow->addWidget(btVorschau);
+    side->addLayout(pickRow);
+    side->addWidget(preset);
+    side->addLayout(separateRow);
     side->addStretch(1);
     row->addLayout(side);
     return area;
@@ -376,8 +422,21 @@ QWidget* TMainForm::buildComposePage()
 {
     auto* page = new QWidget(this);
     auto* column = new QVBoxLayout(page);
+    // The sender above the subject, as mail programs show it.
+    auto* fromRow = new QHBoxLayout;
+    auto* from = new QLabel(Tx(4510, "Von"), page);
+    lbVon = new QLabel(page);
+    lbVon->setObjectName(QStringLiteral("lbVon"));
+    lbVon->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    lbVon->setToolTip(Tx(4511, "Der Absender der E-Mail; einstellen unter Extras › Verbindung"));
+    fromRow->addWidget(from);
+    fromRow->addWidget(lbVon, 1);
+    column->addLayout(fromRow);
     auto* subjectRow = new QHBoxLayout;
-    subjectRow->addWidget(new QLabel(Tx(1964, "Betreff"), page));
+    auto* subject = new QLabel(Tx(1964, "Betreff"), page);
+    from->setMinimumWidth(std::max(from->sizeHint().width(), subject->sizeHint().width()));
+    subject->setMinimumWidth(from->minimumWidth());
+    subjectRow->addWidget(subject);
     TSpellChecker* spelling = CreateSpellChecker(this);
     edBetreff = new TSpellLineEdit(spelling, page);
     connect(edBetreff, &QLineEdit::textChanged, this, [this](const QString& t) { FModel.Subject = t; });
@@ -398,8 +457,10 @@ QWidget* TMainForm::buildComposePage()
     auto* lower = new QSplitter(Qt::Horizontal, splitter);
     lower->addWidget(buildRecipientArea());
     lower->addWidget(buildAttachmentArea());
-    splitter->setStretchFactor(0, 3);
-    splitter->setStretchFactor(1, 1);
+    // Room for six or more recipients below the body.
+    splitter->setStretchFactor(0, 4);
+    splitter->setStretchFactor(1, 3);
+    splitter->setSizes({400, 300});
     column->addWidget(splitter, 1);
     return page;
 }
@@ -418,7 +479,7 @@ QWidget* TMainForm::buildSentPage()
                 const int row = gridGesendetAnhang->rowCount();
                 gridGesendetAnhang->insertRow(row);
                 gridGesendetAnhang->setItem(row, 0, cell(QFileInfo(a->FPfad).fileName()));
-                gridGesendetAnhang->setItem(row, 1, cell(FormatSizeMB(a->FDateigroesse / (1024.0 * 1024.0))));
+                gridGesendetAnhang->setItem(row, 1, sizeCell(a->FDateigroesse));
                 gridGesendetAnhang->setItem(row, 2, cell(a->FGespeichert || !a->FObjekt.isEmpty() ? Tx(1976, "gespeichert")
                                                                                                    : Tx(1975, "nicht gespeichert")));
             }
@@ -445,15 +506,14 @@ void TMainForm::SetBody(const QString& body)
     RtfToDocument(body, FModel.Body());
 }
 
-// New rows take the kind chosen under "Voreinstellung". The grid is filled
-// once for all of them, not once per row.
+// New rows keep the kind chosen in the picker ("An →", "Cc →", "Bcc →"),
+// which starts from "Voreinstellung".
+// The grid is filled once for all of them, not once per row.
 void TMainForm::addPickedRecipients(QList<TComposeRecipient> picked)
 {
     bool added = false;
-    for (TComposeRecipient& r : picked) {
-        r.kind = PresetKind();
+    for (const TComposeRecipient& r : picked)
         added = FModel.AddRecipient(r) || added;
-    }
     if (added)
         refreshRecipients();
 }
@@ -491,8 +551,8 @@ void TMainForm::refreshRecipients()
         gridEmpf->setItem(row, ColTmpID, cell(QString::number(r.tmpId)));
         gridEmpf->setItem(row, ColKontaktID, cell(QString::number(r.kontaktId)));
         auto* kind = new QComboBox(gridEmpf);
-        kind->addItems({RecipientKindText(TEmpfaengerTyp::elAn), RecipientKindText(TEmpfaengerTyp::elCc),
-                        RecipientKindText(TEmpfaengerTyp::elBcc)});
+        kind->addItems({KindCaption(TEmpfaengerTyp::elAn), KindCaption(TEmpfaengerTyp::elCc),
+                        KindCaption(TEmpfaengerTyp::elBcc)});
         kind->setCurrentIndex(static_cast<int>(r.kind));
         // Changed in place and posted at once.
         connect(kind, &QComboBox::currentIndexChanged, this, [this, row](int k) {
@@ -501,6 +561,7 @@ void TMainForm::refreshRecipients()
         });
         gridEmpf->setCellWidget(row, ColEmpfListe, kind);
     }
+    fillFieldTree();   // the recipient fields show the first recipient's values
 }
 
 void TMainForm::AddAttachmentFiles(const QStringList& files)
@@ -513,7 +574,6 @@ void TMainForm::AddAttachmentFiles(const QStringList& files)
 void TMainForm::refreshAttachments()
 {
     gridAnhang->setRowCount(0);
-    const QLocale locale = InterfaceLocale();
     for (size_t i = 0; i < FModel.Attachments.size(); ++i) {
         const TComposeAttachment& a = FModel.Attachments[i];
         const int row = static_cast<int>(i);
@@ -521,9 +581,7 @@ void TMainForm::refreshAttachments()
         QTableWidgetItem* file = cell(AttachmentDisplayName(a.file, OriginPrefix()));
         file->setToolTip(a.file);
         gridAnhang->setItem(row, ColAnhangFile, file);
-        QTableWidgetItem* size = cell(FormatAttachmentSize(AttachmentBytes(a), locale));
-        size->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
-        gridAnhang->setItem(row, ColAnhangSize, size);
+        gridAnhang->setItem(row, ColAnhangSize, sizeCell(static_cast<double>(AttachmentBytes(a))));
     }
     showAttachmentTotal();
 }
@@ -567,17 +625,43 @@ bool TMainForm::AskSaveDraftIfNeeded()
 {
     if (sentFlag() || (FModel.Subject.isEmpty() && FModel.Body().isEmpty()))
         return true;
-    if (!FMessages.AskYesNo(Tx(1978, "Wollen Sie den aktuellen Entwurf speichern?")))
+    const auto answer = FMessages.AskYesNoCancel(Tx(1978, "Wollen Sie den aktuellen Entwurf speichern?"));
+    if (answer == IUserMessages::TAnswer::Cancel)
+        return false;   // back to the mail
+    if (answer == IUserMessages::TAnswer::No)
         return true;
     try {
-        if (FServices.storeDraft)
-            FServices.storeDraft(FModel);
+        StoreDraft();
     } catch (const std::exception& e) {
         FMessages.ShowError(Tx(2309, "Der Entwurf konnte nicht gespeichert werden:\n%1").arg(QString::fromUtf8(e.what())));
         return false;
     }
-    FillMailLists();
     return true;
+}
+
+// The opened draft is replaced by the stored one, so editing a draft never
+// leaves its old version behind; the new one is the draft from then on.
+void TMainForm::StoreDraft()
+{
+    if (FServices.storeDraft)
+        FServices.storeDraft(FModel);
+    const int32_t stored = newestDraftId();
+    if (FOpenDraftId > 0 && stored != FOpenDraftId && FServices.deleteMail)
+        FServices.deleteMail(FOpenDraftId);
+    FOpenDraftId = stored;
+    FillMailLists();
+}
+
+int32_t TMainForm::newestDraftId() const
+{
+    const TEMailListe* mails = FServices.mails ? FServices.mails() : nullptr;
+    int32_t newest = 0;
+    if (!mails)
+        return newest;
+    for (const auto& mail : *mails)
+        if (mail->FStatus == TMailStatus::stEntwurf)
+            newest = std::max(newest, mail->FID);
+    return newest;
 }
 
 void TMainForm::reject()
@@ -599,6 +683,8 @@ void TMainForm::NewMail()
     rbVoreinstellung[0]->setChecked(true);
     gridGesendet->setCurrentCell(-1, -1);
     gridEntwuerfe->setCurrentCell(-1, -1);
+    FOpenDraftId = 0;
+    FAppliedTemplateIndex = -1;
     if (FServices.newMail)
         FServices.newMail();
 }
@@ -616,6 +702,7 @@ void TMainForm::LoadMailIntoCompose(const TEMail& mail)
         FModel.AddRecipient({r->FAdresse, r->FGanzerName, r->FFirma, r->FAdressDB_ID, 0, 0, r->FEmpfType});
     refreshAttachments();
     refreshRecipients();
+    FOpenDraftId = mail.FStatus == TMailStatus::stEntwurf ? mail.FID : 0;
     pages->setCurrentIndex(0);
     if (FServices.newMail)   // a loaded mail is a new compose session: closing asks again
         FServices.newMail();
@@ -656,7 +743,7 @@ void TMainForm::fillSentList(const TEMailListe& mails)
         gridGesendet->setItem(row, 2, cell(ListDateTime(DaysToDateTime(mail->FDatum))));
         gridGesendet->setItem(row, 3, cell(joinedRecipients(*mail)));
         gridGesendet->setItem(row, 4, cell(QString::number(mail->FID)));
-        gridGesendet->setItem(row, 5, cell(mail->FGesendetDurch));
+        gridGesendet->setItem(row, 5, cell(SentByCaption(mail->FGesendetDurch)));
     }
 }
 
@@ -675,38 +762,59 @@ void TMainForm::fillDraftList(const TEMailListe& mails)
         gridEntwuerfe->setItem(row, 4, cell(joinedRecipients(*mail)));
         QStringList kinds;
         for (const auto& r : mail->FLEmpfaenger)
-            kinds << RecipientKindText(r->FEmpfType);
+            kinds << KindCaption(r->FEmpfType);
         gridEntwuerfe->setItem(row, 5, cell(kinds.join(QStringLiteral(", "))));
     }
 }
 
 void TMainForm::UpdateStatusLine(const TConfig& config)
 {
-    const bool direct = config.FVersandart == TVersandArt::vaDirekt;
-    const QString grey = palette().color(QPalette::Disabled, QPalette::WindowText).name();
-    const QString text = palette().color(QPalette::WindowText).name();
-    if (!direct) {
+    FStatusDirect = config.FVersandart == TVersandArt::vaDirekt;
+    FStatusEncrypted = config.FVerbindungVerschluesselt;
+    lbVon->setText(SenderLine(config));
+    chbSeperatSenden->setVisible(FStatusDirect);
+    btVorschau->setVisible(FStatusDirect);   // only a separate run fills recipient fields
+    for (QLabel* p : statusPanels)
+        p->clear();
+    if (!FStatusDirect) {
         statusPanels[0]->setText(Tx(222, "Versandart: über Standard-E-Mail-Programm"));
-        for (int i = 1; i < 6; ++i)
-            statusPanels[i]->clear();
-        for (QLabel* p : statusPanels)
-            p->setStyleSheet(QStringLiteral("color: %1").arg(grey));
-        chbSeperatSenden->setVisible(false);
-        btVorschau->setVisible(false);   // only a separate run fills recipient fields
+        colourStatusLine();
         return;
     }
+    const QString login = config.FUserNotLikeMailAddress && !config.FUserName.isEmpty() ? config.FUserName : config.FUser;
     statusPanels[0]->setText(QStringLiteral(" SMTP-Server: ") + config.FHost);
     statusPanels[1]->setText(QStringLiteral("Port: ") + QString::number(config.FPort));
-    statusPanels[2]->clear();
-    statusPanels[3]->setText(QStringLiteral("Sender: ") + config.FUserName);
+    statusPanels[3]->setText(QStringLiteral("Sender: ") + login);
     statusPanels[4]->setText(Tx(1979, "Versandart: direkt"));
-    statusPanels[5]->setText(config.FVerbindungVerschluesselt ? Tx(220, "aktiv") : Tx(221, "inaktiv"));
-    for (int i : {0, 1, 4})
-        statusPanels[i]->setStyleSheet(QStringLiteral("color: %1").arg(text));
-    statusPanels[5]->setStyleSheet(config.FVerbindungVerschluesselt ? QStringLiteral("color: green")
-                                                                     : QStringLiteral("color: red"));
-    chbSeperatSenden->setVisible(true);
-    btVorschau->setVisible(true);
+    statusPanels[5]->setText(Tx(4507, "Verschlüsselung: %1")
+                                 .arg(FStatusEncrypted ? Tx(220, "aktiv") : Tx(221, "inaktiv")));
+    colourStatusLine();
+}
+
+// The From of the mail as the header will carry it.
+QString TMainForm::SenderLine(const TConfig& config)
+{
+    if (config.FVersandart != TVersandArt::vaDirekt)
+        return Tx(4508, "Ihr E-Mail-Programm setzt den Absender");
+    if (config.FUser.isEmpty())
+        return Tx(4509, "keine Absender-Adresse eingestellt (Extras › Verbindung)");
+    return config.FAbsenderName.isEmpty() ? config.FUser : config.FAbsenderName + QStringLiteral(" <") + config.FUser + QLatin1Char('>');
+}
+
+// Colours follow the scheme in force: grey is the palette's disabled text,
+// green and red are chosen to be readable on its window colour.
+void TMainForm::colourStatusLine()
+{
+    for (QLabel* p : statusPanels) {
+        p->setStyleSheet(QString());
+        p->setEnabled(FStatusDirect);
+    }
+    if (!FStatusDirect)
+        return;
+    const bool dark = palette().color(QPalette::Window).lightness() < 128;
+    const QString on = dark ? QStringLiteral("#5fd35f") : QStringLiteral("#1e7b1e");
+    const QString off = dark ? QStringLiteral("#ff6b6b") : QStringLiteral("#b00020");
+    statusPanels[5]->setStyleSheet(QStringLiteral("color: %1").arg(FStatusEncrypted ? on : off));
 }
 
 void TMainForm::applyFontSize(const QString& text)
@@ -791,12 +899,14 @@ void TMainForm::restoreVorlagenAuswahl(const QUuid& vorlage, const QVariant& own
         cbVorlagen->setCurrentIndex(cbVorlagen->findData(ownId, OwnTemplateRole));
     else
         cbVorlagen->setCurrentIndex(vorlage.isNull() ? -1 : cbVorlagen->findData(vorlage));
+    FAppliedTemplateIndex = cbVorlagen->currentIndex();
 }
 
 void TMainForm::SetVorlagenAuswahl(const QUuid& vorlage)
 {
     const int index = cbVorlagen->findData(vorlage);
     cbVorlagen->setCurrentIndex(index);
+    FAppliedTemplateIndex = index;
     if (index >= 0)
         ApplyTemplate(vorlage);
 }
@@ -830,9 +940,24 @@ void TMainForm::applyMerged(const TProgrammVorlage& vorlage)
         const TMergedTemplate merged = MergeProgrammVorlage(vorlage, FFelder ? *FFelder : noFields, FLang);
         edBetreff->setText(merged.subject);
         SetBody(merged.body);
+        FAppliedSubject = FModel.Subject;
+        FAppliedBody = FModel.Body().toPlainText();
     } catch (const std::exception& e) {
         FMessages.ShowError(QString::fromUtf8(e.what()));
     }
+}
+
+// What the user typed is not replaced by a template without asking; what
+// the previous template put there is.
+bool TMainForm::mayReplaceComposedText()
+{
+    const QString body = FModel.Body().toPlainText();
+    const bool typedSubject = !FModel.Subject.trimmed().isEmpty() && FModel.Subject != FAppliedSubject;
+    const bool typedBody = !body.trimmed().isEmpty() && body != FAppliedBody;
+    if (!typedSubject && !typedBody)
+        return true;
+    return FMessages.AskYesNo(Tx(4500, "Betreff und Text der E-Mail durch die Vorlage ersetzen? "
+                                       "Was Sie geschrieben haben, geht dabei verloren."));
 }
 
 void TMainForm::fillFieldTree()

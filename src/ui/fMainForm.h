@@ -121,11 +121,14 @@ public:
     std::function<QColor(QWidget* parent, const QColor& initial)> PickColor;
     // The unsaved-draft question; false when the user's answer could not be
     // carried out (the draft could not be stored), so nothing may be discarded.
+    // Also false when the user called the question off.
     bool AskSaveDraftIfNeeded();
+    void StoreDraft();   // "Entwurf speichern"; replaces the draft that was opened
     QUuid SelectedVorlage() const;   // the chooser's template, null when none
     void ApplySearch();                                   // filters the mail lists by edSuche
     void ApplyDisplaySettings(const TDisplaySettings& settings);
 
+    QLabel* lbVon;   // the sender the mail will carry, above the subject
     QLineEdit* edBetreff;
     QLineEdit* edSuche;
     QWidget* FSearchPanel;
@@ -173,6 +176,7 @@ private:
     QWidget* buildAttachmentArea();
     QWidget* buildFieldPanel();
     void showAttachmentTotal();
+    void widenFieldPanel();
     void insertPlaceholder(const QString& name);
     void addGroup(QWidget* tab, const QString& caption, const QList<QAction*>& actions);
     QWidget* buildSearchPanel();
@@ -183,6 +187,7 @@ private:
     QSize initialSize() const;
     void editDisplaySettings();
     void applyGridSettings();
+    static void fitMailListColumns(QTableWidget* grid, int subject);
     QAction* makeAction(const QString& objectName, const QString& text, std::function<void()> handler);
     void refreshRecipients();
     void refreshAttachments();
@@ -237,6 +242,16 @@ private:
     int32_t FLang = 1031;
     bool FEmptyMode = false;
     QWidget* FTemplateArea = nullptr;
+    int32_t FOpenDraftId = 0;   // the stored draft the compose page holds, 0 for none
+    int32_t newestDraftId() const;
+    bool mayReplaceComposedText();
+    static QString SenderLine(const TConfig& config);
+    void colourStatusLine();
+    bool FStatusDirect = false;
+    bool FStatusEncrypted = false;
+    QString FAppliedSubject;          // what the last template put into the subject
+    QString FAppliedBody;             // and into the body, as plain text
+    int FAppliedTemplateIndex = -1;   // the chooser's entry behind them
 
 public:
     // The commands, named as the ribbon names them.

@@ -20,6 +20,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QTabWidget>
 #include <QVBoxLayout>
 
 namespace kalvex {
@@ -36,11 +37,28 @@ void TFormSetup::buildControls()
 {
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(buildHeader());
-    layout->addWidget(buildVersandart());
-    layout->addWidget(buildSmtpGroup());
-    layout->addWidget(gbPacing = new TPacingGroupBox(this));
-    gbOAuth = new TOAuthGroup(FMessages, this);
-    layout->addWidget(gbOAuth);
+    // Grouped in tabs as mail programs do, so the dialog and its buttons fit
+    // a laptop screen.
+    tabs = new QTabWidget(this);
+    tabs->setObjectName(QStringLiteral("tabsSetup"));
+    auto* server = new QWidget(tabs);
+    auto* serverColumn = new QVBoxLayout(server);
+    serverColumn->addWidget(buildVersandart());
+    serverColumn->addWidget(buildSmtpGroup());
+    serverColumn->addStretch(1);
+    tabs->addTab(server, QString());
+    auto* pace = new QWidget(tabs);
+    auto* paceColumn = new QVBoxLayout(pace);
+    paceColumn->addWidget(gbPacing = new TPacingGroupBox(pace));
+    paceColumn->addStretch(1);
+    tabs->addTab(pace, QString());
+    auto* login = new QWidget(tabs);
+    auto* loginColumn = new QVBoxLayout(login);
+    loginColumn->addWidget(gbOAuth = new TOAuthGroup(FMessages, login));
+    loginColumn->addWidget(gbLogin);
+    loginColumn->addStretch(1);
+    tabs->addTab(login, QString());
+    layout->addWidget(tabs, 1);
     auto* buttons = new QDialogButtonBox(this);
     btOK = buttons->addButton(QString(), QDialogButtonBox::AcceptRole);
     btCancel = buttons->addButton(QString(), QDialogButtonBox::RejectRole);
@@ -114,13 +132,16 @@ QGroupBox* TFormSetup::buildSmtpGroup()
     lbUsername = new QLabel(gbSMTP);
     form->addRow(lbAbsender, EdAbsender);
     form->addRow(lbAbsenderName, EdAbsenderName);
-    form->addRow(lbPass, passRow);
     form->addRow(lbHost, edSMTPFQDN);
     form->addRow(lbPort, EdPort);
     form->addRow(QString(), chkEncodedConnection);
-    form->addRow(QString(), chkExtraUser);
-    form->addRow(lbUsername, edUsername);
     form->addRow(QString(), btTestConnection);
+    // Password and user name sit on the sign-in tab, beside OAuth.
+    gbLogin = new QGroupBox(this);
+    auto* loginForm = new QFormLayout(gbLogin);
+    loginForm->addRow(lbPass, passRow);
+    loginForm->addRow(QString(), chkExtraUser);
+    loginForm->addRow(lbUsername, edUsername);
     connect(btChangePass, &QPushButton::clicked, this, [this] { btChangePassClick(); });
     connect(EdAbsender, &QLineEdit::textChanged, this, [this] { EdAbsenderChange(); });
     connect(edUsername, &QLineEdit::textChanged, this, [this] { EdAbsenderChange(); });
@@ -135,6 +156,10 @@ void TFormSetup::translateCaptions()
     lbTitle->setText(Tx(1840, "Einstellungen"));
     lbDescription->setText(Tx(1841, "Hier können Sie Versandart, Absender und SMTP-Server einstellen."));
     gbVersandart->setTitle(Tx(1842, "Versandart"));
+    tabs->setTabText(0, Tx(4501, "Versand und Server"));
+    tabs->setTabText(1, Tx(4502, "Versandtempo"));
+    tabs->setTabText(2, Tx(4503, "Anmeldung"));
+    gbLogin->setTitle(Tx(4504, "Passwort und Nutzername"));
     rbStandardClient->setText(Tx(1843, "über Standard-E-Mail-Programm"));
     rbDirekt->setText(Tx(1844, "direkt"));
     lbAbsender->setText(Tx(1845, "Absender-Adresse*"));
@@ -207,6 +232,7 @@ void TFormSetup::rgVersandartClick()
     setSmtpControlsEnabled(direct);
     gbPacing->setEnabled(direct);   // only direct sending sends separately
     gbOAuth->setEnabled(direct);
+    gbLogin->setEnabled(direct);
     QPalette pal = gbSMTP->palette();
     pal.setColor(QPalette::WindowText, palette().color(direct ? QPalette::WindowText : QPalette::Dark));
     gbSMTP->setPalette(pal);

@@ -17,6 +17,7 @@ class QLabel;
 class QLineEdit;
 class QPushButton;
 class QRadioButton;
+class QTabWidget;
 
 namespace kalvex {
 
@@ -78,6 +79,8 @@ public:
     QGroupBox* gbSMTP;
     TPacingGroupBox* gbPacing;   // the pace of separate runs, kept in config.ini
     TOAuthGroup* gbOAuth;
+    QGroupBox* gbLogin;   // password and user name, on the sign-in tab
+    QTabWidget* tabs;     // "Versand und Server", "Versandtempo", "Anmeldung"
 
 protected:
     void showEvent(QShowEvent* event) override;

@@ -166,6 +166,15 @@ TEST_F(ComposeJourney, FieldTreeAndDroppedAttachments)
         w.gridAnhang->setCurrentCell(1, 0);
         menu.first()->trigger();
 
+        // A file dropped on the body or the subject attaches; the texts stay.
+        const QString body = w.edBody->toPlainText();
+        const QString subject = w.edBetreff->text();
+        dropUrls(w.edBody->viewport(), {QUrl::fromLocalFile(writeFile(site.Path("files/notiz.txt"), 10))});
+        dropUrls(w.edBetreff, {QUrl::fromLocalFile(writeFile(site.Path("files/liste.csv"), 10))});
+        EXPECT_EQ(column(w.gridAnhang, 0), QStringList({"plan.pdf", "foto.jpg", "begehung.mp4", "notiz.txt", "liste.csv"}));
+        EXPECT_EQ(w.edBody->toPlainText(), body);
+        EXPECT_EQ(w.edBetreff->text(), subject);
+
         w.AddRecipientRow({"anna.schaefer@example.org", "Anna Schäfer", "Planungsbüro Nord", 0, 0, 0, TEmpfaengerTyp::elAn});
         w.resize(1366, 768);
         w.grab().save(QStringLiteral(KALVEX_SCREENSHOT_DIR "/compose-1366x768.png"));
@@ -237,13 +246,23 @@ TEST_F(RecipientLineJourney, CompletionPastedListsAndKindsReachTheServer)
         QTest::keyClicks(line, "nord");
         offered = popupEntries(completer);
         EXPECT_TRUE(completer->popup()->isVisible());
-        QTest::keyClick(completer->popup(), Qt::Key_Return);   // the first suggestion
+        EXPECT_FALSE(completer->popup()->currentIndex().isValid());   // nothing taken before the user picks
+        QTest::keyClick(completer->popup(), Qt::Key_Down);     // the first suggestion
+        QTest::keyClick(completer->popup(), Qt::Key_Return);
         EXPECT_EQ(line->text(), "");
-        // By address, from the host only.
+        // By address, from the host only; Esc closes the list and nothing else.
         QTest::keyClicks(line, "albers@");
         EXPECT_EQ(popupEntries(completer), QStringList{"Bernd Albers – Albers Hochbau <b.albers@example.org>"});
-        completer->popup()->hide();
+        QTest::keyClick(completer->popup(), Qt::Key_Escape);
+        EXPECT_FALSE(completer->popup()->isVisible());
+        EXPECT_TRUE(w.isVisible());
+        EXPECT_TRUE(user.Seen(QMessageBox::Question).isEmpty());
         line->clear();
+        // A single match: Down highlights it, Enter takes it.
+        QTest::keyClicks(line, "Bern");
+        QTest::keyClick(completer->popup(), Qt::Key_Down);
+        QTest::keyClick(completer->popup(), Qt::Key_Return);
+        EXPECT_EQ(line->text(), "");
 
         // The preset kind sets the line's kind; a pasted list with one bad entry.
         w.rbVoreinstellung[1]->setChecked(true);
@@ -269,18 +288,19 @@ TEST_F(RecipientLineJourney, CompletionPastedListsAndKindsReachTheServer)
     EXPECT_EQ(offered, QStringList({"Anna Schäfer – Planungsbüro Nord <anna.schaefer@example.org>",
                                     "Carla Nord – Nordbau GmbH <c.nord@example.org>"}));
     const std::vector<TComposeRecipient>& rows = session.Window().Model().Recipients;
-    ASSERT_EQ(rows.size(), 5u);   // Anna's second entry was a duplicate
+    ASSERT_EQ(rows.size(), 6u);   // Anna's second entry was a duplicate
     EXPECT_EQ(rows[0].name, "Anna Schäfer");
     EXPECT_EQ(rows[0].company, "Planungsbüro Nord");
     EXPECT_EQ(rows[0].kind, TEmpfaengerTyp::elAn);
-    EXPECT_EQ(rows[1].company, "Nordbau GmbH");   // known from the completion of "nord"
-    EXPECT_EQ(rows[2].name, "Dora Ost");
-    EXPECT_EQ(rows[4].email, "nord@example.org");
-    EXPECT_EQ(rows[4].kind, TEmpfaengerTyp::elBcc);
+    EXPECT_EQ(rows[1].email, "b.albers@example.org");
+    EXPECT_EQ(rows[2].company, "Nordbau GmbH");   // known from the completion of "nord"
+    EXPECT_EQ(rows[3].name, "Dora Ost");
+    EXPECT_EQ(rows[5].email, "nord@example.org");
+    EXPECT_EQ(rows[5].kind, TEmpfaengerTyp::elBcc);
     EXPECT_EQ(user.Seen(QMessageBox::Critical), QStringList{"Die Adresse kaputt@ scheint fehlerhaft zu sein."});
 
     ASSERT_EQ(server.MailCount(), 1);
-    EXPECT_EQ(server.Envelope(1).mid(1), QStringList({"anna.schaefer@example.org", "c.nord@example.org",
+    EXPECT_EQ(server.Envelope(1).mid(1), QStringList({"anna.schaefer@example.org", "b.albers@example.org", "c.nord@example.org",
                                                       "dora@ost.example", "geheim@example.org", "nord@example.org"}));
     const QStringList head = headers(server.MailFile(1));
     EXPECT_TRUE(header(head, "To").contains("anna.schaefer@example.org"));

@@ -129,17 +129,23 @@ TEST_F(Journey, SendThenCloseAsksNothing)
     EXPECT_EQ(result.exitCode, KALVEX_EXIT_SENT);
 }
 
-// Esc, the title bar and "Schließen" all ask; No keeps nothing, Yes stores
-// the draft; a window whose mail went out asks nothing.
+// Esc, the title bar and "Schließen" all ask; Esc on the question goes back
+// to the mail, No keeps nothing, Yes stores the draft; a window whose mail
+// went out asks nothing.
 TEST_F(Journey, EveryWayOfClosingAsksAboutTheDraft)
 {
+    user.AnswerWithEscape();
     user.Answer(false);
     TDistributionSession first({});
+    bool keptAfterTwoEsc = false;
     run(first, [&](TMainForm& w) {
         compose(w, "Entwurf A", "a@example.org");
         QTest::keyClick(&w, Qt::Key_Escape);
+        keptAfterTwoEsc = w.isVisible() && w.edBetreff->text() == "Entwurf A" && w.Model().Recipients.size() == 1;
+        QTest::keyClick(&w, Qt::Key_Escape);
     });
-    EXPECT_EQ(user.Seen(QMessageBox::Question), QStringList{kQuestion});
+    EXPECT_TRUE(keptAfterTwoEsc);
+    EXPECT_EQ(user.Seen(QMessageBox::Question), QStringList({kQuestion, kQuestion}));
     EXPECT_EQ(count(kDrafts), 0);
 
     user.Answer(true);
@@ -149,13 +155,13 @@ TEST_F(Journey, EveryWayOfClosingAsksAboutTheDraft)
         QCloseEvent close;   // what the window manager's close button sends
         QApplication::sendEvent(w.windowHandle(), &close);
     });
-    EXPECT_EQ(user.Seen(QMessageBox::Question).size(), 2);
+    EXPECT_EQ(user.Seen(QMessageBox::Question).size(), 3);
     EXPECT_EQ(count(kDrafts), 1);
     EXPECT_EQ(result.exitCode, KALVEX_EXIT_CLOSED);
 
     TDistributionSession third({});
     run(third, [&](TMainForm& w) { w.barbtProgrammBeenden->trigger(); });   // empty: nothing to ask
-    EXPECT_EQ(user.Seen(QMessageBox::Question).size(), 2);
+    EXPECT_EQ(user.Seen(QMessageBox::Question).size(), 3);
 }
 
 TEST_F(Journey, EditingTemplatesKeepsTheEditedMail)
@@ -170,7 +176,8 @@ TEST_F(Journey, EditingTemplatesKeepsTheEditedMail)
         managerOpened = true;
         d.reject();
     });
-    user.Answer(false);
+    for (bool answer : {false, true, false})   // replace the typed text? No, Yes; then closing: No
+        user.Answer(answer);
     const auto result = run(session, [&](TMainForm& w) {
         EXPECT_EQ(w.edBetreff->text(), "Mängelanzeige Neubau Lagerhalle Nord");
         w.edBetreff->setText("Mängelanzeige – bitte bis Freitag");
@@ -180,9 +187,42 @@ TEST_F(Journey, EditingTemplatesKeepsTheEditedMail)
         EXPECT_EQ(w.edBetreff->text(), "Mängelanzeige – bitte bis Freitag");
         EXPECT_EQ(w.edBody->toPlainText(), "Mein eigener Text.");
         EXPECT_EQ(w.cbVorlagen->currentData().toUuid(), site.TemplateDE);
+        // Choosing the template again asks before it replaces the typed text.
+        const int chosen = w.cbVorlagen->currentIndex();
+        emit w.cbVorlagen->activated(chosen);
+        EXPECT_EQ(w.edBetreff->text(), "Mängelanzeige – bitte bis Freitag");
+        EXPECT_EQ(w.cbVorlagen->currentIndex(), chosen);
+        emit w.cbVorlagen->activated(chosen);
+        EXPECT_EQ(w.edBetreff->text(), "Mängelanzeige Neubau Lagerhalle Nord");
         w.close();
     });
+    EXPECT_EQ(user.Seen(QMessageBox::Question).size(), 3);
+    EXPECT_TRUE(user.Seen(QMessageBox::Question).value(0).startsWith("Betreff und Text der E-Mail durch die Vorlage ersetzen?"));
     EXPECT_EQ(result.selectedVorlage, site.TemplateDE);
+}
+
+// A draft taken up again and saved stays one draft, with the new text.
+TEST_F(Journey, SavingAnOpenedDraftUpdatesIt)
+{
+    TDistributionSession session({});
+    QString listed;
+    run(session, [&](TMainForm& w) {
+        compose(w, "Abnahmetermin", "a@example.org");
+        w.barbtSpeichereEntwurf->trigger();
+        w.barbtNewMail->trigger();
+        w.ribbon->setCurrentIndex(2);
+        w.gridEntwuerfe->setCurrentCell(0, 0);
+        w.barbtEntwurfBearbeiten->trigger();
+        w.edBetreff->setText("Abnahmetermin verschoben");
+        w.barbtSpeichereEntwurf->trigger();
+        w.edBetreff->setText("Abnahmetermin verschoben auf Montag");
+        w.barbtSpeichereEntwurf->trigger();
+        listed = w.gridEntwuerfe->rowCount() == 1 ? w.gridEntwuerfe->item(0, 0)->text() : QString();
+        w.barbtNewMail->trigger();
+        w.barbtProgrammBeenden->trigger();
+    });
+    EXPECT_EQ(count(kDrafts), 1);
+    EXPECT_EQ(listed, "Abnahmetermin verschoben auf Montag");
 }
 
 // After a success, "Neue E-Mail" starts afresh: a failing send must not
@@ -460,7 +500,8 @@ TEST_F(HostJourney, AddressManagementVersion2ShowsTheHostAddresses)
 
 // Picked recipients take the kind chosen under "Voreinstellung"; a row
 // taken from the host's address database is named by its field Name.
-TEST_F(HostJourney, PickedRecipientsTakeThePresetKind)
+// The picker starts from "Voreinstellung"; its "Bcc →" is what the row gets.
+TEST_F(HostJourney, PickedRecipientsTakeTheKindChosenInThePicker)
 {
     TDistributionWindowSetup setup;
     TAdressDB adr(site.Path("pkz") + "/");
@@ -468,12 +509,14 @@ TEST_F(HostJourney, PickedRecipientsTakeThePresetKind)
     ASSERT_TRUE(adr.IsOpen());
     setup.adr = &adr;
     TDistributionSession session(setup);
-    user.OnDialog([](QDialog& d) {
+    TEmpfaengerTyp pickerDefault = TEmpfaengerTyp::elAn;
+    user.OnDialog([&pickerDefault](QDialog& d) {
         auto* w = qobject_cast<TFormEmpfWaehlen*>(&d);
         if (!w)
             return d.reject();
+        pickerDefault = w->DefaultKind();
         w->gridHost->selectAll();
-        w->AddSelectedAs(TEmpfaengerTyp::elAn);   // the kind inside the recipient window
+        w->AddSelectedAs(TEmpfaengerTyp::elBcc);
         w->accept();
     });
     run(session, [&](TMainForm& w) {
@@ -486,7 +529,8 @@ TEST_F(HostJourney, PickedRecipientsTakeThePresetKind)
     EXPECT_EQ(r.email, "b.albers@example.org");
     EXPECT_EQ(r.name, "Albers");
     EXPECT_EQ(r.company, "Albers Hochbau");
-    EXPECT_EQ(r.kind, TEmpfaengerTyp::elCc);
+    EXPECT_EQ(r.kind, TEmpfaengerTyp::elBcc);
+    EXPECT_EQ(pickerDefault, TEmpfaengerTyp::elCc);
 }
 
 // Before InitInterface the host learns what is missing; a field stream of

@@ -124,7 +124,7 @@ TEST(MainForm, StatusLineFollowsSendMode)
     config.FVerbindungVerschluesselt = true;
     form.UpdateStatusLine(config);
     EXPECT_EQ(form.statusPanels[0]->text(), " SMTP-Server: smtp.example.org");
-    EXPECT_EQ(form.statusPanels[5]->text(), "aktiv");
+    EXPECT_EQ(form.statusPanels[5]->text(), "Verschlüsselung: aktiv");
     EXPECT_FALSE(form.chbSeperatSenden->isHidden());
     EXPECT_FALSE(form.btVorschau->isHidden());
     form.show();

@@ -2,6 +2,7 @@
 //   kalvex_screenshots <folder>       (make screenshots; not part of CI)
 
 #include "DemoInstallation.h"
+#include "ModuleDialogs.h"
 #include "TestApp.h"
 
 #include "address/uKontakt.h"
@@ -29,11 +30,15 @@ QString gOut;
 void save(QWidget& w, const QString& name, int32_t lang)
 {
     w.show();
-    QApplication::processEvents();   // views settle their scroll bars after the first layout
+    for (int pass = 0; pass < 5; ++pass)   // views settle their scroll bars, ribbon groups unfold
+        QApplication::processEvents();
     const QString file = QStringLiteral("%1/%2-%3.png").arg(gOut, name, lang == 1031 ? "de" : "en");
     w.grab().save(file);
     std::printf("%s\n", qPrintable(file));
 }
+
+void companions(kalvex::testing::DemoInstallation& site, TMainForm& parent, TRecordingMessages& messages, int32_t lang);
+void darkScheme(kalvex::testing::DemoInstallation& site, TMainForm& form, TRecordingMessages& messages, int32_t lang);
 
 void mainWindow(kalvex::testing::DemoInstallation& site, TRecordingMessages& messages, int32_t lang)
 {
@@ -56,42 +61,48 @@ void mainWindow(kalvex::testing::DemoInstallation& site, TRecordingMessages& mes
     form.ribbon->setCurrentIndex(0);
     form.resize(form.minimumSizeHint().width(), 768 - 32);
     save(form, "main-narrow", lang);
+    form.resize(1366, 768 - 32);
+    TConfig direct;   // the status line and sender of direct sending, not stored
+    direct.FVersandart = TVersandArt::vaDirekt;
+    direct.FHost = "smtp.example.org";
+    direct.FPort = 587;
+    direct.FUser = "bauleitung@example.org";
+    direct.FAbsenderName = "Bauleitung Nord";
+    form.UpdateStatusLine(direct);
+    save(form, "main-direct", lang);
+    darkScheme(site, form, messages, lang);
+    companions(site, form, messages, lang);
+}
+
+void companions(kalvex::testing::DemoInstallation& site, TMainForm& parent, TRecordingMessages& messages, int32_t lang)
+{
+    for (const auto& [name, make] : kalvex::testing::ModuleDialogs(site, messages)) {
+        std::unique_ptr<QDialog> dialog = make(&parent);
+        save(*dialog, name, lang);
+        if (auto* setup = qobject_cast<TFormSetup*>(dialog.get()))
+            for (int tab = 1; tab < setup->tabs->count(); ++tab) {
+                setup->tabs->setCurrentIndex(tab);
+                save(*setup, QStringLiteral("settings-%1").arg(tab + 1), lang);
+            }
+    }
+    TFormHinweis notice(Tx(2290, "Die E-Mail wird an Ihr Standard-E-Mail-Programm übergeben. Bitte prüfen und senden Sie sie dort."));
+    save(notice, "notice", lang);
+}
+
+// The dark scheme on the module's own application, as the demo host shows it.
+void darkScheme(kalvex::testing::DemoInstallation& site, TMainForm& form, TRecordingMessages& messages, int32_t lang)
+{
+    qApp->setProperty("kalvexOwnsApplication", true);
     TDisplaySettings dark;
     dark.scheme = TFarbschema::fsDunkel;
     form.ApplyDisplaySettings(dark);
     save(form, "main-dark", lang);
-    TFormTastenkombinationen keys(form.actions());
-    save(keys, "shortcuts", lang);
-}
-
-void companions(kalvex::testing::DemoInstallation& site, TRecordingMessages& messages, int32_t lang)
-{
-    TQMBDatabaseHandler& h = site.Module->Handler();
-    TFormSetup setup(messages);
+    TFormSetup setup(messages, &form);
     setup.Initialize(TConfig::Ensure());
-    save(setup, "settings", lang);
-    TFormEmpfWaehlen select(h, nullptr, TEmpfWaehlenMode::emAuswahl, messages);
-    save(select, "recipients", lang);
-    TFormEmpfWaehlen manage(h, nullptr, TEmpfWaehlenMode::emAdressVerwaltung, messages);
-    save(manage, "address-management", lang);
-    TKontakt k;
-    k.Vorname = "Anna";
-    k.Nachname = "Schäfer";
-    k.EMail = "anna.schaefer@example.org";
-    TFormKontakt contact(k);
-    save(contact, "contact", lang);
-    TFormVorlagen templates(h, messages, &site.Module->FProgrammVorlageListe, lang);
-    save(templates, "templates", lang);
-    TFormtextbausteine blocks(h, messages);
-    save(blocks, "text-blocks", lang);
-    TFormAdresseManuell manual;
-    save(manual, "manual-address", lang);
-    TFormGesendeteMail view(site.Module->FEMailListe[0], messages);
-    save(view, "sent-mail", lang);
-    TFormDarstellung display(TDisplaySettings{});
-    save(display, "display", lang);
-    TFormHinweis notice(Tx(2290, "Die E-Mail wird an Ihr Standard-E-Mail-Programm übergeben. Bitte prüfen und senden Sie sie dort."));
-    save(notice, "notice", lang);
+    save(setup, "settings-dark", lang);
+    form.ApplyDisplaySettings(TDisplaySettings{});
+    qApp->setProperty("kalvexOwnsApplication", false);
+    (void)site;
 }
 
 }  // namespace
@@ -118,7 +129,6 @@ int main(int argc, char** argv)
         site.LogMail(lang == 1031 ? "Entwurf: Abnahmetermin" : "Draft: acceptance date", TMailStatus::stEntwurf);
         TRecordingMessages messages;
         mainWindow(site, messages, lang);
-        companions(site, messages, lang);
     }
     return 0;
 }

@@ -39,7 +39,8 @@ public:
         QObject::connect(&FTimer, &QTimer::timeout, [this] { look(); });
         FTimer.start();
     }
-    void Answer(bool yes) { FAnswers.push_back(yes); }
+    void Answer(bool yes) { FAnswers.push_back(yes ? Yes : No); }
+    void AnswerWithEscape() { FAnswers.push_back(Escape); }   // the next question gets the Esc key
     void CancelWhen(std::function<bool(const QString&)> when) { FCancelWhen = std::move(when); }
     void OnDialog(std::function<void(QDialog&)> handle) { FOnDialog = std::move(handle); }
     QStringList Seen(QMessageBox::Icon icon) const
@@ -72,11 +73,16 @@ private:
             return;
         box.setProperty("seen", true);
         FSeen.push_back({box.icon(), box.text()});
-        const bool yes = box.icon() == QMessageBox::Question && !FAnswers.empty() && FAnswers.front();
+        const TReply reply = box.icon() == QMessageBox::Question && !FAnswers.empty() ? FAnswers.front() : No;
         if (box.icon() == QMessageBox::Question && !FAnswers.empty())
             FAnswers.pop_front();
+        if (reply == Escape) {
+            QTest::keyClick(&box, Qt::Key_Escape);
+            return;
+        }
+        const QStringList wanted = reply == Yes ? QStringList{"Ja", "Yes"} : QStringList{"Nein", "No"};
         for (QAbstractButton* b : box.buttons())
-            if (box.icon() != QMessageBox::Question || (b->text() == "Ja") == yes) {
+            if (box.icon() != QMessageBox::Question || wanted.contains(b->text())) {
                 QTest::mouseClick(b, Qt::LeftButton);
                 return;
             }
@@ -104,8 +110,9 @@ private:
         }
     }
 
+    enum TReply { No, Yes, Escape };
     QTimer FTimer;
-    std::deque<bool> FAnswers;
+    std::deque<TReply> FAnswers;
     std::vector<std::pair<QMessageBox::Icon, QString>> FSeen;
     std::function<bool(const QString&)> FCancelWhen;
     std::function<void(QDialog&)> FOnDialog;
