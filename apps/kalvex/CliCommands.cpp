@@ -3,6 +3,7 @@
 #include "CliArguments.h"
 #include "CliOAuth.h"
 #include "ConsoleMessages.h"
+#include "StopSignals.h"
 
 #include "address/RecipientCsv.h"
 #include "compose/TemplateMerge.h"
@@ -350,6 +351,9 @@ void addComposeOptions(QCommandLineParser& p)
         {QStringLiteral("separate"), Tx(1960, "separat senden")},
         {QStringLiteral("failed-to"), Tx(3637, "nach separatem Senden: die Adressen, die die E-Mail nicht erhalten haben, "
                                               "in diese Datei schreiben (für --to-file)"), QStringLiteral("file")},
+        {QStringLiteral("unknown-to"), Tx(4207, "nach separatem Senden: die Adressen, deren Zustellung unbekannt ist "
+                                                "(Verbindung nach dem Senden beendet), in diese Datei schreiben"),
+         QStringLiteral("file")},
         {QStringLiteral("template"), Tx(2010, "GUID einer Programmvorlage, die zuerst angewendet wird"), QStringLiteral("guid")},
         {QStringLiteral("fields"), Tx(2011, "Datei mit den Datenfeldern (TFelder-Datenstrom) für die Vorlage"), QStringLiteral("file")},
         {QStringLiteral("recipients"), Tx(3432, "Empfänger mit ihren Feldern aus einer CSV-Datei (Kopfzeile mit den "
@@ -432,6 +436,21 @@ void printPreview(TMailingRun& run, const TComposeModel& model, int number)
     out(VisibleControlCharacters(mail.FBodyPlain, true));
 }
 
+// The lists a separate run writes at its end: refused now, before the
+// first mail, rather than after the last.
+void checkResultFiles(const QCommandLineParser& p)
+{
+    const QString failed = QStringLiteral("failed-to"), unknown = QStringLiteral("unknown-to");
+    if (p.isSet(unknown) && !p.isSet(QStringLiteral("separate")))
+        throw EUsage(Tx(4208, "--unknown-to gilt nur zusammen mit --separate."));
+    if (p.isSet(failed) && p.isSet(unknown)
+        && QFileInfo(p.value(failed)).absoluteFilePath() == QFileInfo(p.value(unknown)).absoluteFilePath())
+        throw EUsage(Tx(4209, "--failed-to und --unknown-to brauchen zwei verschiedene Dateien."));
+    for (const QString& option : {failed, unknown})
+        if (p.isSet(option))
+            RequireWritableFile(option, p.value(option));
+}
+
 // Everything that can be checked before the store is opened: conflicting
 // options, the template's GUID, the files named.
 void checkComposeArguments(const QCommandLineParser& p)
@@ -444,6 +463,7 @@ void checkComposeArguments(const QCommandLineParser& p)
         requireTemplateGuid(p.value(QStringLiteral("template")));
     if (p.isSet(QStringLiteral("failed-to")) && !p.isSet(QStringLiteral("separate")))
         throw EUsage(Tx(3638, "--failed-to gilt nur zusammen mit --separate."));
+    checkResultFiles(p);
     for (const QString& option : {QStringLiteral("body-file"), QStringLiteral("fields"), QStringLiteral("to-file")})
         if (p.isSet(option))
             RequireReadableFile(p.value(option));
@@ -516,7 +536,8 @@ void writeAddressFile(const QString& path, const QStringList& addresses)
 
 // Who got the mail and who did not, one line each; the addresses that did
 // not get it go to --failed-to's file (emptied when everyone got it), ready
-// for --to-file.
+// for --to-file. Those whose delivery is unknown have their own section and
+// --unknown-to's file: sending to them again could give them a second copy.
 void reportSeparateRun(const TSeparateRunSummary& summary, const QCommandLineParser& p)
 {
     for (const QString& address : summary.sent)
@@ -525,9 +546,37 @@ void reportSeparateRun(const TSeparateRunSummary& summary, const QCommandLinePar
         out(Tx(3639, "nicht gesendet") + QStringLiteral(": ") + VisibleControlCharacters(address) + QStringLiteral(" (") + VisibleControlCharacters(reason) + QLatin1Char(')'));
     for (const QString& address : summary.notSent)
         out(Tx(2305, "abgebrochen, nicht gesendet") + QStringLiteral(": ") + VisibleControlCharacters(address));
+    for (const auto& [address, reason] : summary.unknown)
+        out(DeliveryUnknownText() + QStringLiteral(": ") + VisibleControlCharacters(address) + QStringLiteral(" (")
+            + VisibleControlCharacters(reason) + QLatin1Char(')'));
     out(RunSummaryText(summary));
     if (p.isSet(QStringLiteral("failed-to")))
         writeAddressFile(p.value(QStringLiteral("failed-to")), summary.Missing());
+    if (p.isSet(QStringLiteral("unknown-to")))
+        writeAddressFile(p.value(QStringLiteral("unknown-to")), summary.Unknown());
+}
+
+// Failures first (they can be sent again), then the outcomes that must not
+// be sent again blindly.
+int sendExitCode(const TRunTally& tally)
+{
+    if (tally.sent + tally.unknown == 0 || tally.failed + tally.notSent > 0)
+        return ExitFailed;
+    if (tally.unknown > 0)
+        return ExitDeliveryUnknown;
+    if (tally.partly > 0)
+        return ExitPartlySent;
+    return tally.notLogged > 0 ? ExitSentNotLogged : ExitOk;
+}
+
+// Ctrl-C or SIGTERM ends the run after the mail in flight; the summary and
+// the lists follow as after any run.
+void sendWithStopSignals(TMailingRun& run)
+{
+    TStopSignals stop;
+    run.SetStopRequest([&stop] { return stop.StopRequested(); });
+    run.SendClick();
+    run.SetStopRequest({});
 }
 
 int runCompose(const QStringList& args, const TGlobalOptions& options, bool send)
@@ -555,13 +604,10 @@ int runCompose(const QStringList& args, const TGlobalOptions& options, bool send
         out(Tx(2002, "Entwurf gespeichert."));
         return ExitOk;
     }
-    run.SendClick();
+    sendWithStopSignals(run);
     if (model.SeparateFlag)
         reportSeparateRun(run.LastSeparateRun(), cmd.Parser());
-    const TRunTally& tally = run.Tally();
-    if (tally.sent == 0 || tally.failed + tally.notSent > 0)
-        return ExitFailed;
-    return tally.notLogged > 0 ? ExitSentNotLogged : ExitOk;
+    return sendExitCode(run.Tally());
 }
 
 int runSend(const QStringList& args, const TGlobalOptions& options)

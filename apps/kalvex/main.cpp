@@ -6,10 +6,13 @@
 #include <QFile>
 #include <QGuiApplication>
 
+#include <cstdio>
 #include <unistd.h>
 
 int main(int argc, char** argv)
 {
+    // A line per recipient must reach a file or pipe as it is printed.
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
     // Rich text needs a GUI application object; no window ever opens.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");

@@ -123,6 +123,8 @@ void TSmtpSession::Run(const TSmtpEnvelope& envelope, std::vector<TMimeSegment> 
     FEndOfDataSent = false;
     FUnreachable = false;
     FTransactionStart = 0;
+    FAccepted.clear();
+    FDelivery = TSmtpDelivery();
     if (FState == State::Ready) {
         FCancelPoll.start();
         startOnRestingConnection();
@@ -151,8 +153,24 @@ void TSmtpSession::finishRun()
 {
     if (FState != State::Ready)
         dropSocket();
+    settleDelivery();
     if (FError)
         std::rethrow_exception(FError);
+}
+
+// Every recipient not delivered and not refused: waiting for an answer
+// that never came, or never reached by the mail.
+void TSmtpSession::settleDelivery()
+{
+    for (size_t i = 0; i < FEnvelope.recipients.size(); ++i) {
+        const QString address = FEnvelope.recipients[i].Address();
+        const bool refused = std::any_of(FDelivery.refused.begin(), FDelivery.refused.end(),
+                                         [&](const auto& r) { return r.first == address; });
+        if (FDelivery.delivered.contains(address) || refused)
+            continue;
+        const bool inFlight = std::find(FAccepted.begin(), FAccepted.end(), i) != FAccepted.end();
+        (FEndOfDataSent && inFlight ? FDelivery.unanswered : FDelivery.untried) << address;
+    }
 }
 
 void TSmtpSession::Close()
@@ -360,12 +378,16 @@ void TSmtpSession::onDisconnected()
     abortWith<ESmtpConnection>(Tx(1006, "Der SMTP-Server hat die Verbindung unerwartet beendet."));
 }
 
+// A server that takes the connection and never greets is as good as none:
+// the next mails would wait just as long.
 void TSmtpSession::onTimeout()
 {
     if (FState == State::Quit)
         return leave();
+    const bool beforeGreeting = FState == State::Connecting || FState == State::Greeting;
     abortWith<ESmtpTimeout>(Tx(1007, "Der SMTP-Server %1 hat nicht innerhalb von %2 Sekunden geantwortet.")
                                 .arg(FSettings.host).arg(FTimeoutMs / 1000.0));
+    FUnreachable = FUnreachable || beforeGreeting;
 }
 
 void TSmtpSession::onReadyRead()
@@ -719,30 +741,45 @@ void TSmtpSession::handleMailFrom(const Reply& r)
     if (r.code != 250)
         return failReply(r);
     FNextRecipient = FTransactionStart;
+    FAccepted.clear();
     sendNextRecipient();
 }
 
+// After the last recipient the data goes to those accepted; when nobody
+// was, the mail fails with the last refusal.
 void TSmtpSession::sendNextRecipient()
 {
-    if (FNextRecipient >= FEnvelope.recipients.size())
-        return sendCommand("DATA", State::Data);
-    sendCommand("RCPT TO:<" + envelopeAddress(FEnvelope.recipients[FNextRecipient]) + ">", State::RcptTo);
+    if (FNextRecipient < FEnvelope.recipients.size())
+        return sendCommand("RCPT TO:<" + envelopeAddress(FEnvelope.recipients[FNextRecipient]) + ">", State::RcptTo);
+    if (FAccepted.empty())
+        return failReply(FLastRefusal);
+    sendCommand("DATA", State::Data);
 }
 
 // 452 means "no more recipients in this transaction" (RFC 5321
 // 4.5.3.1.10): the accepted ones get the mail now, the rest afterwards.
-// It says nothing about the address, so the address is not blamed.
+// It says nothing about the address, so the address is not blamed. A
+// recipient refused otherwise (or with 452 as the first of a transaction)
+// is left out; the others still get the mail.
 void TSmtpSession::handleRcptTo(const Reply& r)
 {
-    if (r.code == 452 && FNextRecipient > FTransactionStart)
+    if (r.code == 452 && !FAccepted.empty())
         return sendCommand("DATA", State::Data);
-    if (r.code != 250 && r.code != 251) {
-        if (FEvents && r.code != 452)
-            FEvents->RecipientRefused(FEnvelope.recipients[FNextRecipient].Address());
-        return failReply(r);
-    }
+    if (r.code == 250 || r.code == 251)
+        FAccepted.push_back(FNextRecipient);
+    else
+        refuseRecipient(r);
     ++FNextRecipient;
     sendNextRecipient();
+}
+
+void TSmtpSession::refuseRecipient(const Reply& r)
+{
+    const QString address = FEnvelope.recipients[FNextRecipient].Address();
+    if (FEvents && r.code != 452)
+        FEvents->RecipientRefused(address);
+    FDelivery.refused.append(qMakePair(address, r.Sanitized()));
+    FLastRefusal = r;
 }
 
 void TSmtpSession::handleData(const Reply& r)
@@ -821,6 +858,9 @@ void TSmtpSession::handleDataEnd(const Reply& r)
 {
     if (r.code != 250)
         return failReply(r);
+    for (size_t i : FAccepted)
+        FDelivery.delivered << FEnvelope.recipients[i].Address();
+    FAccepted.clear();
     if (FNextRecipient < FEnvelope.recipients.size()) {
         FTransactionStart = FNextRecipient;
         return sendMailFrom();

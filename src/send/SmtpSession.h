@@ -24,6 +24,7 @@
 #include <QFile>
 #include <QList>
 #include <QObject>
+#include <QPair>
 #include <QSslSocket>
 #include <QStringList>
 #include <QTimer>
@@ -117,6 +118,16 @@ struct TSmtpEnvelope {
     std::vector<TMailbox> recipients;   // To, Cc and Bcc
 };
 
+// What became of each recipient of the last Run. A mail to several
+// recipients may reach some while the server refuses others; a refused
+// one does not stop the rest.
+struct TSmtpDelivery {
+    QStringList delivered;                    // their transaction's end of data got its 250
+    QList<QPair<QString, QString>> refused;   // address and the server's reply to its RCPT
+    QStringList unanswered;                   // their end of data went out, its answer never came
+    QStringList untried;                      // the exchange ended before their mail went out
+};
+
 class TSmtpSession : public QObject {
     Q_OBJECT
 
@@ -139,8 +150,11 @@ public:
     void Close();
     // The last Run failed after the end of its data went out, unanswered.
     bool EndOfDataUnanswered() const { return FEndOfDataSent; }
-    // The last Run failed before a connection to the server stood.
+    // The last Run failed before the server greeted: no connection, or a
+    // server that accepted it and stayed silent.
     bool ServerUnreachable() const { return FUnreachable; }
+    // Per recipient, complete once Run has returned or raised.
+    const TSmtpDelivery& Delivery() const { return FDelivery; }
     int Connections() const { return FConnections; }
     State CurrentState() const { return FState; }
     const QByteArray& ChosenMechanism() const { return FMechanismName; }
@@ -197,6 +211,8 @@ private:
     void sendMailFrom();
     QByteArray envelopeAddress(const TMailbox& mailbox) const;
     void sendNextRecipient();
+    void refuseRecipient(const Reply& r);
+    void settleDelivery();
     void sendQuit();
     void rewindBody();
     void pumpBody();
@@ -238,6 +254,9 @@ private:
     TSmtpEnvelope FEnvelope;
     size_t FTransactionStart = 0;   // the first recipient of the running transaction
     size_t FNextRecipient = 0;
+    std::vector<size_t> FAccepted;     // recipients the running transaction accepted
+    Reply FLastRefusal;                // the last RCPT refusal: the mail's failure when nobody took it
+    TSmtpDelivery FDelivery;
     QList<QByteArray> FCapabilities;   // the keywords of the EHLO reply
     QList<QByteArray> FAuthMechanisms;
     qint64 FSizeLimit = 0;             // SIZE of the EHLO reply; 0 none
