@@ -745,6 +745,28 @@ int runTestConnection(const QStringList& args, const TGlobalOptions& options)
     return ExitOk;
 }
 
+// The exit codes, as the man page and README list them; when several
+// apply, the first of 1, 6, 5, 4 counts.
+void printExitCodes()
+{
+    const QList<QPair<int, QString>> codes = {
+        {ExitOk, Tx(4211, "fertig; bei send: jede E-Mail wurde übergeben")},
+        {ExitFailed, Tx(4212, "die Arbeit lief, ist aber fehlgeschlagen (eine E-Mail nicht übergeben, der "
+                              "Verbindungstest fehlgeschlagen)")},
+        {ExitUsage, Tx(4213, "falsche Argumente; es wurde nichts geschrieben oder gesendet")},
+        {ExitEnvironment, Tx(4214, "Einstellungen, Speicher oder Installation nicht verwendbar")},
+        {ExitSentNotLogged, Tx(4215, "send: jede E-Mail ist hinausgegangen, aber das Protokoll konnte nicht "
+                                     "geschrieben werden; nicht erneut senden")},
+        {ExitPartlySent, Tx(4216, "send: die E-Mail ist hinausgegangen, aber der Server hat einige Empfänger "
+                                  "abgelehnt (sie werden genannt); nicht erneut an alle senden")},
+        {ExitDeliveryUnknown, Tx(4217, "send: keine E-Mail ist fehlgeschlagen, aber bei einigen ist die Zustellung "
+                                       "unbekannt (Verbindung nach dem Senden beendet); nicht ungeprüft erneut senden")},
+    };
+    out(Tx(4210, "\nExit-Codes:"));
+    for (const auto& [code, meaning] : codes)
+        out(QStringLiteral("  %1  %2").arg(code).arg(meaning));
+}
+
 void printUsage()
 {
     out(QStringLiteral("kalvex [--lang 1031|1033] [--install-key KEY] [--yes|--no] <command> [options]\n"
@@ -752,6 +774,7 @@ void printUsage()
     for (const TCommand& c : Commands())
         out(QStringLiteral("  %1 %2").arg(c.name, -16).arg(c.summary));
     out(Tx(1898, "\n'kalvex <command> --help' zeigt die Optionen eines Befehls."));
+    printExitCodes();
 }
 
 int langValue(const QString& value)
