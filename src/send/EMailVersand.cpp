@@ -117,9 +117,10 @@ bool TEMailVersand::SendMail(TEMail& mail)
         takeDelivery(nullptr);
     } catch (const std::exception& e) {
         TLogFile::LogGlobal(false, QStringLiteral("TEMailVersand.Send - ") + QString::fromUtf8(e.what()));
+        if (FRunStarted)
+            takeDelivery(&e);   // who was refused on the way, whatever became of the mail
         if (!FRunStarted || FSession->Delivery().delivered.isEmpty())
-            throwFailure(e);
-        takeDelivery(&e);   // some got it: the mail went out
+            throwFailure(e);   // else some got it: the mail went out
     }
     mail.SetStatus(TMailStatus::stGesendet);
     return true;

@@ -576,10 +576,11 @@ bool TMailingRun::SendViaMailClient(TEMail& mail, bool log)
 bool TMailingRun::SendDirect(TEMail& mail, bool log)
 {
     TDeliveryReport delivery;
+    std::unique_ptr<ISmtpSender> sender;
     try {
         if (!FDeps.newSmtpSender)
             throw EKalvex(Tx(1993, "Der direkte Versand ist nicht verfügbar."));
-        std::unique_ptr<ISmtpSender> sender = FDeps.newSmtpSender();
+        sender = FDeps.newSmtpSender();
         logPasswordInClearOnce();
         if (log && FDeps.checkStorable)
             FDeps.checkStorable(mail);
@@ -589,11 +590,7 @@ bool TMailingRun::SendDirect(TEMail& mail, bool log)
             FResultCode = 0;
         delivery = sender->LastDelivery();
     } catch (const ESendUnknown& e) {
-        markUnknown(mail, log, e.message());
-        FMessages.ShowError(DeliveryUnknownText() + QStringLiteral("\r\n") + Tx(1991, "Ursache: ") + e.message()
-                            + QStringLiteral("\r\n") + Tx(4202, "Die E-Mail ist wahrscheinlich angekommen und wurde "
-                                                             "als gesendet gespeichert. Bitte senden Sie sie nicht "
-                                                             "erneut, ohne beim Empfänger nachzufragen."));
+        unknownDelivery(mail, sender->LastDelivery(), log, e.message());
         return true;
     } catch (const std::exception& e) {
         sendFailed(QString::fromUtf8(e.what()));
@@ -604,6 +601,24 @@ bool TMailingRun::SendDirect(TEMail& mail, bool log)
     else
         markSentDirect(mail, log);
     return true;
+}
+
+// A single mail whose end of data went unanswered: logged without the
+// recipients the server refused on the way, and the user is told.
+void TMailingRun::unknownDelivery(TEMail& mail, const TDeliveryReport& delivery, bool log, const QString& reason)
+{
+    QStringList refused;
+    for (const auto& [address, why] : delivery.refused)
+        refused << address;
+    dropRecipients(mail, refused);
+    markUnknown(mail, log, reason);
+    QString text = DeliveryUnknownText() + QStringLiteral("\r\n") + Tx(1991, "Ursache: ") + reason + QStringLiteral("\r\n")
+                 + Tx(4202, "Die E-Mail ist wahrscheinlich angekommen und wurde als gesendet gespeichert. Bitte "
+                            "senden Sie sie nicht erneut, ohne beim Empfänger nachzufragen.");
+    if (!delivery.refused.isEmpty())
+        text += QStringLiteral("\n") + Tx(4204, "Diese Empfänger haben die E-Mail nicht erhalten:") + QStringLiteral("\n")
+              + addressLines(delivery.refused);
+    FMessages.ShowError(text);
 }
 
 // The server took the mail for some recipients: it is logged with just

@@ -68,7 +68,8 @@ public:
     virtual void Setup(const QString& host, const QString& user, bool encrypted, uint16_t port,
                        const QString& password) = 0;
     virtual bool SendMail(TEMail& mail) = 0;   // raises on failure (ESendFailed from the server's side)
-    // After SendMail returned: who of the mail's recipients did not get it.
+    // After SendMail returned (or raised ESendUnknown): who of the mail's
+    // recipients did not get it, or may not have.
     virtual TDeliveryReport LastDelivery() const { return {}; }
     // A run of mails: one connection for all of them where the server
     // allows it, until Close.
@@ -211,6 +212,7 @@ private:
     TMailOutcome sendInRun(TEMail& mail, bool log);
     void markUnknown(TEMail& mail, bool log, const QString& reason);
     void sentPartly(TEMail& mail, const TDeliveryReport& delivery, bool log);
+    void unknownDelivery(TEMail& mail, const TDeliveryReport& delivery, bool log, const QString& reason);
     bool stopping() const;
     void sendWithRetries(TEMail& mail);
     bool waitBeforeRetry(int failedTries);

@@ -317,20 +317,23 @@ TEST_F(MailingRunTest, AMailRefusedForOneRecipientIsSentAndLoggedForTheOthers)
 // reported as sent or as aborted.
 TEST_F(MailingRunTest, AMailWhoseDeliveryIsUnknownIsLoggedAndSaidSo)
 {
-    SmtpServer server({"--drop", "END=1"}, "smtp_fault_server.py");
+    SmtpServer server({"--drop", "END=1", "--refuse", "cc@example.org"}, "smtp_fault_server.py");
     ASSERT_TRUE(server.Running());
     useServer(server);
     config->FPass.clear();
     model.Subject = "Angebot";
     addRecipient("an@example.org", TEmpfaengerTyp::elAn);
+    addRecipient("cc@example.org", TEmpfaengerTyp::elCc);
     TMailingRun run = makeRun();
     run.SendClick();
     EXPECT_EQ(server.MailCount(), 1);
     const QStringList errors = messages.Texts(TRecordingMessages::Kind::Error);
-    ASSERT_EQ(errors.size(), 1);
-    EXPECT_TRUE(errors[0].startsWith("Zustellung unbekannt (Verbindung nach dem Senden beendet)\r\nUrsache: ")) << errors[0].toStdString();
+    ASSERT_EQ(errors.size(), 2);   // the refused address, then the outcome
+    EXPECT_TRUE(errors[1].startsWith("Zustellung unbekannt (Verbindung nach dem Senden beendet)\r\nUrsache: ")) << errors[1].toStdString();
+    EXPECT_TRUE(errors[1].endsWith("\ncc@example.org (550 5.1.1 No such user)")) << errors[1].toStdString();
     EXPECT_TRUE(messages.Texts(TRecordingMessages::Kind::Information).isEmpty());
     EXPECT_EQ(logged("select count(*) from KVXGesendeteMails where MailStatus = 2"), 1);
+    EXPECT_EQ(logged("select count(*) from KVXEmpfaenger"), 1);   // without the refused one
     EXPECT_EQ(run.Tally().unknown, 1);
     EXPECT_EQ(run.Tally().failed, 0);
     EXPECT_EQ(WindowExitCode(run.Tally()), 2);
