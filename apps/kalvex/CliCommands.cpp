@@ -570,13 +570,17 @@ int sendExitCode(const TRunTally& tally)
 }
 
 // Ctrl-C or SIGTERM ends the run after the mail in flight; the summary and
-// the lists follow as after any run.
-void sendWithStopSignals(TMailingRun& run)
+// the lists are still written (a signal while they are written waits for
+// them).
+int sendAndReport(TMailingRun& run, const TComposeModel& model, const QCommandLineParser& p)
 {
     TStopSignals stop;
     run.SetStopRequest([&stop] { return stop.StopRequested(); });
     run.SendClick();
+    if (model.SeparateFlag)
+        reportSeparateRun(run.LastSeparateRun(), p);
     run.SetStopRequest({});
+    return sendExitCode(run.Tally());
 }
 
 int runCompose(const QStringList& args, const TGlobalOptions& options, bool send)
@@ -604,10 +608,7 @@ int runCompose(const QStringList& args, const TGlobalOptions& options, bool send
         out(Tx(2002, "Entwurf gespeichert."));
         return ExitOk;
     }
-    sendWithStopSignals(run);
-    if (model.SeparateFlag)
-        reportSeparateRun(run.LastSeparateRun(), cmd.Parser());
-    return sendExitCode(run.Tally());
+    return sendAndReport(run, model, cmd.Parser());
 }
 
 int runSend(const QStringList& args, const TGlobalOptions& options)

@@ -4,7 +4,8 @@
 // caller blocks in Run() while a local event loop drives the socket, so the
 // windows keep repainting; one thread only. A server that refuses
 // recipients with 452 (too many) gets the rest in further transactions on
-// the same connection.
+// the same connection; a recipient refused otherwise is left out and the
+// others still get the mail (Delivery says what became of each).
 //
 // A session kept open (KeepOpen) serves a run of mails on one connection:
 // after a mail it rests, the next mail starts with MAIL at once, and a server
