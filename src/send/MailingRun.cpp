@@ -46,6 +46,14 @@ QString mailSummary(const TEMail& mail)
     return QStringLiteral("\"%1\" an %2").arg(mail.FBetreff, (mail.FAn + mail.FCc + mail.FBcc).join(QStringLiteral(", ")));
 }
 
+QStringList addressesOf(const QList<QPair<QString, QString>>& entries)
+{
+    QStringList out;
+    for (const auto& [address, why] : entries)
+        out << address;
+    return out;
+}
+
 // "a@example.org (550 5.1.1 No such user)", one a line.
 QString addressLines(const QList<QPair<QString, QString>>& entries)
 {
@@ -143,10 +151,7 @@ QStringList TSeparateRunSummary::Missing() const
 
 QStringList TSeparateRunSummary::Unknown() const
 {
-    QStringList out;
-    for (const auto& [address, reason] : unknown)
-        out << address;
-    return out;
+    return addressesOf(unknown);
 }
 
 QString DeliveryUnknownText()
@@ -607,10 +612,7 @@ bool TMailingRun::SendDirect(TEMail& mail, bool log)
 // recipients the server refused on the way, and the user is told.
 void TMailingRun::unknownDelivery(TEMail& mail, const TDeliveryReport& delivery, bool log, const QString& reason)
 {
-    QStringList refused;
-    for (const auto& [address, why] : delivery.refused)
-        refused << address;
-    dropRecipients(mail, refused);
+    dropRecipients(mail, addressesOf(delivery.refused));
     markUnknown(mail, log, reason);
     QString text = DeliveryUnknownText() + QStringLiteral("\r\n") + Tx(1991, "Ursache: ") + reason + QStringLiteral("\r\n")
                  + Tx(4202, "Die E-Mail ist wahrscheinlich angekommen und wurde als gesendet gespeichert. Bitte "
@@ -627,12 +629,9 @@ void TMailingRun::sentPartly(TEMail& mail, const TDeliveryReport& delivery, bool
 {
     FLastPartly = true;
     ++FTally.partly;
-    QStringList refused;
-    for (const auto& [address, why] : delivery.refused)
-        refused << address;
     TLogFile::LogGlobal(false, QStringLiteral("TMainForm.SendenDirekt - Teilweise gesendet: %1; abgelehnt: %2")
                                    .arg(mailSummary(mail), addressLines(delivery.refused).replace(QLatin1Char('\n'), QStringLiteral("; "))));
-    dropRecipients(mail, refused);
+    dropRecipients(mail, addressesOf(delivery.refused));
     markSentDirect(mail, log);
     QString text = Tx(4203, "Die E-Mail wurde gesendet, aber nicht an alle Empfänger.");
     if (!delivery.refused.isEmpty())

@@ -6,8 +6,6 @@
 #include "send/SaslOAuth.h"
 
 #include <QEventLoop>
-#include <QFile>
-#include <QFileInfo>
 #include <QPointer>
 #include <QSslConfiguration>
 
@@ -19,64 +17,7 @@ namespace kalvex {
 
 namespace {
 
-constexpr qint64 kHighWater = 1 << 20;      // bytes queued in the socket before we wait
-constexpr qint64 kChunkBytes = 57 * 4096;   // raw bytes per base64 chunk: whole 76-character lines
-
-// Base64 in lines of 76 characters (57 raw bytes) with CR LF, written in
-// one pass into a buffer of the final size: attachments are large.
-QByteArray base64Lines(const QByteArray& raw)
-{
-    static constexpr char table[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    const auto* in = reinterpret_cast<const unsigned char*>(raw.constData());
-    const qsizetype size = raw.size();
-    const qsizetype lines = (size + 56) / 57;
-    QByteArray out(((size + 2) / 3) * 4 + 2 * lines, Qt::Uninitialized);
-    char* to = out.data();
-    for (qsizetype line = 0; line < size; line += 57) {
-        const qsizetype end = std::min<qsizetype>(line + 57, size);
-        qsizetype i = line;
-        for (; i + 3 <= end; i += 3) {
-            const uint32_t v = (uint32_t(in[i]) << 16) | (uint32_t(in[i + 1]) << 8) | in[i + 2];
-            *to++ = table[v >> 18];
-            *to++ = table[(v >> 12) & 63];
-            *to++ = table[(v >> 6) & 63];
-            *to++ = table[v & 63];
-        }
-        if (i < end) {   // one or two bytes left: the last line only
-            const uint32_t v = (uint32_t(in[i]) << 16) | (i + 1 < end ? uint32_t(in[i + 1]) << 8 : 0);
-            *to++ = table[v >> 18];
-            *to++ = table[(v >> 12) & 63];
-            *to++ = i + 1 < end ? table[(v >> 6) & 63] : '=';
-            *to++ = '=';
-        }
-        *to++ = '\r';
-        *to++ = '\n';
-    }
-    return out;
-}
-
-// Doubles a "." at the start of any line, so no line ends the data early.
-// Most chunks (all of base64) hold no line starting with ".": they pass as
-// they are.
-QByteArray dotStuff(const QByteArray& bytes, bool& atLineStart)
-{
-    if (bytes.isEmpty())
-        return bytes;
-    const bool clean = !(atLineStart && bytes.front() == '.') && !bytes.contains("\n.");
-    if (clean) {
-        atLineStart = bytes.back() == '\n';
-        return bytes;
-    }
-    QByteArray out;
-    out.reserve(bytes.size() + 16);
-    for (char c : bytes) {
-        if (atLineStart && c == '.')
-            out += '.';
-        out += c;
-        atLineStart = c == '\n';
-    }
-    return out;
-}
+constexpr qint64 kHighWater = 1 << 20;   // bytes queued in the socket before we wait
 
 }  // namespace
 
@@ -117,8 +58,8 @@ TSmtpSession::~TSmtpSession()
 void TSmtpSession::Run(const TSmtpEnvelope& envelope, std::vector<TMimeSegment> message)
 {
     FEnvelope = envelope;
-    FMessage = std::move(message);
-    FMessageSize = EncodedMessageSize(FMessage);
+    FMessageSize = EncodedMessageSize(message);
+    FBody = TDataBody(std::move(message));
     FError = nullptr;
     FEndOfDataSent = false;
     FUnreachable = false;
@@ -266,7 +207,7 @@ void TSmtpSession::keepTlsSession()
 void TSmtpSession::step(const QString& text)
 {
     if (FProgress)
-        FProgress->Step(text, FBodySent);
+        FProgress->Step(text, FBody.Produced());
 }
 
 void TSmtpSession::fail(std::exception_ptr error)
@@ -787,65 +728,25 @@ void TSmtpSession::handleData(const Reply& r)
     if (r.code != 354)
         return failReply(r);
     FState = State::Body;
-    rewindBody();
+    FBody.Rewind();   // every transaction sends the whole message from its start
     if (FProgress)
-        FProgress->Begin(Tx(1013, "E-Mail wird gesendet ..."), FBodyTotal);
+        FProgress->Begin(Tx(1013, "E-Mail wird gesendet ..."), FMessageSize);
     armTimer(FSettings.replyTimeoutMs);
     pumpBody();
-}
-
-// Every transaction sends the whole message from its start.
-void TSmtpSession::rewindBody()
-{
-    FSegment = 0;
-    FFile.reset();
-    FAtLineStart = true;
-    FChunkEncoded = false;
-    FBodySent = 0;
-    FBodyTotal = FMessageSize;
-}
-// Produces the next piece of the body: literal bytes, or a chunk of a file
-// in base64 lines.
-QByteArray TSmtpSession::nextBodyChunk()
-{
-    while (FSegment < FMessage.size()) {
-        const TMimeSegment& s = FMessage[FSegment];
-        FChunkEncoded = !s.base64File.isEmpty();
-        if (s.base64File.isEmpty()) {
-            ++FSegment;
-            if (!s.bytes.isEmpty())
-                return s.bytes;
-            continue;
-        }
-        if (!FFile) {
-            FFile = std::make_unique<QFile>(s.base64File);
-            if (!FFile->open(QIODevice::ReadOnly))
-                throw EKalvex(Tx(1014, "Die Datei %1 konnte nicht gelesen werden.").arg(s.base64File));
-        }
-        const QByteArray raw = FFile->read(kChunkBytes);
-        if (!raw.isEmpty())
-            return base64Lines(raw);
-        FFile.reset();
-        ++FSegment;
-    }
-    return {};
 }
 
 void TSmtpSession::pumpBody()
 {
     try {
         while (FState == State::Body && FSocket->bytesToWrite() < kHighWater) {
-            const QByteArray chunk = nextBodyChunk();
+            const QByteArray chunk = FBody.Next();
             if (chunk.isEmpty()) {
-                sendCommand(FAtLineStart ? QByteArray(".") : QByteArray("\r\n."), State::DataEnd, FSettings.dataEndTimeoutMs);
+                sendCommand(FBody.EndLine(), State::DataEnd, FSettings.dataEndTimeoutMs);
                 FEndOfDataSent = true;
                 step(Tx(1015, "Der SMTP-Server bestätigt die E-Mail ..."));
                 return;
             }
-            if (FChunkEncoded)
-                FAtLineStart = true;   // base64 lines end with CR LF and never begin with "."
-            FSocket->write(FChunkEncoded ? chunk : dotStuff(chunk, FAtLineStart));
-            FBodySent += chunk.size();
+            FSocket->write(chunk);
             armTimer(FSettings.replyTimeoutMs);   // progress counts as a sign of life
             step(Tx(1013, "E-Mail wird gesendet ..."));
         }

@@ -15,6 +15,7 @@
 // commands up to DATA of such a mail go in one write.
 
 #include "mailinterface/MailAddress.h"
+#include "send/DataBody.h"
 #include "send/MimeBuilder.h"
 #include "send/SaslOAuth.h"
 #include "send/SmtpReply.h"
@@ -22,7 +23,6 @@
 #include "config/KalvexError.h"
 
 #include <QByteArray>
-#include <QFile>
 #include <QList>
 #include <QObject>
 #include <QPair>
@@ -215,9 +215,7 @@ private:
     void refuseRecipient(const Reply& r);
     void settleDelivery();
     void sendQuit();
-    void rewindBody();
     void pumpBody();
-    QByteArray nextBodyChunk();
     // Ends with a QUIT where the protocol allows one (a refusal, a cancel).
     void fail(std::exception_ptr error);
     template <class E>
@@ -269,15 +267,7 @@ private:
     IAccessTokenProvider* FTokens = nullptr;
     bool FTokenRefreshed = false;      // a refused token is refreshed once, not again and again
     qint64 FMessageSize = 0;           // octets of the message as SIZE counts them
-    // The body as it streams out.
-    std::vector<TMimeSegment> FMessage;
-    size_t FSegment = 0;
-    qint64 FSegmentOffset = 0;
-    std::unique_ptr<QFile> FFile;
-    bool FAtLineStart = true;
-    bool FChunkEncoded = false;   // the last chunk was base64 lines: no "." can start one
-    qint64 FBodySent = 0;
-    qint64 FBodyTotal = 0;
+    TDataBody FBody;   // the message as it streams out
 };
 
 // Wraps the chosen TLS mode from the port rule: 587 needs STARTTLS, every
