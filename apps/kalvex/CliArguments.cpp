@@ -81,4 +81,15 @@ void RequireReadableFile(const QString& path)
         throw EUsage(Tx(1902, "Die Datei %1 konnte nicht gelesen werden.").arg(VisibleControlCharacters(path)));
 }
 
+// An existing file must be a writable file; a new one needs a writable folder.
+void RequireWritableFile(const QString& option, const QString& path)
+{
+    const QFileInfo info(path);
+    const QFileInfo folder(info.absolutePath());
+    const bool writable = info.exists() ? info.isFile() && info.isWritable() : folder.isDir() && folder.isWritable();
+    if (!writable)
+        throw EUsage(Tx(4206, "Die Datei %1 (--%2) kann nicht geschrieben werden. Es wurde nichts gesendet.")
+                         .arg(VisibleControlCharacters(path), option));
+}
+
 }  // namespace kalvex::cli

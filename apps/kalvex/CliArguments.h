@@ -33,5 +33,7 @@ int MailId(const QStringList& positionals);
 // A file named by an option must be there and readable before anything is
 // stored or sent.
 void RequireReadableFile(const QString& path);
+// A file a run writes at its end must be writable before the first mail.
+void RequireWritableFile(const QString& option, const QString& path);
 
 }  // namespace kalvex::cli

@@ -3,6 +3,7 @@
 #include "CliArguments.h"
 #include "CliOAuth.h"
 #include "ConsoleMessages.h"
+#include "StopSignals.h"
 
 #include "address/RecipientCsv.h"
 #include "compose/TemplateMerge.h"
@@ -352,6 +353,9 @@ void addComposeOptions(QCommandLineParser& p)
         {QStringLiteral("separate"), Tx(1960, "separat senden")},
         {QStringLiteral("failed-to"), Tx(3637, "nach separatem Senden: die Adressen, die die E-Mail nicht erhalten haben, "
                                               "in diese Datei schreiben (für --to-file)"), QStringLiteral("file")},
+        {QStringLiteral("unknown-to"), Tx(4207, "nach separatem Senden: die Adressen, deren Zustellung unbekannt ist "
+                                                "(Verbindung nach dem Senden beendet), in diese Datei schreiben"),
+         QStringLiteral("file")},
         {QStringLiteral("template"), Tx(2010, "GUID einer Programmvorlage, die zuerst angewendet wird"), QStringLiteral("guid")},
         {QStringLiteral("fields"), Tx(2011, "Datei mit den Datenfeldern (TFelder-Datenstrom) für die Vorlage"), QStringLiteral("file")},
         {QStringLiteral("recipients"), Tx(3432, "Empfänger mit ihren Feldern aus einer CSV-Datei (Kopfzeile mit den "
@@ -453,6 +457,21 @@ void checkReleasedFolders(const QCommandLineParser& p)
             throw EUsage(Tx(4306, "Der Ordner %1 ist nicht vorhanden.").arg(VisibleControlCharacters(folder)));
 }
 
+// The lists a separate run writes at its end: refused now, before the
+// first mail, rather than after the last.
+void checkResultFiles(const QCommandLineParser& p)
+{
+    const QString failed = QStringLiteral("failed-to"), unknown = QStringLiteral("unknown-to");
+    if (p.isSet(unknown) && !p.isSet(QStringLiteral("separate")))
+        throw EUsage(Tx(4208, "--unknown-to gilt nur zusammen mit --separate."));
+    if (p.isSet(failed) && p.isSet(unknown)
+        && QFileInfo(p.value(failed)).absoluteFilePath() == QFileInfo(p.value(unknown)).absoluteFilePath())
+        throw EUsage(Tx(4209, "--failed-to und --unknown-to brauchen zwei verschiedene Dateien."));
+    for (const QString& option : {failed, unknown})
+        if (p.isSet(option))
+            RequireWritableFile(option, p.value(option));
+}
+
 // Everything that can be checked before the store is opened: conflicting
 // options, the template's GUID, the files named.
 void checkComposeArguments(const QCommandLineParser& p)
@@ -465,6 +484,7 @@ void checkComposeArguments(const QCommandLineParser& p)
         requireTemplateGuid(p.value(QStringLiteral("template")));
     if (p.isSet(QStringLiteral("failed-to")) && !p.isSet(QStringLiteral("separate")))
         throw EUsage(Tx(3638, "--failed-to gilt nur zusammen mit --separate."));
+    checkResultFiles(p);
     for (const QString& option : {QStringLiteral("body-file"), QStringLiteral("fields"), QStringLiteral("to-file")})
         if (p.isSet(option))
             RequireReadableFile(p.value(option));
@@ -538,7 +558,8 @@ void writeAddressFile(const QString& path, const QStringList& addresses)
 
 // Who got the mail and who did not, one line each; the addresses that did
 // not get it go to --failed-to's file (emptied when everyone got it), ready
-// for --to-file.
+// for --to-file. Those whose delivery is unknown have their own section and
+// --unknown-to's file: sending to them again could give them a second copy.
 void reportSeparateRun(const TSeparateRunSummary& summary, const QCommandLineParser& p)
 {
     for (const QString& address : summary.sent)
@@ -547,9 +568,41 @@ void reportSeparateRun(const TSeparateRunSummary& summary, const QCommandLinePar
         out(Tx(3639, "nicht gesendet") + QStringLiteral(": ") + VisibleControlCharacters(address) + QStringLiteral(" (") + VisibleControlCharacters(reason) + QLatin1Char(')'));
     for (const QString& address : summary.notSent)
         out(Tx(2305, "abgebrochen, nicht gesendet") + QStringLiteral(": ") + VisibleControlCharacters(address));
+    for (const auto& [address, reason] : summary.unknown)
+        out(DeliveryUnknownText() + QStringLiteral(": ") + VisibleControlCharacters(address) + QStringLiteral(" (")
+            + VisibleControlCharacters(reason) + QLatin1Char(')'));
     out(RunSummaryText(summary));
     if (p.isSet(QStringLiteral("failed-to")))
         writeAddressFile(p.value(QStringLiteral("failed-to")), summary.Missing());
+    if (p.isSet(QStringLiteral("unknown-to")))
+        writeAddressFile(p.value(QStringLiteral("unknown-to")), summary.Unknown());
+}
+
+// Failures first (they can be sent again), then the outcomes that must not
+// be sent again blindly.
+int sendExitCode(const TRunTally& tally)
+{
+    if (tally.sent + tally.unknown == 0 || tally.failed + tally.notSent > 0)
+        return ExitFailed;
+    if (tally.unknown > 0)
+        return ExitDeliveryUnknown;
+    if (tally.partly > 0)
+        return ExitPartlySent;
+    return tally.notLogged > 0 ? ExitSentNotLogged : ExitOk;
+}
+
+// Ctrl-C or SIGTERM ends the run after the mail in flight; the summary and
+// the lists are still written (a signal while they are written waits for
+// them).
+int sendAndReport(TMailingRun& run, const TComposeModel& model, const QCommandLineParser& p)
+{
+    TStopSignals stop;
+    run.SetStopRequest([&stop] { return stop.StopRequested(); });
+    run.SendClick();
+    if (model.SeparateFlag)
+        reportSeparateRun(run.LastSeparateRun(), p);
+    run.SetStopRequest({});
+    return sendExitCode(run.Tally());
 }
 
 int runCompose(const QStringList& args, const TGlobalOptions& options, bool send)
@@ -580,13 +633,7 @@ int runCompose(const QStringList& args, const TGlobalOptions& options, bool send
         out(Tx(2002, "Entwurf gespeichert."));
         return ExitOk;
     }
-    run.SendClick();
-    if (model.SeparateFlag)
-        reportSeparateRun(run.LastSeparateRun(), cmd.Parser());
-    const TRunTally& tally = run.Tally();
-    if (tally.sent == 0 || tally.failed + tally.notSent > 0)
-        return ExitFailed;
-    return tally.notLogged > 0 ? ExitSentNotLogged : ExitOk;
+    return sendAndReport(run, model, cmd.Parser());
 }
 
 int runSend(const QStringList& args, const TGlobalOptions& options)
@@ -726,6 +773,28 @@ int runTestConnection(const QStringList& args, const TGlobalOptions& options)
     return ExitOk;
 }
 
+// The exit codes, as the man page and README list them; when several
+// apply, the first of 1, 6, 5, 4 counts.
+void printExitCodes()
+{
+    const QList<QPair<int, QString>> codes = {
+        {ExitOk, Tx(4211, "fertig; bei send: jede E-Mail wurde übergeben")},
+        {ExitFailed, Tx(4212, "die Arbeit lief, ist aber fehlgeschlagen (eine E-Mail nicht übergeben, der "
+                              "Verbindungstest fehlgeschlagen)")},
+        {ExitUsage, Tx(4213, "falsche Argumente; es wurde nichts geschrieben oder gesendet")},
+        {ExitEnvironment, Tx(4214, "Einstellungen, Speicher oder Installation nicht verwendbar")},
+        {ExitSentNotLogged, Tx(4215, "send: jede E-Mail ist hinausgegangen, aber das Protokoll konnte nicht "
+                                     "geschrieben werden; nicht erneut senden")},
+        {ExitPartlySent, Tx(4216, "send: die E-Mail ist hinausgegangen, aber der Server hat einige Empfänger "
+                                  "abgelehnt (sie werden genannt); nicht erneut an alle senden")},
+        {ExitDeliveryUnknown, Tx(4217, "send: keine E-Mail ist fehlgeschlagen, aber bei einigen ist die Zustellung "
+                                       "unbekannt (Verbindung nach dem Senden beendet); nicht ungeprüft erneut senden")},
+    };
+    out(Tx(4210, "\nExit-Codes:"));
+    for (const auto& [code, meaning] : codes)
+        out(QStringLiteral("  %1  %2").arg(code).arg(meaning));
+}
+
 void printUsage()
 {
     out(QStringLiteral("kalvex [--lang 1031|1033] [--install-key KEY] [--yes|--no] <command> [options]\n"
@@ -733,6 +802,7 @@ void printUsage()
     for (const TCommand& c : Commands())
         out(QStringLiteral("  %1 %2").arg(c.name, -16).arg(c.summary));
     out(Tx(1898, "\n'kalvex <command> --help' zeigt die Optionen eines Befehls."));
+    printExitCodes();
 }
 
 int langValue(const QString& value)

@@ -18,6 +18,8 @@ enum ExitCode : int {
     ExitUsage = 2,       // wrong arguments
     ExitEnvironment = 3, // settings, store or installation could not be used
     ExitSentNotLogged = 4, // every mail went out, but the sent-mail log could not be written: do not send again
+    ExitPartlySent = 5,  // the mail went out, but the server refused some of its recipients (named)
+    ExitDeliveryUnknown = 6, // nothing failed, but for some mails the server's answer never came: do not send again
 };
 
 struct TGlobalOptions {

@@ -112,15 +112,42 @@ bool TEMailVersand::SendMail(TEMail& mail)
     const TMimeMessage message = BuildMimeMessage(mail);
     if (message.to.empty())   // entries of nothing but separators
         throw TKeinEmpfaengerException();
+    FDelivery = TDeliveryReport();
+    FRunStarted = false;
     try {
         send(message);
+        takeDelivery(nullptr);
     } catch (const std::exception& e) {
         TLogFile::LogGlobal(false, QStringLiteral("TEMailVersand.Send - ") + QString::fromUtf8(e.what()));
-        throw ESendFailed(SmtpFailureMessage(e), IsTemporarySmtpFailure(e, FSession && FSession->EndOfDataUnanswered()),
-                          FSession && FSession->ServerUnreachable());
+        if (FRunStarted)
+            takeDelivery(&e);   // who was refused on the way, whatever became of the mail
+        if (!FRunStarted || FSession->Delivery().delivered.isEmpty())
+            throwFailure(e);   // else some got it: the mail went out
     }
     mail.SetStatus(TMailStatus::stGesendet);
     return true;
+}
+
+// Nobody got the mail for sure. A mail whose end of data went unanswered
+// may be on the server: unknown, not failed.
+void TEMailVersand::throwFailure(const std::exception& e) const
+{
+    const bool unanswered = FRunStarted && FSession->EndOfDataUnanswered();
+    if (unanswered && !FSession->Delivery().unanswered.isEmpty())
+        throw ESendUnknown(SmtpFailureMessage(e));
+    throw ESendFailed(SmtpFailureMessage(e), IsTemporarySmtpFailure(e, unanswered), FRunStarted && FSession->ServerUnreachable());
+}
+
+// Who did not get the mail: refused by the server, left without an answer,
+// or not reached because the exchange failed (for the failure's reason).
+void TEMailVersand::takeDelivery(const std::exception* failure)
+{
+    const TSmtpDelivery& d = FSession->Delivery();
+    FDelivery.refused = d.refused;
+    FDelivery.unknown = d.unanswered;
+    const QString reason = failure ? SmtpFailureMessage(*failure) : QString();
+    for (const QString& address : d.untried)
+        FDelivery.refused.append(qMakePair(address, reason));
 }
 
 void TEMailVersand::send(const TMimeMessage& message)
@@ -135,7 +162,9 @@ void TEMailVersand::send(const TMimeMessage& message)
     } end{FProgress};
     if (FProgress)
         FProgress->Begin(Tx(1013, "E-Mail wird gesendet ..."), 0);
-    session.Run(envelope, AssembleMessage(message));
+    std::vector<TMimeSegment> segments = AssembleMessage(message);
+    FRunStarted = true;   // from here the session's outcome is this mail's
+    session.Run(envelope, std::move(segments));
     FLastMechanism = session.ChosenMechanism();
 }
 

@@ -54,7 +54,10 @@ public:
 
     void Setup(const QString& host, const QString& user, bool encrypted, uint16_t port,
                const QString& password) override;
+    // A mail the server took for some recipients and refused for others
+    // counts as sent; LastDelivery names the others.
     bool SendMail(TEMail& mail) override;
+    TDeliveryReport LastDelivery() const override { return FDelivery; }
     void KeepConnection() override;
     void Close() override;
     // Connections made so far by the kept session.
@@ -70,6 +73,8 @@ public:
 private:
     void validate(const TEMail& mail) const;
     void send(const TMimeMessage& message);
+    [[noreturn]] void throwFailure(const std::exception& e) const;
+    void takeDelivery(const std::exception* failure);
     TSmtpSession& session();
 
     TSmtpSettings FSettings;
@@ -79,6 +84,8 @@ private:
     IProgressDisplay* FProgress;
     TOAuthTokenProvider* FTokens = nullptr;
     QByteArray FLastMechanism;
+    TDeliveryReport FDelivery;
+    bool FRunStarted = false;
 };
 
 }  // namespace kalvex

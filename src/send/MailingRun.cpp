@@ -7,6 +7,7 @@
 #include "compose/rtf/RtfReader.h"
 #include "compose/rtf/RtfWriter.h"
 #include "mailinterface/EMail.h"
+#include "mailinterface/MailAddress.h"
 
 #include <QDateTime>
 #include <QElapsedTimer>
@@ -46,12 +47,50 @@ QString mailSummary(const TEMail& mail)
     return QStringLiteral("\"%1\" an %2").arg(mail.FBetreff, (mail.FAn + mail.FCc + mail.FBcc).join(QStringLiteral(", ")));
 }
 
+QStringList addressesOf(const QList<QPair<QString, QString>>& entries)
+{
+    QStringList out;
+    for (const auto& [address, why] : entries)
+        out << address;
+    return out;
+}
+
+// "a@example.org (550 5.1.1 No such user)", one a line.
+QString addressLines(const QList<QPair<QString, QString>>& entries)
+{
+    QStringList lines;
+    for (const auto& [address, why] : entries)
+        lines << (why.isEmpty() ? address : QStringLiteral("%1 (%2)").arg(address, why));
+    return lines.join(QLatin1Char('\n'));
+}
+
+// The logged mail names only those who got it (or may have): the refused
+// addresses leave their rows, a row that held a list keeps the rest.
+void dropRecipients(TEMail& mail, const QStringList& refused)
+{
+    std::vector<const TEMailEmpfaenger*> gone;
+    for (const auto& row : mail.FLEmpfaenger) {
+        QStringList kept;
+        const TAddressList list = ParseAddressList(row->FAdresse);
+        for (const TMailbox& m : list.mailboxes)
+            if (!refused.contains(m.Address()))
+                kept << m.ToString();
+        if (kept.isEmpty())
+            gone.push_back(row.get());
+        else if (kept.size() < static_cast<qsizetype>(list.mailboxes.size()))
+            row->FAdresse = kept.join(QStringLiteral(", "));
+    }
+    for (const TEMailEmpfaenger* row : gone)
+        mail.FLEmpfaenger.Remove(row);
+    mail.Convert();
+}
+
 }  // namespace
 
 int32_t WindowExitCode(const TRunTally& tally)
 {
-    const bool missed = tally.failed + tally.notSent > 0;
-    if (tally.sent > 0)
+    const bool missed = tally.failed + tally.notSent + tally.partly + tally.unknown > 0;
+    if (tally.sent + tally.unknown > 0)
         return missed ? 2 : 1;
     return missed ? 3 : 0;
 }
@@ -95,12 +134,13 @@ void TMailingRun::sendOne()
     BuildMail(mail, QString());
     if (refuseRecipientFields(mail))
         return;
+    FLastPartly = false;
     switch (SendModeOf(FConfig.FSendDirekt)) {
     case TSendMode::smMailClient: FSentFlag = SendViaMailClient(mail, true); break;
     case TSendMode::smDirect: FSentFlag = SendDirect(mail, true); break;
     case TSendMode::smNone: return;
     }
-    if (FResultCode == 0)
+    if (FResultCode == 0 && !FLastPartly)
         FMessages.ShowInformation(Tx(1985, "EMail(s) wurden gesendet."));
     else if (FResultCode == 1)
         FMessages.ShowInformation(Tx(1986, "Vorgang wurde durch den Nutzer abgebrochen."));
@@ -114,12 +154,27 @@ QStringList TSeparateRunSummary::Missing() const
     return out + notSent;
 }
 
+QStringList TSeparateRunSummary::Unknown() const
+{
+    return addressesOf(unknown);
+}
+
+QString DeliveryUnknownText()
+{
+    return Tx(4200, "Zustellung unbekannt (Verbindung nach dem Senden beendet)");
+}
+
 QString RunSummaryText(const TSeparateRunSummary& s)
 {
     const qsizetype missing = s.Missing().size();
-    QString text = Tx(3610, "%1 von %2 E-Mails wurden gesendet.").arg(s.sent.size()).arg(s.sent.size() + missing);
+    const qsizetype unknown = s.unknown.size();
+    QString text = Tx(3610, "%1 von %2 E-Mails wurden gesendet.").arg(s.sent.size()).arg(s.sent.size() + missing + unknown);
     if (missing > 0)
         text += QLatin1Char(' ') + Tx(3611, "%1 Empfänger haben die E-Mail nicht erhalten.").arg(missing);
+    if (unknown > 0)
+        text += QLatin1Char(' ') + Tx(4201, "Bei %1 Empfängern ist die Zustellung unbekannt: die Verbindung endete, bevor "
+                                            "der Server den Empfang bestätigte. Die E-Mail ist wahrscheinlich angekommen "
+                                            "und wird an sie nicht erneut gesendet.").arg(unknown);
     return text;
 }
 
@@ -156,7 +211,7 @@ void TMailingRun::runSeparately(const std::vector<size_t>& allRows, TSendMode mo
     beginSeparateRun();
     const std::vector<size_t> rows = withoutRefused(allRows);
     size_t done = 0;
-    for (; done < rows.size() && !cancelled() && !FServerUnreachable; ++done) {
+    for (; done < rows.size() && !stopping() && !FServerUnreachable; ++done) {
         showSeparateProgress(done, rows.size(), rows[done], FRunClock.elapsed());
         if (!paceNextMail())
             break;   // cancelled while waiting: this one was not tried
@@ -164,7 +219,7 @@ void TMailingRun::runSeparately(const std::vector<size_t>& allRows, TSendMode mo
     }
     for (size_t k = done; k < rows.size(); ++k)
         markNotTried(FModel.Recipients[rows[k]].email);
-    FLastRun.cancelled = cancelled();
+    FLastRun.cancelled = stopping();
     endSeparateRun();
     if (FLastRun.cancelled)
         reportCancelledRun(FTally.sent - sentBefore, rows.size(), rows.size() - done);
@@ -245,18 +300,23 @@ void TMailingRun::sendSeparateMail(size_t index, TSendMode mode, bool first)
     BuildMail(mail, FModel.Recipients[index].email);
     personalize(mail, index);
     const QString subject = mail.FBetreff;   // the log keeps the template's
-    const bool sent = mode == TSendMode::smMailClient ? SendViaMailClient(mail, first) : sendInRun(mail, first);
+    const TMailOutcome outcome = mode == TSendMode::smMailClient
+                                     ? (SendViaMailClient(mail, first) ? TMailOutcome::moSent : TMailOutcome::moFailed)
+                                     : sendInRun(mail, first);
     mail.FBetreff = subject;
     FSentFlag = true;
-    recordSeparateResult(mail, sent);
+    recordSeparateResult(mail, outcome);
 }
 
-void TMailingRun::recordSeparateResult(const TEMail& mail, bool sent)
+void TMailingRun::recordSeparateResult(const TEMail& mail, TMailOutcome outcome)
 {
     const QString address = mail.FAn.join(QStringLiteral(", "));
-    if (sent) {
+    if (outcome == TMailOutcome::moSent) {
         FLastRun.sent << address;
         logRecipientResult(mail, Tx(2304, "gesendet"));
+    } else if (outcome == TMailOutcome::moUnknown) {
+        FLastRun.unknown << qMakePair(address, FLastFailure);
+        logRecipientResult(mail, DeliveryUnknownText() + QStringLiteral(": ") + FLastFailure);
     } else if (cancelled()) {
         FLastRun.notSent << address;
         logRecipientResult(mail, Tx(2305, "abgebrochen, nicht gesendet"));
@@ -268,7 +328,7 @@ void TMailingRun::recordSeparateResult(const TEMail& mail, bool sent)
 
 // A mail of a separate run: the run's connection, retries after a
 // temporary refusal; failures go into the summary, not a box each.
-bool TMailingRun::sendInRun(TEMail& mail, bool log)
+TMailingRun::TMailOutcome TMailingRun::sendInRun(TEMail& mail, bool log)
 {
     try {
         if (!FRunSender)
@@ -278,17 +338,35 @@ bool TMailingRun::sendInRun(TEMail& mail, bool log)
             FDeps.checkStorable(mail);
         mail.FVon = FConfig.FUser;
         sendWithRetries(mail);
+    } catch (const ESendUnknown& e) {
+        markUnknown(mail, log, e.message());
+        return TMailOutcome::moUnknown;
     } catch (const ESendFailed& e) {
         FServerUnreachable = e.Unreachable();   // the next recipients would only wait through their tries
         sendFailed(QString::fromUtf8(e.what()), false);
-        return false;
+        return TMailOutcome::moFailed;
     } catch (const std::exception& e) {
         sendFailed(QString::fromUtf8(e.what()), false);
-        return false;
+        return TMailOutcome::moFailed;
     }
     FResultCode = 0;
     markSentDirect(mail, log);
-    return true;
+    return TMailOutcome::moSent;
+}
+
+// The server may have the mail: it is logged like a sent one (the log
+// shows what probably went out) and never sent again; the summary says
+// its delivery is unknown.
+void TMailingRun::markUnknown(TEMail& mail, bool log, const QString& reason)
+{
+    FLastFailure = reason;
+    ++FTally.unknown;
+    TLogFile::LogGlobal(false, QStringLiteral("TMainForm.SendenDirekt - %1: %2 - %3")
+                                   .arg(DeliveryUnknownText(), mailSummary(mail), reason));
+    mail.FSender = TMailSender::msKalvex;
+    mail.FGesendetDurch = MailSenderText(mail.FSender);
+    if (log)
+        storeSentMail(mail);
 }
 
 // A temporary refusal is tried again after growing waits; a permanent one,
@@ -302,7 +380,7 @@ void TMailingRun::sendWithRetries(TEMail& mail)
             FRunSender->SendMail(mail);
             return;
         } catch (const ESendFailed& e) {
-            if (!e.Temporary() || tried >= FPacing.tries || cancelled())
+            if (!e.Temporary() || tried >= FPacing.tries || stopping())
                 throw;
             TLogFile::LogGlobal(false, QStringLiteral("Rundschreiben an %1: Versuch %2 von %3 vorübergehend abgewiesen - %4")
                                            .arg(mail.FAn.join(QStringLiteral(", "))).arg(tried).arg(FPacing.tries).arg(e.message()));
@@ -336,14 +414,14 @@ bool TMailingRun::waitCancellable(qint64 ms, const std::function<QString(qint64 
 {
     QElapsedTimer clock;
     clock.start();
-    for (qint64 left = ms; left > 0 && !cancelled(); left = ms - clock.elapsed()) {
+    for (qint64 left = ms; left > 0 && !stopping(); left = ms - clock.elapsed()) {
         if (FDeps.progress)
             FDeps.progress->Step(text(left), 0);
         QEventLoop loop;
         QTimer::singleShot(std::min<qint64>(left, 100), &loop, &QEventLoop::quit);
         loop.exec();
     }
-    return !cancelled();
+    return !stopping();
 }
 
 // Recipient fields are filled only per mail of a separate run; one mail
@@ -421,6 +499,12 @@ void TMailingRun::reportCancelledRun(int sent, size_t total, size_t notTried)
 bool TMailingRun::cancelled() const
 {
     return FDeps.progress && FDeps.progress->Cancelled();
+}
+
+// A cancel, or a request to end after the mail in flight.
+bool TMailingRun::stopping() const
+{
+    return cancelled() || (FDeps.stopRequested && FDeps.stopRequested());
 }
 
 void TMailingRun::logRecipientResult(const TEMail& mail, const QString& result)
@@ -520,13 +604,16 @@ bool TMailingRun::SendViaMailClient(TEMail& mail, bool log)
 }
 
 // Delivery and logging are separate outcomes: a mail the server took is
-// never reported as aborted because the log could not be written.
+// never reported as aborted because the log could not be written, nor
+// because it refused some of the recipients.
 bool TMailingRun::SendDirect(TEMail& mail, bool log)
 {
+    TDeliveryReport delivery;
+    std::unique_ptr<ISmtpSender> sender;
     try {
         if (!FDeps.newSmtpSender)
             throw EKalvex(Tx(1993, "Der direkte Versand ist nicht verfügbar."));
-        std::unique_ptr<ISmtpSender> sender = FDeps.newSmtpSender();
+        sender = FDeps.newSmtpSender();
         logPasswordInClearOnce();
         if (log && FDeps.checkStorable)
             FDeps.checkStorable(mail);
@@ -534,12 +621,53 @@ bool TMailingRun::SendDirect(TEMail& mail, bool log)
         sender->Setup(FConfig.FHost, FConfig.FUser, FConfig.FVerbindungVerschluesselt, FConfig.FPort, FConfig.FPass);
         if (sender->SendMail(mail))
             FResultCode = 0;
+        delivery = sender->LastDelivery();
+    } catch (const ESendUnknown& e) {
+        unknownDelivery(mail, sender->LastDelivery(), log, e.message());
+        return true;
     } catch (const std::exception& e) {
         sendFailed(QString::fromUtf8(e.what()));
         return false;
     }
-    markSentDirect(mail, log);
+    if (!delivery.Complete())
+        sentPartly(mail, delivery, log);
+    else
+        markSentDirect(mail, log);
     return true;
+}
+
+// A single mail whose end of data went unanswered: logged without the
+// recipients the server refused on the way, and the user is told.
+void TMailingRun::unknownDelivery(TEMail& mail, const TDeliveryReport& delivery, bool log, const QString& reason)
+{
+    dropRecipients(mail, addressesOf(delivery.refused));
+    markUnknown(mail, log, reason);
+    QString text = DeliveryUnknownText() + QStringLiteral("\r\n") + Tx(1991, "Ursache: ") + reason + QStringLiteral("\r\n")
+                 + Tx(4202, "Die E-Mail ist wahrscheinlich angekommen und wurde als gesendet gespeichert. Bitte "
+                            "senden Sie sie nicht erneut, ohne beim Empfänger nachzufragen.");
+    if (!delivery.refused.isEmpty())
+        text += QStringLiteral("\n") + Tx(4204, "Diese Empfänger haben die E-Mail nicht erhalten:") + QStringLiteral("\n")
+              + addressLines(delivery.refused);
+    FMessages.ShowError(text);
+}
+
+// The server took the mail for some recipients: it is logged with just
+// them, and the user learns who did not get it and why.
+void TMailingRun::sentPartly(TEMail& mail, const TDeliveryReport& delivery, bool log)
+{
+    FLastPartly = true;
+    ++FTally.partly;
+    TLogFile::LogGlobal(false, QStringLiteral("TMainForm.SendenDirekt - Teilweise gesendet: %1; abgelehnt: %2")
+                                   .arg(mailSummary(mail), addressLines(delivery.refused).replace(QLatin1Char('\n'), QStringLiteral("; "))));
+    dropRecipients(mail, addressesOf(delivery.refused));
+    markSentDirect(mail, log);
+    QString text = Tx(4203, "Die E-Mail wurde gesendet, aber nicht an alle Empfänger.");
+    if (!delivery.refused.isEmpty())
+        text += QStringLiteral("\n") + Tx(4204, "Diese Empfänger haben die E-Mail nicht erhalten:") + QStringLiteral("\n")
+              + addressLines(delivery.refused);
+    if (!delivery.unknown.isEmpty())
+        text += QStringLiteral("\n") + DeliveryUnknownText() + QStringLiteral(":\n") + delivery.unknown.join(QLatin1Char('\n'));
+    FMessages.ShowError(text);
 }
 
 void TMailingRun::markSentDirect(TEMail& mail, bool log)

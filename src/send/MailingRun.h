@@ -45,12 +45,32 @@ private:
     bool FUnreachable;
 };
 
+// The end of the data went out and its answer never came (the line
+// dropped, the time ran out): the server may have the mail. Neither sent
+// nor failed, and never tried again.
+class ESendUnknown : public ESendFailed {
+public:
+    explicit ESendUnknown(const QString& message) : ESendFailed(message, false) {}
+};
+
+// What became of the recipients of a mail the server took: everyone got
+// it, or the server refused some (and why), or for some its answer never
+// came.
+struct TDeliveryReport {
+    QList<QPair<QString, QString>> refused;   // address, why
+    QStringList unknown;
+    bool Complete() const { return refused.isEmpty() && unknown.isEmpty(); }
+};
+
 class ISmtpSender {
 public:
     virtual ~ISmtpSender() = default;
     virtual void Setup(const QString& host, const QString& user, bool encrypted, uint16_t port,
                        const QString& password) = 0;
     virtual bool SendMail(TEMail& mail) = 0;   // raises on failure (ESendFailed from the server's side)
+    // After SendMail returned (or raised ESendUnknown): who of the mail's
+    // recipients did not get it, or may not have.
+    virtual TDeliveryReport LastDelivery() const { return {}; }
     // A run of mails: one connection for all of them where the server
     // allows it, until Close.
     virtual void KeepConnection() {}
@@ -72,9 +92,17 @@ struct TSeparateRunSummary {
     QStringList sent;
     QList<QPair<QString, QString>> failed;   // address, and why
     QStringList notSent;                     // left out or broken off by a cancel
+    // The line ended after their mail's data went out, before the server
+    // answered: probably delivered, so not among the missing (never sent
+    // again by "Erneut senden"), and logged like a sent mail.
+    QList<QPair<QString, QString>> unknown;  // address, and why
     bool cancelled = false;
     QStringList Missing() const;             // everyone who did not get the mail
+    QStringList Unknown() const;
 };
+
+// "Zustellung unbekannt (Verbindung nach dem Senden beendet)"
+QString DeliveryUnknownText();
 
 // "3 von 5 E-Mails wurden gesendet. 2 Empfänger haben die E-Mail nicht erhalten."
 QString RunSummaryText(const TSeparateRunSummary& summary);
@@ -99,6 +127,9 @@ struct TMailingRunDeps {
     // Shows who got the mail of a separate run; true when the user wants it
     // sent again to those who did not. May be empty.
     std::function<bool(const TSeparateRunSummary& summary)> showRunSummary;
+    // True once the run is to end after the mail in flight (a signal to the
+    // command line): unlike a cancel, that mail is finished. May be empty.
+    std::function<bool()> stopRequested;
 };
 
 // What the runs of one compose session achieved, counted per mail; the
@@ -108,6 +139,8 @@ struct TRunTally {
     int failed = 0;      // refused, broken off or cancelled
     int notSent = 0;     // left out because the user cancelled the run
     int notLogged = 0;   // sent, but the sent-mail log could not be written
+    int partly = 0;      // sent (counted in sent), but the server refused some of its recipients
+    int unknown = 0;     // the answer to the end of the data never came: probably delivered
 };
 
 // What the settings dialog hands to the connection-settings check.
@@ -126,7 +159,9 @@ struct TConnectionSettingsInput {
 
 // The distribution window's exit code for its host, from what its runs
 // achieved: 0 nothing sent (closed, or only drafts), 1 every mail sent,
-// 2 some sent and some not, 3 sending was tried and nothing went out.
+// 2 some sent and some not (a mail refused for some of its recipients, or
+// one whose delivery is unknown, counts here), 3 sending was tried and
+// nothing went out.
 int32_t WindowExitCode(const TRunTally& tally);
 
 // Send mode from SendDirekt: 0 none, 1 default mail program, 2 direct.
@@ -148,6 +183,8 @@ public:
     // is sent.
     void PreviewMail(size_t index, TEMail& mail);
     void NewMail();   // the sent flag is cleared, the result code goes back to -1
+    // What TMailingRunDeps::stopRequested says, set after the run was made.
+    void SetStopRequest(std::function<bool()> stopRequested) { FDeps.stopRequested = std::move(stopRequested); }
     // After the settings dialog was confirmed: checks and stores the values
     // (mailserver.ini, password encoded) and reloads them. Returns true when
     // all four required values were present.
@@ -171,8 +208,13 @@ private:
     void beginSeparateRun();
     void endSeparateRun();
     void sendSeparateMail(size_t index, TSendMode mode, bool first);
-    void recordSeparateResult(const TEMail& mail, bool sent);
-    bool sendInRun(TEMail& mail, bool log);
+    enum class TMailOutcome { moSent, moUnknown, moFailed };
+    void recordSeparateResult(const TEMail& mail, TMailOutcome outcome);
+    TMailOutcome sendInRun(TEMail& mail, bool log);
+    void markUnknown(TEMail& mail, bool log, const QString& reason);
+    void sentPartly(TEMail& mail, const TDeliveryReport& delivery, bool log);
+    void unknownDelivery(TEMail& mail, const TDeliveryReport& delivery, bool log, const QString& reason);
+    bool stopping() const;
     void sendWithRetries(TEMail& mail);
     bool waitBeforeRetry(int failedTries);
     bool paceNextMail();
@@ -204,6 +246,7 @@ private:
     QString FLastFailure;   // the reason of the last mail that did not go out
     bool FServerUnreachable = false;   // a separate run ends: no connection could be made
     bool FPasswordWarningLogged = false;
+    bool FLastPartly = false;   // the last single mail reached only some of its recipients
     TComposeModel& FModel;
     IUserMessages& FMessages;
     TConfig& FConfig;

@@ -6,8 +6,6 @@
 #include "send/SaslOAuth.h"
 
 #include <QEventLoop>
-#include <QFile>
-#include <QFileInfo>
 #include <QPointer>
 #include <QSslConfiguration>
 
@@ -19,64 +17,7 @@ namespace kalvex {
 
 namespace {
 
-constexpr qint64 kHighWater = 1 << 20;      // bytes queued in the socket before we wait
-constexpr qint64 kChunkBytes = 57 * 4096;   // raw bytes per base64 chunk: whole 76-character lines
-
-// Base64 in lines of 76 characters (57 raw bytes) with CR LF, written in
-// one pass into a buffer of the final size: attachments are large.
-QByteArray base64Lines(const QByteArray& raw)
-{
-    static constexpr char table[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    const auto* in = reinterpret_cast<const unsigned char*>(raw.constData());
-    const qsizetype size = raw.size();
-    const qsizetype lines = (size + 56) / 57;
-    QByteArray out(((size + 2) / 3) * 4 + 2 * lines, Qt::Uninitialized);
-    char* to = out.data();
-    for (qsizetype line = 0; line < size; line += 57) {
-        const qsizetype end = std::min<qsizetype>(line + 57, size);
-        qsizetype i = line;
-        for (; i + 3 <= end; i += 3) {
-            const uint32_t v = (uint32_t(in[i]) << 16) | (uint32_t(in[i + 1]) << 8) | in[i + 2];
-            *to++ = table[v >> 18];
-            *to++ = table[(v >> 12) & 63];
-            *to++ = table[(v >> 6) & 63];
-            *to++ = table[v & 63];
-        }
-        if (i < end) {   // one or two bytes left: the last line only
-            const uint32_t v = (uint32_t(in[i]) << 16) | (i + 1 < end ? uint32_t(in[i + 1]) << 8 : 0);
-            *to++ = table[v >> 18];
-            *to++ = table[(v >> 12) & 63];
-            *to++ = i + 1 < end ? table[(v >> 6) & 63] : '=';
-            *to++ = '=';
-        }
-        *to++ = '\r';
-        *to++ = '\n';
-    }
-    return out;
-}
-
-// Doubles a "." at the start of any line, so no line ends the data early.
-// Most chunks (all of base64) hold no line starting with ".": they pass as
-// they are.
-QByteArray dotStuff(const QByteArray& bytes, bool& atLineStart)
-{
-    if (bytes.isEmpty())
-        return bytes;
-    const bool clean = !(atLineStart && bytes.front() == '.') && !bytes.contains("\n.");
-    if (clean) {
-        atLineStart = bytes.back() == '\n';
-        return bytes;
-    }
-    QByteArray out;
-    out.reserve(bytes.size() + 16);
-    for (char c : bytes) {
-        if (atLineStart && c == '.')
-            out += '.';
-        out += c;
-        atLineStart = c == '\n';
-    }
-    return out;
-}
+constexpr qint64 kHighWater = 1 << 20;   // bytes queued in the socket before we wait
 
 }  // namespace
 
@@ -117,12 +58,14 @@ TSmtpSession::~TSmtpSession()
 void TSmtpSession::Run(const TSmtpEnvelope& envelope, std::vector<TMimeSegment> message)
 {
     FEnvelope = envelope;
-    FMessage = std::move(message);
-    FMessageSize = EncodedMessageSize(FMessage);
+    FMessageSize = EncodedMessageSize(message);
+    FBody = TDataBody(std::move(message));
     FError = nullptr;
     FEndOfDataSent = false;
     FUnreachable = false;
     FTransactionStart = 0;
+    FAccepted.clear();
+    FDelivery = TSmtpDelivery();
     if (FState == State::Ready) {
         FCancelPoll.start();
         startOnRestingConnection();
@@ -151,8 +94,24 @@ void TSmtpSession::finishRun()
 {
     if (FState != State::Ready)
         dropSocket();
+    settleDelivery();
     if (FError)
         std::rethrow_exception(FError);
+}
+
+// Every recipient not delivered and not refused: waiting for an answer
+// that never came, or never reached by the mail.
+void TSmtpSession::settleDelivery()
+{
+    for (size_t i = 0; i < FEnvelope.recipients.size(); ++i) {
+        const QString address = FEnvelope.recipients[i].Address();
+        const bool refused = std::any_of(FDelivery.refused.begin(), FDelivery.refused.end(),
+                                         [&](const auto& r) { return r.first == address; });
+        if (FDelivery.delivered.contains(address) || refused)
+            continue;
+        const bool inFlight = std::find(FAccepted.begin(), FAccepted.end(), i) != FAccepted.end();
+        (FEndOfDataSent && inFlight ? FDelivery.unanswered : FDelivery.untried) << address;
+    }
 }
 
 void TSmtpSession::Close()
@@ -248,7 +207,7 @@ void TSmtpSession::keepTlsSession()
 void TSmtpSession::step(const QString& text)
 {
     if (FProgress)
-        FProgress->Step(text, FBodySent);
+        FProgress->Step(text, FBody.Produced());
 }
 
 void TSmtpSession::fail(std::exception_ptr error)
@@ -360,12 +319,16 @@ void TSmtpSession::onDisconnected()
     abortWith<ESmtpConnection>(Tx(1006, "Der SMTP-Server hat die Verbindung unerwartet beendet."));
 }
 
+// A server that takes the connection and never greets is as good as none:
+// the next mails would wait just as long.
 void TSmtpSession::onTimeout()
 {
     if (FState == State::Quit)
         return leave();
+    const bool beforeGreeting = FState == State::Connecting || FState == State::Greeting;
     abortWith<ESmtpTimeout>(Tx(1007, "Der SMTP-Server %1 hat nicht innerhalb von %2 Sekunden geantwortet.")
                                 .arg(FSettings.host).arg(FTimeoutMs / 1000.0));
+    FUnreachable = FUnreachable || beforeGreeting;
 }
 
 void TSmtpSession::onReadyRead()
@@ -719,30 +682,45 @@ void TSmtpSession::handleMailFrom(const Reply& r)
     if (r.code != 250)
         return failReply(r);
     FNextRecipient = FTransactionStart;
+    FAccepted.clear();
     sendNextRecipient();
 }
 
+// After the last recipient the data goes to those accepted; when nobody
+// was, the mail fails with the last refusal.
 void TSmtpSession::sendNextRecipient()
 {
-    if (FNextRecipient >= FEnvelope.recipients.size())
-        return sendCommand("DATA", State::Data);
-    sendCommand("RCPT TO:<" + envelopeAddress(FEnvelope.recipients[FNextRecipient]) + ">", State::RcptTo);
+    if (FNextRecipient < FEnvelope.recipients.size())
+        return sendCommand("RCPT TO:<" + envelopeAddress(FEnvelope.recipients[FNextRecipient]) + ">", State::RcptTo);
+    if (FAccepted.empty())
+        return failReply(FLastRefusal);
+    sendCommand("DATA", State::Data);
 }
 
 // 452 means "no more recipients in this transaction" (RFC 5321
 // 4.5.3.1.10): the accepted ones get the mail now, the rest afterwards.
-// It says nothing about the address, so the address is not blamed.
+// It says nothing about the address, so the address is not blamed. A
+// recipient refused otherwise (or with 452 as the first of a transaction)
+// is left out; the others still get the mail.
 void TSmtpSession::handleRcptTo(const Reply& r)
 {
-    if (r.code == 452 && FNextRecipient > FTransactionStart)
+    if (r.code == 452 && !FAccepted.empty())
         return sendCommand("DATA", State::Data);
-    if (r.code != 250 && r.code != 251) {
-        if (FEvents && r.code != 452)
-            FEvents->RecipientRefused(FEnvelope.recipients[FNextRecipient].Address());
-        return failReply(r);
-    }
+    if (r.code == 250 || r.code == 251)
+        FAccepted.push_back(FNextRecipient);
+    else
+        refuseRecipient(r);
     ++FNextRecipient;
     sendNextRecipient();
+}
+
+void TSmtpSession::refuseRecipient(const Reply& r)
+{
+    const QString address = FEnvelope.recipients[FNextRecipient].Address();
+    if (FEvents && r.code != 452)
+        FEvents->RecipientRefused(address);
+    FDelivery.refused.append(qMakePair(address, r.Sanitized()));
+    FLastRefusal = r;
 }
 
 void TSmtpSession::handleData(const Reply& r)
@@ -750,65 +728,25 @@ void TSmtpSession::handleData(const Reply& r)
     if (r.code != 354)
         return failReply(r);
     FState = State::Body;
-    rewindBody();
+    FBody.Rewind();   // every transaction sends the whole message from its start
     if (FProgress)
-        FProgress->Begin(Tx(1013, "E-Mail wird gesendet ..."), FBodyTotal);
+        FProgress->Begin(Tx(1013, "E-Mail wird gesendet ..."), FMessageSize);
     armTimer(FSettings.replyTimeoutMs);
     pumpBody();
-}
-
-// Every transaction sends the whole message from its start.
-void TSmtpSession::rewindBody()
-{
-    FSegment = 0;
-    FFile.reset();
-    FAtLineStart = true;
-    FChunkEncoded = false;
-    FBodySent = 0;
-    FBodyTotal = FMessageSize;
-}
-// Produces the next piece of the body: literal bytes, or a chunk of a file
-// in base64 lines.
-QByteArray TSmtpSession::nextBodyChunk()
-{
-    while (FSegment < FMessage.size()) {
-        const TMimeSegment& s = FMessage[FSegment];
-        FChunkEncoded = !s.base64File.isEmpty();
-        if (s.base64File.isEmpty()) {
-            ++FSegment;
-            if (!s.bytes.isEmpty())
-                return s.bytes;
-            continue;
-        }
-        if (!FFile) {
-            FFile = std::make_unique<QFile>(s.base64File);
-            if (!FFile->open(QIODevice::ReadOnly))
-                throw EKalvex(Tx(1014, "Die Datei %1 konnte nicht gelesen werden.").arg(s.base64File));
-        }
-        const QByteArray raw = FFile->read(kChunkBytes);
-        if (!raw.isEmpty())
-            return base64Lines(raw);
-        FFile.reset();
-        ++FSegment;
-    }
-    return {};
 }
 
 void TSmtpSession::pumpBody()
 {
     try {
         while (FState == State::Body && FSocket->bytesToWrite() < kHighWater) {
-            const QByteArray chunk = nextBodyChunk();
+            const QByteArray chunk = FBody.Next();
             if (chunk.isEmpty()) {
-                sendCommand(FAtLineStart ? QByteArray(".") : QByteArray("\r\n."), State::DataEnd, FSettings.dataEndTimeoutMs);
+                sendCommand(FBody.EndLine(), State::DataEnd, FSettings.dataEndTimeoutMs);
                 FEndOfDataSent = true;
                 step(Tx(1015, "Der SMTP-Server bestätigt die E-Mail ..."));
                 return;
             }
-            if (FChunkEncoded)
-                FAtLineStart = true;   // base64 lines end with CR LF and never begin with "."
-            FSocket->write(FChunkEncoded ? chunk : dotStuff(chunk, FAtLineStart));
-            FBodySent += chunk.size();
+            FSocket->write(chunk);
             armTimer(FSettings.replyTimeoutMs);   // progress counts as a sign of life
             step(Tx(1013, "E-Mail wird gesendet ..."));
         }
@@ -821,6 +759,9 @@ void TSmtpSession::handleDataEnd(const Reply& r)
 {
     if (r.code != 250)
         return failReply(r);
+    for (size_t i : FAccepted)
+        FDelivery.delivered << FEnvelope.recipients[i].Address();
+    FAccepted.clear();
     if (FNextRecipient < FEnvelope.recipients.size()) {
         FTransactionStart = FNextRecipient;
         return sendMailFrom();

@@ -4,7 +4,8 @@
 // caller blocks in Run() while a local event loop drives the socket, so the
 // windows keep repainting; one thread only. A server that refuses
 // recipients with 452 (too many) gets the rest in further transactions on
-// the same connection.
+// the same connection; a recipient refused otherwise is left out and the
+// others still get the mail (Delivery says what became of each).
 //
 // A session kept open (KeepOpen) serves a run of mails on one connection:
 // after a mail it rests, the next mail starts with MAIL at once, and a server
@@ -14,6 +15,7 @@
 // commands up to DATA of such a mail go in one write.
 
 #include "mailinterface/MailAddress.h"
+#include "send/DataBody.h"
 #include "send/MimeBuilder.h"
 #include "send/SaslOAuth.h"
 #include "send/SmtpReply.h"
@@ -21,9 +23,9 @@
 #include "config/KalvexError.h"
 
 #include <QByteArray>
-#include <QFile>
 #include <QList>
 #include <QObject>
+#include <QPair>
 #include <QSslSocket>
 #include <QStringList>
 #include <QTimer>
@@ -117,6 +119,16 @@ struct TSmtpEnvelope {
     std::vector<TMailbox> recipients;   // To, Cc and Bcc
 };
 
+// What became of each recipient of the last Run. A mail to several
+// recipients may reach some while the server refuses others; a refused
+// one does not stop the rest.
+struct TSmtpDelivery {
+    QStringList delivered;                    // their transaction's end of data got its 250
+    QList<QPair<QString, QString>> refused;   // address and the server's reply to its RCPT
+    QStringList unanswered;                   // their end of data went out, its answer never came
+    QStringList untried;                      // the exchange ended before their mail went out
+};
+
 class TSmtpSession : public QObject {
     Q_OBJECT
 
@@ -139,8 +151,11 @@ public:
     void Close();
     // The last Run failed after the end of its data went out, unanswered.
     bool EndOfDataUnanswered() const { return FEndOfDataSent; }
-    // The last Run failed before a connection to the server stood.
+    // The last Run failed before the server greeted: no connection, or a
+    // server that accepted it and stayed silent.
     bool ServerUnreachable() const { return FUnreachable; }
+    // Per recipient, complete once Run has returned or raised.
+    const TSmtpDelivery& Delivery() const { return FDelivery; }
     int Connections() const { return FConnections; }
     State CurrentState() const { return FState; }
     const QByteArray& ChosenMechanism() const { return FMechanismName; }
@@ -197,10 +212,10 @@ private:
     void sendMailFrom();
     QByteArray envelopeAddress(const TMailbox& mailbox) const;
     void sendNextRecipient();
+    void refuseRecipient(const Reply& r);
+    void settleDelivery();
     void sendQuit();
-    void rewindBody();
     void pumpBody();
-    QByteArray nextBodyChunk();
     // Ends with a QUIT where the protocol allows one (a refusal, a cancel).
     void fail(std::exception_ptr error);
     template <class E>
@@ -238,6 +253,9 @@ private:
     TSmtpEnvelope FEnvelope;
     size_t FTransactionStart = 0;   // the first recipient of the running transaction
     size_t FNextRecipient = 0;
+    std::vector<size_t> FAccepted;     // recipients the running transaction accepted
+    Reply FLastRefusal;                // the last RCPT refusal: the mail's failure when nobody took it
+    TSmtpDelivery FDelivery;
     QList<QByteArray> FCapabilities;   // the keywords of the EHLO reply
     QList<QByteArray> FAuthMechanisms;
     qint64 FSizeLimit = 0;             // SIZE of the EHLO reply; 0 none
@@ -249,15 +267,7 @@ private:
     IAccessTokenProvider* FTokens = nullptr;
     bool FTokenRefreshed = false;      // a refused token is refreshed once, not again and again
     qint64 FMessageSize = 0;           // octets of the message as SIZE counts them
-    // The body as it streams out.
-    std::vector<TMimeSegment> FMessage;
-    size_t FSegment = 0;
-    qint64 FSegmentOffset = 0;
-    std::unique_ptr<QFile> FFile;
-    bool FAtLineStart = true;
-    bool FChunkEncoded = false;   // the last chunk was base64 lines: no "." can start one
-    qint64 FBodySent = 0;
-    qint64 FBodyTotal = 0;
+    TDataBody FBody;   // the message as it streams out
 };
 
 // Wraps the chosen TLS mode from the port rule: 587 needs STARTTLS, every

@@ -37,13 +37,17 @@ TFormRunSummary::TFormRunSummary(const TSeparateRunSummary& summary, QWidget* pa
     resize(560, 380);
 }
 
-// Those who did not get the mail first: they are what the user looks for.
+// Those who did not get the mail first: they are what the user looks for;
+// then those whose delivery is unknown.
 void TFormRunSummary::fillList(const TSeparateRunSummary& s)
 {
     for (const auto& [address, reason] : s.failed)
         addRow(address, Tx(2306, "nicht gesendet: %1").arg(reason));
     for (const QString& address : s.notSent)
         addRow(address, Tx(2305, "abgebrochen, nicht gesendet"));
+    // Probably delivered: listed apart and never part of "Erneut senden".
+    for (const auto& [address, reason] : s.unknown)
+        addRow(address, DeliveryUnknownText() + QStringLiteral(": ") + reason);
     for (const QString& address : s.sent)
         addRow(address, Tx(2304, "gesendet"));
 }

@@ -1,7 +1,7 @@
 #!/bin/bash
 # The man page and the bash completion of kalvex say what the program says:
 # every command, every option of `kalvex --help` and `kalvex <command> --help`
-# and every exit code is in the man page, and the man page names nothing
+# and every exit code is in the man page and the help, and the man page names nothing
 # else; the completion, run through bash-completion, offers exactly the
 # commands and options of the help.
 # usage: cli_docs_test.sh <kalvex> <kalvex.1> <kalvex.bash-completion> <CliCommands.h>
@@ -41,11 +41,13 @@ check_man_page() {
 }
 
 check_exit_codes() {
-    local codes man_codes
+    local codes man_codes help_codes
     codes=$(sed -n 's/^ *Exit[A-Za-z]* = \([0-9]*\),.*/\1/p' "$exitcodes" | sorted)
     man_codes=$(sed -n '/^\.SH EXIT STATUS/,/^\.SH /p' "$manpage" | sed -n 's/^\.B \([0-9]*\)$/\1/p' | sorted)
     [ -n "$codes" ] || fail "no exit codes found in $exitcodes"
     [ "$codes" = "$man_codes" ] || fail "exit codes: program has '$codes', man page '$man_codes'"
+    help_codes=$(run --help | sed -n 's/^  \([0-9][0-9]*\)  .*/\1/p' | sorted)
+    [ "$codes" = "$help_codes" ] || fail "exit codes: program has '$codes', its help '$help_codes'"
 }
 
 check_version() {

@@ -275,3 +275,66 @@ TEST_F(MailingRunTest, RecipientFieldsAndMissingAttachmentsAreRefusedBeforeSendi
         EXPECT_TRUE(part["filename"].isUndefined() || part["filename"].isNull());
     EXPECT_EQ(logged("select count(*) from KVXAnhang"), 0);   // the log keeps the template's attachments only
 }
+
+// One mail to several recipients, one of them refused (550, or 452 on its
+// own): the others get it, it is logged with just them, the window names
+// the refused one and the host hears "some sent, some not".
+TEST_F(MailingRunTest, AMailRefusedForOneRecipientIsSentAndLoggedForTheOthers)
+{
+    for (const QString reply : {"550 5.1.1 No such user", "452 4.2.2 Mailbox full"}) {
+        SmtpServer server({"--rcpt-reply", "cc@example.org=" + reply}, "smtp_fault_server.py");
+        ASSERT_TRUE(server.Running());
+        useServer(server);
+        config->FPass.clear();   // the fault server offers no AUTH
+        model.Recipients.clear();
+        model.Subject = "Angebot";
+        addRecipient("an@example.org", TEmpfaengerTyp::elAn);
+        addRecipient("cc@example.org", TEmpfaengerTyp::elCc);
+        addRecipient("bcc@example.org", TEmpfaengerTyp::elBcc);
+        messages.Clear();
+        TMailingRun run = makeRun();
+        run.SendClick();
+        QStringList got;
+        for (int i = 1; i <= server.MailCount(); ++i)
+            got += server.Envelope(i).mid(1);
+        EXPECT_EQ(got, QStringList({"an@example.org", "bcc@example.org"})) << reply.toStdString();
+        const QStringList errors = messages.Texts(TRecordingMessages::Kind::Error);
+        ASSERT_FALSE(errors.isEmpty()) << reply.toStdString();
+        EXPECT_EQ(errors.last(), "Die E-Mail wurde gesendet, aber nicht an alle Empfänger.\nDiese Empfänger haben die "
+                                 "E-Mail nicht erhalten:\ncc@example.org (" + reply + ")");
+        EXPECT_TRUE(messages.Texts(TRecordingMessages::Kind::Information).isEmpty());
+        EXPECT_EQ(run.Tally().sent, 1);
+        EXPECT_EQ(run.Tally().partly, 1);
+        EXPECT_EQ(WindowExitCode(run.Tally()), 2);
+        const qint64 id = logged("select max(ID) from KVXGesendeteMails");
+        EXPECT_EQ(logged(QString("select count(*) from KVXEmpfaenger where MailID = %1").arg(id)), 2);
+        EXPECT_EQ(logged(QString("select count(*) from KVXEmpfaenger where MailID = %1 and Adresse = 'cc@example.org'").arg(id)), 0);
+    }
+}
+
+// The line drops after the final "." of a single mail: the user learns the
+// delivery is unknown, the mail is logged (it is probably there) and not
+// reported as sent or as aborted.
+TEST_F(MailingRunTest, AMailWhoseDeliveryIsUnknownIsLoggedAndSaidSo)
+{
+    SmtpServer server({"--drop", "END=1", "--refuse", "cc@example.org"}, "smtp_fault_server.py");
+    ASSERT_TRUE(server.Running());
+    useServer(server);
+    config->FPass.clear();
+    model.Subject = "Angebot";
+    addRecipient("an@example.org", TEmpfaengerTyp::elAn);
+    addRecipient("cc@example.org", TEmpfaengerTyp::elCc);
+    TMailingRun run = makeRun();
+    run.SendClick();
+    EXPECT_EQ(server.MailCount(), 1);
+    const QStringList errors = messages.Texts(TRecordingMessages::Kind::Error);
+    ASSERT_EQ(errors.size(), 2);   // the refused address, then the outcome
+    EXPECT_TRUE(errors[1].startsWith("Zustellung unbekannt (Verbindung nach dem Senden beendet)\r\nUrsache: ")) << errors[1].toStdString();
+    EXPECT_TRUE(errors[1].endsWith("\ncc@example.org (550 5.1.1 No such user)")) << errors[1].toStdString();
+    EXPECT_TRUE(messages.Texts(TRecordingMessages::Kind::Information).isEmpty());
+    EXPECT_EQ(logged("select count(*) from KVXGesendeteMails where MailStatus = 2"), 1);
+    EXPECT_EQ(logged("select count(*) from KVXEmpfaenger"), 1);   // without the refused one
+    EXPECT_EQ(run.Tally().unknown, 1);
+    EXPECT_EQ(run.Tally().failed, 0);
+    EXPECT_EQ(WindowExitCode(run.Tally()), 2);
+}

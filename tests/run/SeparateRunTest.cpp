@@ -81,7 +81,9 @@ protected:
         TMailingRunDeps deps;
         deps.newSmtpSender = [this] {
             auto sender = std::make_unique<TEMailVersand>(&messages, &progress);
-            sender->Settings().replyTimeoutMs = 5000;
+            sender->Settings().replyTimeoutMs = replyTimeoutMs;
+            sender->Settings().connectTimeoutMs = std::min(replyTimeoutMs, 30000);
+            sender->Settings().dataEndTimeoutMs = replyTimeoutMs;
             return sender;
         };
         deps.storeMail = [](TEMail& mail, int kind) {
@@ -110,6 +112,7 @@ protected:
     TSendPacingSettings pacing;
     std::vector<TSeparateRunSummary> summaries;
     size_t resendTimes = 0;
+    int replyTimeoutMs = 5000;
 };
 
 }  // namespace
@@ -196,22 +199,70 @@ TEST_F(SeparateRunTest, TemporaryRefusalsAreRetriedPermanentOnesNot)
 
 // A line dropped in the middle of a run is tried again on a new
 // connection; a mail whose end of data went out unanswered is not sent
-// again: the server has it.
+// again: the server has it. Its delivery is unknown, not failed, so
+// "Erneut senden" leaves it out.
 TEST_F(SeparateRunTest, ADroppedLineIsRetriedButATakenMailNeverSentTwice)
 {
     SmtpServer server({"--drop", "DATA=2", "--drop", "END=3"}, "smtp_fault_server.py");
     useServer(server);
     circularTo({"a@example.org", "b@example.org", "c@example.org", "d@example.org"});
+    resendTimes = 1;
     TMailingRun run = makeRun();
     run.SendClick();
     // b: dropped before its data, sent on the next connection; c: taken,
     // then the line dropped before the 250.
     EXPECT_EQ(received(server), QStringList({"a@example.org", "b@example.org", "c@example.org", "d@example.org"}));
-    ASSERT_EQ(summaries.size(), 1u);
+    ASSERT_EQ(summaries.size(), 1u);   // nobody is missing: no second run
     EXPECT_EQ(summaries[0].sent, QStringList({"a@example.org", "b@example.org", "d@example.org"}));
-    ASSERT_EQ(summaries[0].failed.size(), 1);
-    EXPECT_EQ(summaries[0].failed[0].first, "c@example.org");
+    EXPECT_TRUE(summaries[0].Missing().isEmpty());
+    EXPECT_EQ(summaries[0].unknown, (QList<QPair<QString, QString>>{
+                                        {"c@example.org", "Der SMTP-Server hat die Verbindung unerwartet beendet."}}));
+    EXPECT_EQ(RunSummaryText(summaries[0]),
+              "3 von 4 E-Mails wurden gesendet. Bei 1 Empfängern ist die Zustellung unbekannt: die Verbindung endete, "
+              "bevor der Server den Empfang bestätigte. Die E-Mail ist wahrscheinlich angekommen und wird an sie nicht "
+              "erneut gesendet.");
+    EXPECT_EQ(run.Tally().unknown, 1);
+    EXPECT_EQ(run.Tally().failed, 0);
     EXPECT_EQ(server.RawTranscript(3).filter(QRegularExpression("^CONNECT ")).size(), 3);
+}
+
+// The first mail of a run taken without an answer (the time ran out) is
+// logged like a sent one: the log shows what probably went out.
+TEST_F(SeparateRunTest, AnUnansweredFirstMailIsLoggedAndNotRetried)
+{
+    SmtpServer server({"--hang", "END=1"}, "smtp_fault_server.py");
+    useServer(server);
+    circularTo({"a@example.org", "b@example.org"});
+    replyTimeoutMs = 700;   // the end of data waits as long as any reply here
+    TMailingRun run = makeRun();
+    run.SendClick();
+    EXPECT_EQ(received(server), QStringList({"a@example.org", "b@example.org"}));
+    ASSERT_EQ(summaries.size(), 1u);
+    EXPECT_EQ(summaries[0].Unknown(), QStringList{"a@example.org"});
+    EXPECT_EQ(summaries[0].sent, QStringList{"b@example.org"});
+    EXPECT_EQ(server.Transcript(2).filter("MAIL FROM").size(), 2);   // a was not tried again
+    EXPECT_EQ(logged("select count(*) from KVXGesendeteMails"), 1);
+    EXPECT_EQ(logged("select count(*) from KVXEmpfaenger where Adresse = 'a@example.org'"), 1);
+}
+
+// A server that takes the connection and never greets is as good as an
+// unreachable one: the first recipient's tries, then the run ends.
+TEST_F(SeparateRunTest, ASilentServerEndsTheRunAfterTheFirstRecipientsTries)
+{
+    SmtpServer server({"--fault", "silent"}, "smtp_fault_server.py");
+    useServer(server);
+    circularTo({"a@example.org", "b@example.org", "c@example.org"});
+    pacing.tries = 2;
+    replyTimeoutMs = 300;
+    TMailingRun run = makeRun();
+    run.SendClick();
+    EXPECT_EQ(server.RawTranscript(2).filter(QRegularExpression("^CONNECT ")).size(), 2);
+    ASSERT_EQ(summaries.size(), 1u);
+    ASSERT_EQ(summaries[0].failed.size(), 3);
+    EXPECT_EQ(summaries[0].failed[0].second, "Der SMTP-Server 127.0.0.1 hat nicht innerhalb von 0.3 Sekunden geantwortet.");
+    for (int i : {1, 2})
+        EXPECT_EQ(summaries[0].failed[i].second, "nicht versucht, der SMTP-Server ist nicht erreichbar");
+    EXPECT_EQ(run.Tally().failed, 3);
 }
 
 // The pace: the wait before each further mail is shown; cancelling while

@@ -26,7 +26,9 @@ const QString kRefused = "Der SMTP-Server antwortet nicht. Bitte überprüfen Si
 
 struct Outcome {
     bool ok = false;
+    bool unknown = false;   // the server may have it: neither sent nor failed
     QString message;
+    TDeliveryReport delivery;
     QByteArray mechanism;
     QStringList errors;   // message boxes
 };
@@ -53,6 +55,10 @@ Outcome send(const SmtpServer& server, TEMail& mail, const QString& password = {
     Outcome o;
     try {
         o.ok = sender.SendMail(mail);
+        o.delivery = sender.LastDelivery();
+    } catch (const ESendUnknown& e) {
+        o.unknown = true;
+        o.message = e.message();
     } catch (const EKalvex& e) {
         o.message = e.message();
     }
@@ -248,4 +254,62 @@ TEST_F(SmtpFaultTest, SizeLimitIsHonouredBeforeTheUpload)
     const Outcome o = send(tight, mail);
     EXPECT_EQ(o.message, QString("Die E-Mail ist %1 Bytes groß, der SMTP-Server nimmt aber höchstens 4000 Bytes an.").arg(size));
     EXPECT_EQ(tight.Transcript(), (QStringList{"EHLO kalvex.localdomain", "QUIT", "CLOSED"}));
+}
+
+// The server took the mail and the line dropped, or its answer to the
+// final "." never came: the outcome is unknown, not a failure, so nobody
+// sends the mail again on its account.
+TEST_F(SmtpFaultTest, AMailWhoseEndOfDataWentUnansweredIsUnknownNotFailed)
+{
+    SmtpServer dropped({"--drop", "END=1"}, "smtp_fault_server.py");
+    ASSERT_TRUE(dropped.Running());
+    Outcome o = send(dropped, mailTo({"anna@example.org"}));
+    EXPECT_TRUE(o.unknown) << o.message.toStdString();
+    EXPECT_EQ(o.message, "Der SMTP-Server hat die Verbindung unerwartet beendet.");
+    EXPECT_EQ(dropped.MailCount(), 1);
+
+    SmtpServer silent({"--hang", "END=1"}, "smtp_fault_server.py");
+    ASSERT_TRUE(silent.Running());
+    o = send(silent, mailTo({"anna@example.org"}), {}, [](TSmtpSettings& s) { s.dataEndTimeoutMs = 500; });
+    EXPECT_TRUE(o.unknown) << o.message.toStdString();
+    EXPECT_EQ(o.message, "Der SMTP-Server 127.0.0.1 hat nicht innerhalb von 0.5 Sekunden geantwortet.");
+    EXPECT_EQ(silent.MailCount(), 1);
+
+    SmtpServer early({"--drop", "DATA=1"}, "smtp_fault_server.py");   // before the data: a plain failure
+    ASSERT_TRUE(early.Running());
+    o = send(early, mailTo({"anna@example.org"}));
+    EXPECT_FALSE(o.ok || o.unknown);
+    EXPECT_EQ(early.MailCount(), 0);
+}
+
+// One recipient refused (550, or 452 also as the first of a transaction)
+// leaves the others their mail: it goes to those accepted, and the
+// refused one is named with the server's reply. Nobody accepted: the mail
+// fails as before.
+TEST_F(SmtpFaultTest, ARefusedRecipientDoesNotStopTheOthers)
+{
+    SmtpServer unknownUser({"--rcpt-reply", "b@example.org=550 5.1.1 No such user"}, "smtp_fault_server.py");
+    ASSERT_TRUE(unknownUser.Running());
+    Outcome o = send(unknownUser, mailTo({"a@example.org", "b@example.org", "c@example.org"}));
+    ASSERT_TRUE(o.ok) << o.message.toStdString();
+    ASSERT_EQ(unknownUser.MailCount(), 1);
+    EXPECT_EQ(unknownUser.Envelope(1), (QStringList{"absender@example.org", "a@example.org", "c@example.org"}));
+    EXPECT_EQ(o.delivery.refused, (QList<QPair<QString, QString>>{{"b@example.org", "550 5.1.1 No such user"}}));
+    EXPECT_TRUE(o.delivery.unknown.isEmpty());
+    EXPECT_EQ(o.errors, QStringList{"Die Adresse b@example.org scheint fehlerhaft zu sein."});
+
+    SmtpServer full({"--rcpt-reply", "b@example.org=452 4.2.2 Mailbox full"}, "smtp_fault_server.py");
+    ASSERT_TRUE(full.Running());
+    o = send(full, mailTo({"a@example.org", "b@example.org", "c@example.org"}));
+    ASSERT_TRUE(o.ok) << o.message.toStdString();
+    ASSERT_EQ(full.MailCount(), 2);
+    EXPECT_EQ(full.Envelope(1), (QStringList{"absender@example.org", "a@example.org"}));
+    EXPECT_EQ(full.Envelope(2), (QStringList{"absender@example.org", "c@example.org"}));
+    EXPECT_EQ(o.delivery.refused, (QList<QPair<QString, QString>>{{"b@example.org", "452 4.2.2 Mailbox full"}}));
+    EXPECT_TRUE(o.errors.isEmpty());
+
+    o = send(unknownUser, mailTo({"b@example.org"}));
+    EXPECT_FALSE(o.ok);
+    EXPECT_EQ(o.message, kRefused + "550 5.1.1 No such user");
+    EXPECT_EQ(unknownUser.MailCount(), 1);
 }

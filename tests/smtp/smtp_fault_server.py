@@ -3,7 +3,10 @@
 endless replies, endless AUTH challenges, 452 after a number of recipients,
 STARTTLS without a handshake, chosen refusals at any step, a SIZE limit,
 temporary refusals for the first tries, a line dropped at a chosen step, a
-421 after a number of mails on one connection; plain or implicit TLS.
+421 after a number of mails on one connection, a chosen reply to one
+recipient of a mail, a server that takes the mail and then never answers
+or answers late, a server that accepts connections and never greets;
+plain or implicit TLS.
 Plain asyncio sockets. Prints READY <port> when it listens.
 
 Every command line it receives goes to <maildir>/transcript.txt (AUTH
@@ -166,6 +169,8 @@ class Session:
     async def rcpt(self, line):
         if address_of(line) in args.refuse:
             return await self.send("550 5.1.1 No such user")
+        if address_of(line) in args.rcpt_reply:
+            return await self.send(args.rcpt_reply[address_of(line)])
         if await self.fault_at("RCPT"):
             return
         self.rcpt_count += 1
@@ -195,6 +200,14 @@ class Session:
             save(bytes(data), self.mail_line, self.mail_from, self.rcpts)   # taken, but the client never hears so
             record("DROP END")
             raise ConnectionResetError()
+        if args.hang.get("END") == seen["END"]:
+            save(bytes(data), self.mail_line, self.mail_from, self.rcpts)   # taken, but the answer never comes
+            record("HANG END")
+            while await self.reader.read(4096):
+                pass
+            raise ConnectionResetError()
+        if args.delay_end:
+            await asyncio.sleep(args.delay_end)
         if tempfails("END", seen["END"]):
             return await self.send("451 4.3.0 Temporary failure, try again later")
         if args.size > 0 and len(data) > args.size:
@@ -245,6 +258,10 @@ class Session:
     async def run(self):
         tls = self.writer.get_extra_info("ssl_object")
         record("CONNECT tls=%d reused=%d" % (tls is not None, tls is not None and tls.session_reused))
+        if args.fault == "silent":
+            while await self.reader.read(4096):   # takes the connection, never says a word
+                pass
+            raise ConnectionResetError()
         await self.reply("GREETING", "220 fault.test ready")
         while await self.command(await self.readline()):
             pass
@@ -280,7 +297,7 @@ def main():
     p.add_argument("--tls", default="none", choices=["none", "implicit"])
     p.add_argument("--key", default="")
     p.add_argument("--fault", default="none",
-                   choices=["none", "endless-multiline", "endless-line", "endless-334", "starttls-stall"])
+                   choices=["none", "endless-multiline", "endless-line", "endless-334", "starttls-stall", "silent"])
     p.add_argument("--reply", action="append", default=[], help="STEP=reply line; GREETING EHLO AUTH MAIL RCPT DATA END")
     p.add_argument("--rcpt-limit", type=int, default=0, help="452 on this recipient of each transaction")
     p.add_argument("--auth", default="", help="mechanisms announced, blank-separated")
@@ -296,6 +313,11 @@ def main():
                    help="STEP=N: close the line the N-th time STEP is reached (END: after taking the mail)")
     p.add_argument("--limit", type=int, default=0, help="421 and close after this many mails on one connection")
     p.add_argument("--refuse", action="append", default=[], help="recipient refused with 550")
+    p.add_argument("--rcpt-reply", action="append", default=[],
+                   help="ADDRESS=reply line: the answer to that recipient's RCPT, every time")
+    p.add_argument("--hang", action="append", default=[],
+                   help="END=N: take the N-th mail, then never answer its end of data")
+    p.add_argument("--delay-end", type=float, default=0, help="seconds before answering each end of data")
     p.add_argument("--starttls", action="store_true")
     p.add_argument("--smtputf8", action="store_true")
     p.add_argument("--pipelining", action="store_true", help="announce PIPELINING (commands are read in order anyway)")
@@ -303,6 +325,8 @@ def main():
     args.reply = dict(r.split("=", 1) for r in args.reply)
     args.tempfail = dict(t.split("=", 1) for t in args.tempfail)
     args.drop = {k: int(v) for k, v in (t.split("=", 1) for t in args.drop)}
+    args.hang = {k: int(v) for k, v in (t.split("=", 1) for t in args.hang)}
+    args.rcpt_reply = dict(r.split("=", 1) for r in args.rcpt_reply)
     try:
         asyncio.run(serve())
     except KeyboardInterrupt:

@@ -113,6 +113,24 @@ TEST(RunSummary, ListsWhoDidNotGetTheMailFirstAndOffersToSendAgain)
     EXPECT_FALSE(done.ResendChosen());
 }
 
+// A mail whose delivery is unknown has its own row and sentence, and is not
+// offered again: "Erneut senden" could give a second copy.
+TEST(RunSummary, NamesTheUnknownDeliveriesApartAndDoesNotOfferThemAgain)
+{
+    widgetApp();
+    TSeparateRunSummary s;
+    s.sent = {"a@example.org"};
+    s.unknown = {{"b@example.org", "Der SMTP-Server hat die Verbindung unerwartet beendet."}};
+    TFormRunSummary form(s);
+    EXPECT_EQ(form.lbResult->text(), "1 von 2 E-Mails wurden gesendet. Bei 1 Empfängern ist die Zustellung unbekannt: "
+                                     "die Verbindung endete, bevor der Server den Empfang bestätigte. Die E-Mail ist "
+                                     "wahrscheinlich angekommen und wird an sie nicht erneut gesendet.");
+    EXPECT_EQ(rows(form), QStringList({"b@example.org | Zustellung unbekannt (Verbindung nach dem Senden beendet): Der "
+                                       "SMTP-Server hat die Verbindung unerwartet beendet.",
+                                       "a@example.org | gesendet"}));
+    EXPECT_TRUE(form.btResend->isHidden());
+}
+
 // The window's separate run over four recipients, two refused for now with
 // one try allowed: the summary names them, "Erneut an fehlgeschlagene
 // Empfänger senden" sends to just those two, the second summary is closed.
