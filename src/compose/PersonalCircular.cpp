@@ -1,6 +1,6 @@
 #include "compose/PersonalCircular.h"
 
-#include "compose/rtf/RtfWriter.h"
+#include "compose/MergeValue.h"
 #include "mailinterface/EMail.h"
 
 #include <QRegularExpression>
@@ -59,8 +59,8 @@ QString TPersonalText::Merge(const QHash<QString, QString>& values) const
 QString TPersonalText::encode(const QString& value) const
 {
     switch (FForm) {
-    case TForm::tfRtf: return RtfEscapeText(value);
-    case TForm::tfHtml: return value.toHtmlEscaped();
+    case TForm::tfRtf: return EncodeMergeValue(value, TMergeTarget::mtRtf);
+    case TForm::tfHtml: return EncodeMergeValue(value, TMergeTarget::mtHtml);
     case TForm::tfPlain: break;
     }
     return value;

@@ -3,6 +3,8 @@
 // of the current language, then the host's fields and repeat blocks are
 // merged into subject and body, once, for all recipients.
 
+#include "compose/MergeValue.h"
+
 #include <QString>
 #include <QStringList>
 #include <cstdint>
@@ -13,9 +15,11 @@ class TFelder;
 class TProgrammVorlage;
 class TRTFEditorEngine;
 
-// Puts every value of the fields into the engine and returns the block
-// names to expand (in the fields' order).
-QStringList LoadFieldsIntoEngine(const TFelder& felder, int32_t lang, TRTFEditorEngine& engine);
+// Puts every value of the fields into the engine, written for the text it
+// will be merged into, and returns the block names to expand (in the
+// fields' order).
+QStringList LoadFieldsIntoEngine(const TFelder& felder, int32_t lang, TRTFEditorEngine& engine,
+                                 TMergeTarget target = TMergeTarget::mtPlain);
 
 struct TMergedTemplate {
     QString subject;

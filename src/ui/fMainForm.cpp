@@ -1,8 +1,10 @@
 #include "ui/fMainForm.h"
 
+#include "compose/MailBodyExport.h"
 #include "compose/RecipientFieldMarks.h"
 #include "compose/TemplateMerge.h"
 #include "compose/rtf/RtfReader.h"
+#include "config/BodyFont.h"
 #include "config/InterfaceLocale.h"
 #include "config/LanguageUnit.h"
 #include "config/uConfig.h"
@@ -43,9 +45,11 @@
 #include <QStandardItemModel>
 #include <QTabWidget>
 #include <QTableWidget>
+#include <QFile>
 #include <QTextCursor>
 #include <QTextDocumentFragment>
 #include <QTextEdit>
+#include <QTextFormat>
 #include <QTextList>
 #include <QTextTable>
 #include <QToolButton>
@@ -388,6 +392,7 @@ QWidget* TMainForm::buildComposePage()
     auto* upper = new QSplitter(Qt::Horizontal, splitter);
     edBody = new QTextEdit(upper);
     edBody->setDocument(&FModel.Body());
+    edBody->setFont(DefaultBodyFont());   // the editor shows what the recipient will see
     TTextEditSpelling::Attach(edBody, spelling);
     FFieldMarks = new TRecipientFieldHighlighter(this, edBody->document());
     upper->addWidget(buildFieldPanel());
@@ -720,12 +725,16 @@ void TMainForm::insertPicture()
 {
     const QString file = QFileDialog::getOpenFileName(this, Tx(1938, "Bild einfügen"), QString(),
                                                       QStringLiteral("*.png *.jpg *.jpeg"));
-    const QImage image(file);
-    if (image.isNull())
+    QFile in(file);
+    const TPicture picture = in.open(QIODevice::ReadOnly) ? PictureFromFileBytes(in.readAll()) : TPicture();
+    if (picture.mimeType.isEmpty())
         return;
-    const QUrl name(QStringLiteral("kalvex-image://%1").arg(QUuid::createUuid().toString(QUuid::WithoutBraces)));
-    FModel.Body().addResource(QTextDocument::ImageResource, name, image);
-    edBody->textCursor().insertImage(name.toString());
+    QTextImageFormat image;
+    image.setName(AddPictureResource(FModel.Body(), picture));
+    const QSize size = PictureSize(picture);
+    image.setWidth(size.width());
+    image.setHeight(size.height());
+    edBody->textCursor().insertImage(image);
 }
 
 void TMainForm::insertTable()
