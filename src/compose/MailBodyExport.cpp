@@ -199,7 +199,7 @@ QString THtmlWriter::blockStyle(const QTextBlockFormat& f, bool listItem) const
 QString THtmlWriter::charStyle(const QTextCharFormat& f) const
 {
     QStringList style;
-    const QString family = f.fontFamilies().toStringList().value(0, f.fontFamily());
+    const QString family = f.fontFamilies().toStringList().value(0);   // fontFamily() fails on an empty list
     if (!family.isEmpty() && family != FDefault.family())
         style << QStringLiteral("font-family:") + CssFontFamily(family);
     if (f.fontPointSize() > 0 && f.fontPointSize() != FDefault.pointSizeF())

@@ -312,7 +312,7 @@ QByteArray EncodeQuotedPrintableBytes(const QByteArray& in)
                 if (line + 2 > kQpLine) {
                     *o++ = '=', *o++ = '\r', *o++ = '\n';
                 }
-                *o++ = '=', *o++ = '2', *o++ = blank == ' ' ? '0' : '9';
+                *o++ = '=', *o++ = blank == ' ' ? '2' : '0', *o++ = blank == ' ' ? '0' : '9';
             }
             *o++ = '\r', *o++ = '\n';
             line = 0;
