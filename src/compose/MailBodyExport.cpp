@@ -36,7 +36,7 @@ QString htmlText(const QString& text)
     out.reserve(text.size() + 16);
     for (qsizetype i = 0; i < text.size(); ++i) {
         const QChar c = text.at(i);
-        const bool blankRun = c == QLatin1Char(' ') && (i == 0 || text.at(i - 1) == QLatin1Char(' '));
+        const bool blankRun = c == QLatin1Char(' ') && i > 0 && text.at(i - 1) == QLatin1Char(' ');
         if (c == QChar::LineSeparator || c == QLatin1Char('\n'))
             out += QLatin1String("<br>");
         else if (c == QLatin1Char('\t'))

@@ -1,7 +1,5 @@
 #include "compose/MergeValue.h"
 
-#include "compose/rtf/RtfReader.h"
-
 namespace kalvex {
 
 namespace {
@@ -57,11 +55,6 @@ QString EncodeMergeValue(const QString& value, TMergeTarget target)
     case TMergeTarget::mtPlain: break;
     }
     return value;
-}
-
-TMergeTarget MergeTargetOf(const QString& text)
-{
-    return LooksLikeRtf(text) ? TMergeTarget::mtRtf : TMergeTarget::mtPlain;
 }
 
 }  // namespace kalvex

@@ -12,7 +12,5 @@ enum class TMergeTarget { mtPlain, mtRtf, mtHtml };
 // RTF: "\\", "\{", "\}", non-ASCII as \uN?, line breaks as \line. HTML:
 // escaped, line breaks as <br>. Plain: as it is.
 QString EncodeMergeValue(const QString& value, TMergeTarget target);
-// The target of a template body: RTF source or plain text.
-TMergeTarget MergeTargetOf(const QString& text);
 
 }  // namespace kalvex

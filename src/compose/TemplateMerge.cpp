@@ -1,18 +1,21 @@
 #include "compose/TemplateMerge.h"
 
+#include "compose/DocumentMerge.h"
 #include "compose/RTFEditorEngine.h"
+#include "compose/rtf/RtfReader.h"
+#include "compose/rtf/RtfWriter.h"
 #include "config/TextDecoding.h"
 #include "mailinterface/uMailInterface.h"
 
 #include <QFile>
+#include <QTextDocument>
 
 namespace kalvex {
 
-QStringList LoadFieldsIntoEngine(const TFelder& felder, int32_t lang, TRTFEditorEngine& engine, TMergeTarget target)
+QStringList LoadFieldsIntoEngine(const TFelder& felder, int32_t lang, TRTFEditorEngine& engine)
 {
     for (const auto& field : felder.FEinfachListe)
-        engine.SetDataFieldValueDynamisch(QLatin1Char('<') + field->GetFeldname(lang) + QLatin1Char('>'),
-                                          EncodeMergeValue(field->FWert, target));
+        engine.SetDataFieldValueDynamisch(QLatin1Char('<') + field->GetFeldname(lang) + QLatin1Char('>'), field->FWert);
     QStringList blocks;
     for (const auto& block : felder.FWiederholungListe) {
         const QString name = block->GetFeldname(lang);
@@ -24,8 +27,7 @@ QStringList LoadFieldsIntoEngine(const TFelder& felder, int32_t lang, TRTFEditor
         for (int row = 0; row < block->FBlockListe.Count(); ++row)
             for (const auto& cell : block->FBlockListe[row])
                 if (const TFeldWiederholungBlockFeld* column = block->FBlockFeldListe.FindByGUID(cell->FGUID))
-                    engine.SetDataFieldValueDynamisch(column->GetFeldname(lang) + QString::number(row),
-                                                      EncodeMergeValue(cell->FWert, target));
+                    engine.SetDataFieldValueDynamisch(column->GetFeldname(lang) + QString::number(row), cell->FWert);
     }
     return blocks;
 }
@@ -41,12 +43,19 @@ TMergedTemplate MergeProgrammVorlage(const TProgrammVorlage& vorlage, const TFel
     TMergedTemplate out;
     TProgrammVorlage::ReplaceGuidToFeldnamen(lang, vorlage.FBetreff, out.subject, felder);
     TProgrammVorlage::ReplaceGuidToFeldnamen(lang, body, out.body, felder);
-    // The subject is plain text; the body may be RTF source.
-    TRTFEditorEngine subjectEngine, bodyEngine;
-    const QStringList blocks = LoadFieldsIntoEngine(felder, lang, subjectEngine);
-    LoadFieldsIntoEngine(felder, lang, bodyEngine, MergeTargetOf(out.body));
-    subjectEngine.ReplaceDataValues(out.subject, &blocks, out.subject);
-    bodyEngine.ReplaceDataValues(out.body, &blocks, out.body);
+    TRTFEditorEngine engine;
+    const QStringList blocks = LoadFieldsIntoEngine(felder, lang, engine);
+    engine.ReplaceDataValues(out.subject, &blocks, out.subject);
+    if (!LooksLikeRtf(out.body)) {
+        engine.ReplaceDataValues(out.body, &blocks, out.body);
+        return out;
+    }
+    // RTF is merged as the text it shows: placeholders however the source
+    // spells them, values escaped by the writer.
+    QTextDocument document;
+    RtfToDocument(out.body, document);
+    MergeDocument(engine, document, &blocks);
+    out.body = DocumentToRtf(document);
     return out;
 }
 

@@ -2,6 +2,7 @@
 // and read back by Python's email and HTML parsers (check_mail.py).
 #include "SmtpServer.h"
 
+#include "compose/LinkCommands.h"
 #include "compose/MailBodyExport.h"
 #include "compose/PersonalCircular.h"
 #include "compose/TemplateMerge.h"
@@ -304,4 +305,29 @@ TEST(MailBody, QuotedPrintableKeepsLinesShortAndDecodesBack)
                 ASSERT_LE(line.size(), 77) << length << " " << qp.constData();   // 76 and the CR
             EXPECT_EQ(decode(qp), NormalizeLineBreaks(text) + "\r\n") << length;
         }
+}
+
+// "Link einfügen": a selection becomes the link; without one the text goes
+// in as a link and typing after it is plain again.
+TEST(MailBody, LinkCommandLinksTheSelectionOrInsertsItsText)
+{
+    gui();
+    EXPECT_EQ(NormalizedLinkAddress(" www.example.org "), "https://www.example.org");
+    EXPECT_EQ(NormalizedLinkAddress("info@example.org"), "mailto:info@example.org");
+    EXPECT_EQ(NormalizedLinkAddress("ftp://example.org/x"), "ftp://example.org/x");
+    QTextDocument doc;
+    QTextCursor c(&doc);
+    c.insertText("Siehe Angebot hier");
+    c.setPosition(6);
+    c.setPosition(13, QTextCursor::KeepAnchor);
+    InsertLink(c, "Angebot", "example.org/angebot");
+    c.movePosition(QTextCursor::End);
+    c.insertText(" oder ");
+    InsertLink(c, QString(), "info@example.org");
+    c.insertText(" danach");
+    EXPECT_EQ(MailPlainText(doc), "Siehe Angebot <https://example.org/angebot> hier oder info@example.org danach");
+    const QString html = MailHtml(doc);
+    EXPECT_TRUE(html.contains("<a href=\"https://example.org/angebot\" style=\"text-decoration:underline;color:#0563c1\">Angebot</a>"))
+        << html.toStdString();
+    EXPECT_TRUE(html.contains(">info@example.org</a> danach")) << html.toStdString();
 }
