@@ -345,7 +345,9 @@ QString THtmlWriter::cellStyle(const QTextTable* t, const QTextTableCell& c) con
     for (const TSide& side : kSides) {
         if (const QString border = cellBorder(tf, cf, side); !border.isEmpty())
             style << border;
-        padding << QStringLiteral("%1px").arg(cf.hasProperty(side.padding) ? cf.doubleProperty(side.padding) : tf.cellPadding());
+        // The editor shows the cell spacing as room around the text; collapsed borders have none.
+        const double inner = cf.hasProperty(side.padding) ? cf.doubleProperty(side.padding) : tf.cellPadding();
+        padding << QStringLiteral("%1px").arg(inner + tf.cellSpacing());
     }
     style << QStringLiteral("padding:") + padding.join(QLatin1Char(' '));
     const auto v = c.format().verticalAlignment();
