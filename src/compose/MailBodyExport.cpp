@@ -77,7 +77,11 @@ private:
     const QTextDocument& FDoc;
     QFont FDefault;
     QString FOut;
-    std::vector<QTextList*> FLists;   // the lists open at the current block, outermost first
+    struct TOpenList {
+        QTextList* list;
+        bool itemOpen;   // its last <li> stays open for a list nested in it
+    };
+    std::vector<TOpenList> FLists;   // the lists open at the current block, outermost first
 };
 
 QString THtmlWriter::fontStyle(const QFont& font) const
@@ -116,40 +120,59 @@ void THtmlWriter::content(QTextFrame::iterator it)
     closeLists(0);
 }
 
-// Lists nest by their indent; a block outside any list closes them all.
+bool isBulletList(const QTextList* list)
+{
+    const int style = list->format().style();
+    return style == QTextListFormat::ListDisc || style == QTextListFormat::ListCircle || style == QTextListFormat::ListSquare;
+}
+
+QString listStyleType(const QTextList* list)
+{
+    switch (list->format().style()) {
+    case QTextListFormat::ListCircle: return QStringLiteral("circle");
+    case QTextListFormat::ListSquare: return QStringLiteral("square");
+    case QTextListFormat::ListLowerAlpha: return QStringLiteral("lower-alpha");
+    case QTextListFormat::ListUpperAlpha: return QStringLiteral("upper-alpha");
+    case QTextListFormat::ListLowerRoman: return QStringLiteral("lower-roman");
+    case QTextListFormat::ListUpperRoman: return QStringLiteral("upper-roman");
+    case QTextListFormat::ListDecimal: return QStringLiteral("decimal");
+    default: return QStringLiteral("disc");
+    }
+}
+
+int listDepth(const QTextList* list)
+{
+    return std::max(1, list->format().indent());
+}
+
+// Lists nest by their indent, a deeper one inside the item before it; a
+// block outside any list closes them all.
 void THtmlWriter::listFor(const QTextBlock& block)
 {
     QTextList* list = block.textList();
     if (!list)
         return closeLists(0);
-    const size_t depth = static_cast<size_t>(std::max(1, list->format().indent()));
-    const auto open = std::find(FLists.begin(), FLists.end(), list);
-    if (open != FLists.end())
-        return closeLists(static_cast<size_t>(open - FLists.begin()) + 1);
-    while (!FLists.empty() && static_cast<size_t>(std::max(1, FLists.back()->format().indent())) >= depth)
+    const auto open = std::find_if(FLists.begin(), FLists.end(), [list](const TOpenList& o) { return o.list == list; });
+    if (open != FLists.end()) {
+        closeLists(static_cast<size_t>(open - FLists.begin()) + 1);
+        if (FLists.back().itemOpen)
+            FOut += QStringLiteral("</li>\n");
+        FLists.back().itemOpen = false;
+        return;
+    }
+    while (!FLists.empty() && listDepth(FLists.back().list) >= listDepth(list))
         closeLists(FLists.size() - 1);
-    const int style = list->format().style();
-    const bool bullets = style == QTextListFormat::ListDisc || style == QTextListFormat::ListCircle
-                      || style == QTextListFormat::ListSquare;
-    const QString type = style == QTextListFormat::ListCircle ? QStringLiteral("circle")
-                       : style == QTextListFormat::ListSquare ? QStringLiteral("square")
-                       : style == QTextListFormat::ListLowerAlpha ? QStringLiteral("lower-alpha")
-                       : style == QTextListFormat::ListUpperAlpha ? QStringLiteral("upper-alpha")
-                       : style == QTextListFormat::ListLowerRoman ? QStringLiteral("lower-roman")
-                       : style == QTextListFormat::ListUpperRoman ? QStringLiteral("upper-roman")
-                       : bullets ? QStringLiteral("disc") : QStringLiteral("decimal");
     FOut += QStringLiteral("<%1 style=\"margin-top:0;margin-bottom:0;list-style-type:%2\">\n")
-                .arg(bullets ? QStringLiteral("ul") : QStringLiteral("ol"), type);
-    FLists.push_back(list);
+                .arg(isBulletList(list) ? QStringLiteral("ul") : QStringLiteral("ol"), listStyleType(list));
+    FLists.push_back({list, false});
 }
 
 void THtmlWriter::closeLists(size_t depth)
 {
     while (FLists.size() > depth) {
-        const int style = FLists.back()->format().style();
-        const bool bullets = style == QTextListFormat::ListDisc || style == QTextListFormat::ListCircle
-                          || style == QTextListFormat::ListSquare;
-        FOut += bullets ? QStringLiteral("</ul>\n") : QStringLiteral("</ol>\n");
+        if (FLists.back().itemOpen)
+            FOut += QStringLiteral("</li>\n");
+        FOut += isBulletList(FLists.back().list) ? QStringLiteral("</ul>\n") : QStringLiteral("</ol>\n");
         FLists.pop_back();
     }
 }
@@ -170,7 +193,11 @@ void THtmlWriter::block(const QTextBlock& b)
         const QString style = charStyle(b.charFormat());
         FOut += style.isEmpty() ? QStringLiteral("<br>") : QStringLiteral("<span style=\"%1\"><br></span>").arg(style);
     }
-    FOut += QStringLiteral("</") + tag + QStringLiteral(">\n");
+    if (b.textList())
+        FLists.back().itemOpen = true;   // closed by the next item or the list's end
+    else
+        FOut += QStringLiteral("</p>");
+    FOut += QLatin1Char('\n');
 }
 
 // Explicit margins: mail programs give a bare <p> a blank line of their own.

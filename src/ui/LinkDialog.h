@@ -8,6 +8,8 @@ class QLineEdit;
 namespace kalvex {
 
 class TLinkDialog : public QDialog {
+    Q_OBJECT
+
 public:
     // text: the selection, preset; parent owns the dialog.
     TLinkDialog(const QString& text, QWidget* parent);

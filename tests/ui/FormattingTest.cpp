@@ -1,6 +1,8 @@
 // The body editor's "Formatierung" and "Tabelle" commands, driven through
 // the window's own actions.
+#include "compose/MailBodyExport.h"
 #include "compose/TableCommands.h"
+#include "ui/LinkDialog.h"
 #include "ui/TableGridLines.h"
 #include "ui/fBildeigenschaften.h"
 #include "ui/fMainForm.h"
@@ -11,6 +13,7 @@
 #include <QComboBox>
 #include <QFontComboBox>
 #include <QImage>
+#include <QLineEdit>
 #include <QMenu>
 #include <QSpinBox>
 #include <QTabWidget>
@@ -286,6 +289,31 @@ TEST(Formatting, PicturePropertiesOnlyForOnePicture)
     EXPECT_EQ(at.charFormat().toImageFormat().width(), 80);
     EXPECT_EQ(at.charFormat().toImageFormat().height(), 40);
     EXPECT_EQ(messages.Entries().size(), 3u);
+}
+
+// Ctrl+K on a selection: the dialog offers the selected text, the
+// selection becomes the link; the mail's HTML carries it.
+TEST(Formatting, LinkOnTheSelection)
+{
+    kalvex::testing::WidgetApp();
+    TRecordingMessages messages;
+    TMainForm form(messages, {}, QString(), false);
+    QTextCursor c(form.edBody->document());
+    c.insertText("Zum Angebot hier");
+    placeCursor(form, 11, 4);   // "Angebot"
+    EXPECT_EQ(form.btLinkEinfuegen->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_K));
+    QString offered;
+    QTimer::singleShot(0, [&] {
+        auto* dialog = qobject_cast<TLinkDialog*>(QApplication::activeModalWidget());
+        ASSERT_NE(dialog, nullptr);
+        offered = dialog->Text();
+        dialog->findChild<QLineEdit*>("edLinkAdresse")->setText("www.example.org/angebot");
+        dialog->accept();
+    });
+    form.btLinkEinfuegen->trigger();
+    EXPECT_EQ(offered, "Angebot");
+    EXPECT_TRUE(MailHtml(*form.edBody->document()).contains("Zum <a href=\"https://www.example.org/angebot\""));
+    EXPECT_EQ(MailPlainText(*form.edBody->document()), "Zum Angebot <https://www.example.org/angebot> hier");
 }
 
 // A look at both tabs as a user sees them.
