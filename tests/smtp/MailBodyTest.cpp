@@ -149,7 +149,13 @@ void writeRichDocument(QTextDocument& doc)
     leaveList(c);
     QTextTableFormat noBorder;
     noBorder.setBorder(0);
-    fillCells(c.insertTable(2, 2, noBorder), {"A1", "B1", "A2", "B2"});
+    QTextTable* sums = c.insertTable(2, 2, noBorder);
+    fillCells(sums, {"A1", "B1", "A2", "B2"});
+    QTextTableCellFormat underlined;   // a sum line: one side of one cell
+    underlined.setBottomBorder(2);
+    underlined.setBottomBorderStyle(QTextFrameFormat::BorderStyle_Solid);
+    underlined.setBottomBorderBrush(QColor(255, 0, 0));
+    sums->cellAt(1, 1).setFormat(underlined);
     c.movePosition(QTextCursor::End);
     QTextTableFormat framed;
     framed.setBorder(1);
@@ -216,9 +222,11 @@ TEST(MailBody, PicturesLinksFontsListsAndTablesReachTheRecipient)
     EXPECT_TRUE(text.contains("margin:12px 0px 6px 0px")) << text.toStdString();
     const QStringList tables = text.split("<table");
     ASSERT_EQ(tables.size(), 3);
-    EXPECT_FALSE(tables[1].contains(QRegularExpression("border-(top|right|bottom|left)")));
+    EXPECT_EQ(tables[1].count(QRegularExpression("border-(top|right|bottom|left)")), 1);
+    EXPECT_TRUE(tables[1].contains("border-bottom:2px solid #ff0000"));
     EXPECT_TRUE(tables[2].contains("border-top:1px solid"));
     EXPECT_TRUE(html["shown"].toString().contains("Punkt eins"));
+    EXPECT_TRUE(text.contains("Unterpunkt zwei </li> </ol> </li> </ul>")) << text.toStdString();   // the nested list inside its item
 }
 
 // Host values and recipient values with RTF's control characters, umlauts
