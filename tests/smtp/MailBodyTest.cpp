@@ -259,7 +259,7 @@ TEST(MailBody, MergedValuesArriveExactlyInEveryBody)
     TProgrammVorlage t;
     TProgrammVorlage::ReplaceFeldnamenToGuid(1031, "Angebot <Firma>", t.FBetreff, felder);
     TProgrammVorlage::ReplaceFeldnamenToGuid(
-        1031, "{\\rtf1\\ansi {\\b <Ort>}\\par <Firma>\\par <Pos-Wiederholung-Anfang>[<Menge>]<Pos-Wiederholung-Ende>\\par "
+        1031, "{\\rtf1\\ansi{\\fonttbl{\\f0 Calibri;}{\\f1 Courier New;}}\\f0 {\\b <Ort>}\\par {\\f1 <Firma>}\\par <Pos-Wiederholung-Anfang>[<Menge>]<Pos-Wiederholung-Ende>\\par "
               "<Empfaenger.Firma>}", t.FBody, felder);
     const TMergedTemplate merged = MergeProgrammVorlage(t, felder, 1031);
     EXPECT_EQ(merged.subject, "Angebot Müller\\Söhne GmbH");
@@ -282,6 +282,7 @@ TEST(MailBody, MergedValuesArriveExactlyInEveryBody)
     const QJsonObject m = sendAndParse(server, mail);
     EXPECT_TRUE(m["problems"].toArray().isEmpty()) << QJsonDocument(m["problems"].toArray()).toJson().toStdString();
     EXPECT_EQ(partOf(m, "text/plain")["text"].toString().remove('\r'), expected + "\n");
+    EXPECT_TRUE(partOf(m, "text/html")["families"].toArray().contains("Calibri, sans-serif"));   // fonts the reader set
     const QString shown = partOf(m, "text/html")["shown"].toString();
     for (const QString& line : expected.split('\n'))
         EXPECT_TRUE(shown.contains(line)) << line.toStdString();
