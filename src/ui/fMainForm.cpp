@@ -10,6 +10,7 @@
 #include "config/uConfig.h"
 #include "mailinterface/uMailInterface.h"
 #include "ui/AttachmentDisplay.h"
+#include "ui/BodyEdit.h"
 #include "ui/FileDropFilter.h"
 #include "ui/MainFormRules.h"
 #include "ui/SpellLineEdit.h"
@@ -390,7 +391,7 @@ QWidget* TMainForm::buildComposePage()
     column->addWidget(buildTemplateArea());
     auto* splitter = new QSplitter(Qt::Vertical, page);
     auto* upper = new QSplitter(Qt::Horizontal, splitter);
-    edBody = new QTextEdit(upper);
+    edBody = new TBodyEdit(upper);
     edBody->setDocument(&FModel.Body());
     edBody->setFont(DefaultBodyFont());   // the editor shows what the recipient will see
     TTextEditSpelling::Attach(edBody, spelling);

@@ -10,6 +10,9 @@
 #include "TestApp.h"
 
 #include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QMimeData>
 #include <QComboBox>
 #include <QFontComboBox>
 #include <QImage>
@@ -314,6 +317,28 @@ TEST(Formatting, LinkOnTheSelection)
     EXPECT_EQ(offered, "Angebot");
     EXPECT_TRUE(MailHtml(*form.edBody->document()).contains("Zum <a href=\"https://www.example.org/angebot\""));
     EXPECT_EQ(MailPlainText(*form.edBody->document()), "Zum Angebot <https://www.example.org/angebot> hier");
+}
+
+// A picture pasted from the clipboard is kept like an inserted one, so the
+// mail's HTML carries it.
+TEST(Formatting, PastedPictureTravelsWithTheMail)
+{
+    kalvex::testing::WidgetApp();
+    TRecordingMessages messages;
+    TMainForm form(messages, {}, QString(), false);
+    QImage image(30, 10, QImage::Format_RGB32);
+    image.fill(Qt::blue);
+    auto* mime = new QMimeData;   // the clipboard owns it
+    mime->setImageData(image);
+    QApplication::clipboard()->setMimeData(mime);
+    form.edBody->paste();
+    QTextCursor at(form.edBody->document());
+    at.setPosition(1);
+    const QString name = at.charFormat().toImageFormat().name();
+    EXPECT_TRUE(name.startsWith("kalvex-image://") && name.endsWith(".png")) << name.toStdString();
+    const QString html = MailHtml(*form.edBody->document());
+    EXPECT_TRUE(html.contains("<img src=\"data:image/png;base64,")) << html.toStdString();
+    EXPECT_TRUE(html.contains("width=\"30\" height=\"10\""));
 }
 
 // A look at both tabs as a user sees them.
