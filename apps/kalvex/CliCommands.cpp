@@ -12,6 +12,7 @@
 #include "config/KalvexError.h"
 #include "config/LanguageUnit.h"
 #include "config/LogFileUnit.h"
+#include "config/TextDecoding.h"
 #include "config/uConfig.h"
 #include "db/uDatenModul.h"
 #include "mailinterface/uMailInterface.h"
@@ -501,7 +502,7 @@ void checkComposeArguments(const QCommandLineParser& p)
 void fillModel(const QCommandLineParser& p, TComposeModel& model)
 {
     model.Subject = p.value(QStringLiteral("subject"));
-    QString body = p.isSet(QStringLiteral("body-file")) ? QString::fromUtf8(readFile(p.value(QStringLiteral("body-file"))))
+    QString body = p.isSet(QStringLiteral("body-file")) ? DecodeTextFileBytes(readFile(p.value(QStringLiteral("body-file"))))
                                                         : p.value(QStringLiteral("body"));
     if (p.isSet(QStringLiteral("template")))
         applyTemplate(p, model.Subject, body);

@@ -1,6 +1,7 @@
 #include "compose/PersonalCircular.h"
 
-#include "compose/rtf/RtfWriter.h"
+#include "compose/MergeValue.h"
+#include "compose/PlaceholderText.h"
 #include "mailinterface/EMail.h"
 
 #include <QRegularExpression>
@@ -9,13 +10,33 @@ namespace kalvex {
 
 namespace {
 
-// <Empfaenger.X> and <Recipient.X>, or the same with &lt; &gt; in HTML.
-QRegularExpression patternFor(TPersonalText::TForm form)
+// What may be a placeholder: "<…>", in HTML "&lt;…&gt;" with tags between.
+const QRegularExpression& candidatePattern(TPersonalText::TForm form)
 {
-    const QString open = form == TPersonalText::TForm::tfHtml ? QStringLiteral("&lt;") : QStringLiteral("<");
-    const QString close = form == TPersonalText::TForm::tfHtml ? QStringLiteral("&gt;") : QStringLiteral(">");
-    return QRegularExpression(open + QStringLiteral("((?:Empfaenger|Recipient)\\.[^<>&\\r\\n]{1,100})") + close,
-                              QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression source(QStringLiteral("<([^<>\\r\\n]{1,400})>"));
+    static const QRegularExpression html(QStringLiteral("&lt;((?:(?!&lt;|&gt;)[^\\r\\n]){1,600}?)&gt;"));
+    return form == TPersonalText::TForm::tfHtml ? html : source;
+}
+
+// Empfaenger.X or Recipient.X, as the text shows it.
+const QRegularExpression& fieldPattern()
+{
+    static const QRegularExpression re(QStringLiteral("^(?:Empfaenger|Recipient)\\.[^<>&\\r\\n]{1,100}$"),
+                                       QRegularExpression::CaseInsensitiveOption);
+    return re;
+}
+
+// The field a candidate names, found in the text it shows (an umlaut or a
+// change of format inside it does not hide it); empty when none, or when
+// it could not be replaced whole.
+QString fieldOf(QStringView inner, TPersonalText::TForm form)
+{
+    TShownText shown{inner.toString(), true};
+    if (form == TPersonalText::TForm::tfRtf)
+        shown = ShownRtfText(inner);
+    else if (form == TPersonalText::TForm::tfHtml)
+        shown = ShownHtmlText(inner);
+    return shown.balanced && fieldPattern().match(shown.text).hasMatch() ? shown.text.toLower() : QString();
 }
 
 QHash<QString, QString> valueTable(const TRecipientPerson& person)
@@ -31,11 +52,14 @@ QHash<QString, QString> valueTable(const TRecipientPerson& person)
 TPersonalText::TPersonalText(const QString& text, TForm form) : FForm(form)
 {
     qsizetype from = 0;
-    auto it = patternFor(form).globalMatch(text);
+    auto it = candidatePattern(form).globalMatch(text);
     while (it.hasNext()) {
         const QRegularExpressionMatch m = it.next();
+        const QString key = fieldOf(m.capturedView(1), form);
+        if (key.isEmpty())
+            continue;
         FLiterals << text.mid(from, m.capturedStart(0) - from);
-        FKeys.push_back(m.captured(1).toLower());
+        FKeys.push_back(key);
         FWritten << m.captured(0);
         from = m.capturedEnd(0);
     }
@@ -59,8 +83,8 @@ QString TPersonalText::Merge(const QHash<QString, QString>& values) const
 QString TPersonalText::encode(const QString& value) const
 {
     switch (FForm) {
-    case TForm::tfRtf: return RtfEscapeText(value);
-    case TForm::tfHtml: return value.toHtmlEscaped();
+    case TForm::tfRtf: return EncodeMergeValue(value, TMergeTarget::mtRtf);
+    case TForm::tfHtml: return EncodeMergeValue(value, TMergeTarget::mtHtml);
     case TForm::tfPlain: break;
     }
     return value;

@@ -71,6 +71,18 @@ void TRTFEditorEngine::SetDataFieldValueDynamisch(const QString& name, const QSt
     FValues.push_back(value);
 }
 
+QString TRTFEditorEngine::Value(const QString& key) const
+{
+    const auto it = FIndex.constFind(key);
+    return it == FIndex.constEnd() ? QString() : FValues[static_cast<size_t>(*it)];
+}
+
+int TRTFEditorEngine::BlockRows(const QString& block) const
+{
+    const auto count = FIndex.constFind(block + kCount);
+    return count == FIndex.constEnd() ? 0 : strictInteger(FValues[static_cast<size_t>(*count)]);
+}
+
 void TRTFEditorEngine::AddDataFieldBlockUnterfeld(const QString& block, const QString& subField)
 {
     FDataFieldBlocks[block].append(subField);
@@ -91,8 +103,7 @@ void TRTFEditorEngine::expandBlock(QString& text, const QString& block) const
     const qsizetype bodyStart = p + start.size();
     const QString body = text.mid(bodyStart, q - bodyStart);
     text.remove(p, q + end.size() - p);
-    const auto count = FIndex.constFind(block + kCount);
-    const int rows = count == FIndex.constEnd() ? 0 : strictInteger(FValues[static_cast<size_t>(*count)]);
+    const int rows = BlockRows(block);
     const auto subFields = FDataFieldBlocks.constFind(block);
     QString expansion;
     for (int i = 0; i < rows; ++i) {

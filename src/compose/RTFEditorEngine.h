@@ -30,6 +30,15 @@ public:
     void ReplaceDataValuesSequential(const QString& text, const QStringList* blockNames, QString& result) const;
 
     int KeyCount() const { return static_cast<int>(FKeys.size()); }
+    // For merges that find placeholders themselves (in a document): the
+    // keys in enumeration order with their values, a value by its exact
+    // key (empty when absent), a block's row count (raises like the merge)
+    // and its sub-fields.
+    const std::vector<QString>& Keys() const { return FKeys; }
+    const std::vector<QString>& Values() const { return FValues; }
+    QString Value(const QString& key) const;
+    int BlockRows(const QString& block) const;
+    QStringList BlockSubFields(const QString& block) const { return FDataFieldBlocks.value(block); }
 
 private:
     void expandBlock(QString& text, const QString& block) const;

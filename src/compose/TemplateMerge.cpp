@@ -1,9 +1,14 @@
 #include "compose/TemplateMerge.h"
 
+#include "compose/DocumentMerge.h"
 #include "compose/RTFEditorEngine.h"
+#include "compose/rtf/RtfReader.h"
+#include "compose/rtf/RtfWriter.h"
+#include "config/TextDecoding.h"
 #include "mailinterface/uMailInterface.h"
 
 #include <QFile>
+#include <QTextDocument>
 
 namespace kalvex {
 
@@ -33,7 +38,7 @@ TMergedTemplate MergeProgrammVorlage(const TProgrammVorlage& vorlage, const TFel
     if (!vorlage.FVorlagePfad.isEmpty()) {
         QFile file(vorlage.FVorlagePfad);
         if (file.open(QIODevice::ReadOnly))
-            body = QString::fromUtf8(file.readAll());
+            body = DecodeTextFileBytes(file.readAll());
     }
     TMergedTemplate out;
     TProgrammVorlage::ReplaceGuidToFeldnamen(lang, vorlage.FBetreff, out.subject, felder);
@@ -41,7 +46,16 @@ TMergedTemplate MergeProgrammVorlage(const TProgrammVorlage& vorlage, const TFel
     TRTFEditorEngine engine;
     const QStringList blocks = LoadFieldsIntoEngine(felder, lang, engine);
     engine.ReplaceDataValues(out.subject, &blocks, out.subject);
-    engine.ReplaceDataValues(out.body, &blocks, out.body);
+    if (!LooksLikeRtf(out.body)) {
+        engine.ReplaceDataValues(out.body, &blocks, out.body);
+        return out;
+    }
+    // RTF is merged as the text it shows: placeholders however the source
+    // spells them, values escaped by the writer.
+    QTextDocument document;
+    RtfToDocument(out.body, document);
+    MergeDocument(engine, document, &blocks);
+    out.body = DocumentToRtf(document);
     return out;
 }
 

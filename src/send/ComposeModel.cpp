@@ -1,5 +1,7 @@
 #include "send/ComposeModel.h"
 
+#include "config/BodyFont.h"
+
 #include "config/InterfaceLocale.h"
 
 #include "mailinterface/MailAddress.h"
@@ -36,7 +38,10 @@ QString FormatSizeMB(double sizeMB)
     return text == ListNumber(0.0, 2) ? ListNumber(0.01, 2) : text;
 }
 
-TComposeModel::TComposeModel() : FBody(std::make_unique<QTextDocument>()) {}
+TComposeModel::TComposeModel() : FBody(std::make_unique<QTextDocument>())
+{
+    FBody->setDefaultFont(DefaultBodyFont());
+}
 
 TComposeModel::~TComposeModel() = default;
 

@@ -4,7 +4,7 @@
 #include "config/LanguageUnit.h"
 #include "config/LogFileUnit.h"
 #include "config/uConfig.h"
-#include "compose/rtf/RtfReader.h"
+#include "compose/MailBodyExport.h"
 #include "compose/rtf/RtfWriter.h"
 #include "mailinterface/EMail.h"
 #include "mailinterface/MailAddress.h"
@@ -203,6 +203,7 @@ void TMailingRun::sendSeparately()
         rows = rowsOf(FLastRun.Missing());
     }
     FCircular.reset();
+    FRunBodies.reset();
 }
 
 void TMailingRun::runSeparately(const std::vector<size_t>& allRows, TSendMode mode)
@@ -445,6 +446,7 @@ bool TMailingRun::prepareCircular()
     TEMail templateMail;
     BuildMail(templateMail, QString());
     FCircular = std::make_unique<TPersonalCircular>(templateMail);
+    FRunBodies = TBodies{templateMail.FBodyRTF, templateMail.FBodyPlain, templateMail.FBodyHTML};
     return true;
 }
 
@@ -532,9 +534,7 @@ void TMailingRun::BuildMail(TEMail& mail, const QString& singleAddress)
     mail.SetStatus(TMailStatus::stEntwurf);
     mail.FDatum = DateTimeToDays(QDateTime::currentDateTime());
     mail.FBetreff = FModel.Subject;
-    mail.FBodyRTF = FDeps.toRtf ? FDeps.toRtf(FModel.Body()) : DocumentToRtf(FModel.Body());
-    mail.FBodyPlain = FModel.Body().toPlainText();
-    mail.FBodyHTML = FDeps.toHtmlLines ? FDeps.toHtmlLines(FModel.Body()) : DocumentHtmlLines(FModel.Body());
+    fillBodies(mail);
     mail.FSeperatSenden = false;
     if (singleAddress.isEmpty()) {
         for (const TComposeRecipient& r : FModel.Recipients) {
@@ -558,6 +558,20 @@ void TMailingRun::BuildMail(TEMail& mail, const QString& singleAddress)
     mail.Convert();
 }
 
+// A separate run converts the document once; its mails take copies.
+void TMailingRun::fillBodies(TEMail& mail) const
+{
+    if (FRunBodies) {
+        mail.FBodyRTF = FRunBodies->rtf;
+        mail.FBodyPlain = FRunBodies->plain;
+        mail.FBodyHTML = FRunBodies->html;
+        return;
+    }
+    mail.FBodyRTF = FDeps.toRtf ? FDeps.toRtf(FModel.Body()) : DocumentToRtf(FModel.Body());
+    mail.FBodyPlain = MailPlainText(FModel.Body());
+    mail.FBodyHTML = FDeps.toHtmlLines ? FDeps.toHtmlLines(FModel.Body()) : MailHtmlLines(FModel.Body());
+}
+
 bool TMailingRun::checkRecipientsForMailClient(IMailClientHandOver& client)
 {
     if (FModel.Recipients.empty()) {
@@ -577,7 +591,7 @@ bool TMailingRun::SendViaMailClient(TEMail& mail, bool log)
             throw EKalvex(Tx(1992, "Die Übergabe an das E-Mail-Programm ist nicht verfügbar."));
         std::unique_ptr<IMailClientHandOver> client = FDeps.newMailClient();
         client->SetBetrifft(FModel.Subject);
-        client->SetMailtext(FModel.Body().toPlainText());
+        client->SetMailtext(MailPlainText(FModel.Body()));
         if (!checkRecipientsForMailClient(*client))
             return false;
         for (const TComposeAttachment& a : FModel.Attachments)

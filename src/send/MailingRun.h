@@ -234,7 +234,14 @@ private:
     void logPasswordInClearOnce();
     void logRecipientResult(const TEMail& mail, const QString& result);
 
+    void fillBodies(TEMail& mail) const;
+
     std::unique_ptr<TPersonalCircular> FCircular;   // during a separate run
+    struct TBodies {
+        QString rtf, plain;
+        QStringList html;
+    };
+    std::optional<TBodies> FRunBodies;   // during a separate run: its bodies, converted once
     TRunTally FTally;
     TSeparateRunSummary FLastRun;
     // The separate run under way: one sender (one connection) for all its

@@ -5,7 +5,12 @@
 
 #include <QFileInfo>
 #include <QMimeDatabase>
+#include <QCryptographicHash>
+#include <QHash>
+#include <QRegularExpression>
 #include <QUuid>
+
+#include <array>
 
 namespace kalvex {
 
@@ -110,7 +115,7 @@ QByteArray contentTypeLine(const TMimePart& part, const QByteArray& boundary)
         line += ";\r\n " + p.toUtf8();
     if (part.IsMultipart())
         line += ";\r\n boundary=\"" + boundary + '"';
-    else if (part.filePath.isEmpty())
+    else if (part.contentType.startsWith(QLatin1String("text/")))
         line += "; charset=UTF-8";
     return line + "\r\n";
 }
@@ -130,12 +135,17 @@ void assemblePart(const TMimePart& part, int depth, std::vector<TMimeSegment>& o
     if (!part.filePath.isEmpty()) {
         head += "Content-Transfer-Encoding: base64\r\nContent-Disposition: attachment;"
               + FileNameParameters(QFileInfo(part.filePath).fileName()) + "\r\n";
+    } else if (!part.contentId.isEmpty()) {
+        head += "Content-Transfer-Encoding: base64\r\nContent-ID: " + part.contentId.toLatin1()
+              + "\r\nContent-Disposition: inline;" + FileNameParameters(part.inlineName) + "\r\n";
     } else if (!part.IsMultipart()) {
         head += "Content-Transfer-Encoding: quoted-printable\r\n";
     }
     appendBytes(out, head + "\r\n");
     if (!part.filePath.isEmpty()) {
         out.push_back({{}, part.filePath});
+    } else if (!part.contentId.isEmpty()) {
+        appendBytes(out, Base64Lines(part.data));
     } else if (!part.IsMultipart()) {
         appendBytes(out, EncodeQuotedPrintable(part.text));
     } else {
@@ -178,6 +188,43 @@ TMailbox parseSender(const QString& from)
     if (!m)
         throw EKalvex(AddressRefusalText(from));
     return *m;
+}
+
+// src="data:image/png;base64,…" as the body export writes pictures.
+const QRegularExpression& dataUriPattern()
+{
+    static const QRegularExpression re(QStringLiteral("src=\"data:(image/(?:png|jpeg));base64,([A-Za-z0-9+/=]+)\""));
+    return re;
+}
+
+// Each distinct picture of the HTML becomes one image part beside the
+// alternative; every reference to it becomes its cid: address.
+QString relatePictures(const QString& html, TMimePart& related)
+{
+    QHash<QByteArray, QString> cids;   // sha1 of the bytes -> content id
+    QString out;
+    qsizetype from = 0;
+    for (auto it = dataUriPattern().globalMatch(html); it.hasNext();) {
+        const QRegularExpressionMatch m = it.next();
+        const QByteArray bytes = QByteArray::fromBase64(m.captured(2).toLatin1());
+        const QByteArray sha1 = QCryptographicHash::hash(bytes, QCryptographicHash::Sha1).toHex();
+        QString& cid = cids[sha1];
+        if (cid.isEmpty()) {
+            cid = QString::fromLatin1(sha1) + QStringLiteral("@kalvex");
+            TMimePart& picture = related.AddChild(m.captured(1));
+            picture.data = bytes;
+            picture.contentId = QLatin1Char('<') + cid + QLatin1Char('>');
+            const bool jpeg = m.captured(1) == QLatin1String("image/jpeg");
+            picture.inlineName = QStringLiteral("bild%1.%2").arg(cids.size()).arg(jpeg ? QStringLiteral("jpg") : QStringLiteral("png"));
+        }
+        out += QStringView(html).mid(from, m.capturedStart(0) - from);
+        out += QStringLiteral("src=\"cid:") + cid + QLatin1Char('"');
+        from = m.capturedEnd(0);
+    }
+    if (from == 0)
+        return html;
+    out += QStringView(html).mid(from);
+    return out;
 }
 
 }  // namespace
@@ -240,42 +287,73 @@ qint64 EncodedMessageSize(const std::vector<TMimeSegment>& segments)
     return size;
 }
 
+// One pass over the bytes into one reservation: a circular of a thousand
+// mails encodes its bodies a thousand times.
+QByteArray EncodeQuotedPrintableBytes(const QByteArray& in)
+{
+    static constexpr char hex[] = "0123456789ABCDEF";
+    static const auto literal = [] {
+        std::array<bool, 256> t{};
+        for (int c = 33; c <= 126; ++c)
+            t[static_cast<size_t>(c)] = c != '=';
+        t[' '] = t['\t'] = true;
+        return t;
+    }();
+    QByteArray out(in.size() * 4 + 16, Qt::Uninitialized);
+    char* o = out.data();
+    int line = 0;   // characters on the current output line
+    const qsizetype n = in.size();
+    for (qsizetype i = 0; i < n; ++i) {
+        const auto c = static_cast<unsigned char>(in[i]);
+        if (c == '\r' || c == '\n') {
+            // A blank before a line break would be lost in transit.
+            if (line > 0 && (o[-1] == ' ' || o[-1] == '\t')) {
+                const char blank = *--o;
+                if (line + 2 > kQpLine) {
+                    *o++ = '=', *o++ = '\r', *o++ = '\n';
+                }
+                *o++ = '=', *o++ = blank == ' ' ? '2' : '0', *o++ = blank == ' ' ? '0' : '9';
+            }
+            *o++ = '\r', *o++ = '\n';
+            line = 0;
+            if (c == '\r' && i + 1 < n && in[i + 1] == '\n')
+                ++i;
+            continue;
+        }
+        const int width = literal[c] ? 1 : 3;
+        if (line + width > kQpLine - 1) {   // room for the soft break's '='
+            *o++ = '=', *o++ = '\r', *o++ = '\n';
+            line = 0;
+        }
+        if (width == 1) {
+            *o++ = static_cast<char>(c);
+        } else {
+            *o++ = '=', *o++ = hex[c >> 4], *o++ = hex[c & 15];
+        }
+        line += width;
+    }
+    if (line > 0 && (o[-1] == ' ' || o[-1] == '\t'))
+        *o++ = '=', *o++ = '\r', *o++ = '\n';
+    else if (line > 0 || o == out.data())
+        *o++ = '\r', *o++ = '\n';
+    out.truncate(o - out.data());
+    return out;
+}
+
 QByteArray EncodeQuotedPrintable(const QString& text)
 {
-    const QByteArray utf8 = NormalizeLineBreaks(text).toUtf8();
+    return EncodeQuotedPrintableBytes(text.toUtf8());
+}
+
+QByteArray Base64Lines(const QByteArray& data)
+{
+    const QByteArray encoded = data.toBase64();
     QByteArray out;
-    out.reserve(utf8.size() * 11 / 10 + 16);
-    int lineLength = 0;
-    auto put = [&](const QByteArray& piece) {
-        if (lineLength + piece.size() > kQpLine - 1) {
-            out += "=\r\n";
-            lineLength = 0;
-        }
-        out += piece;
-        lineLength += static_cast<int>(piece.size());
-    };
-    for (qsizetype i = 0; i < utf8.size(); ++i) {
-        const auto c = static_cast<unsigned char>(utf8[i]);
-        if (c == '\r' && i + 1 < utf8.size() && utf8[i + 1] == '\n') {
-            // A blank before a line break would be lost in transit.
-            if (!out.isEmpty() && (out.endsWith(' ') || out.endsWith('\t')) && lineLength > 0) {
-                const char last = out.back();
-                out.chop(1);
-                out += last == ' ' ? "=20" : "=09";
-            }
-            out += "\r\n";
-            lineLength = 0;
-            ++i;
-        } else if ((c >= 33 && c <= 126 && c != '=') || c == ' ' || c == '\t') {
-            put(QByteArray(1, static_cast<char>(c)));
-        } else {
-            put("=" + QByteArray::number(c, 16).toUpper().rightJustified(2, '0'));
-        }
+    out.reserve(encoded.size() + encoded.size() / 38 + 4);
+    for (qsizetype at = 0; at < encoded.size(); at += 76) {
+        out.append(encoded.constData() + at, std::min<qsizetype>(76, encoded.size() - at));
+        out.append("\r\n");
     }
-    if (out.endsWith(' ') || out.endsWith('\t'))
-        out += "=\r\n";
-    if (!out.endsWith("\r\n"))
-        out += "\r\n";
     return out;
 }
 
@@ -339,7 +417,8 @@ TMimeMessage BuildMimeMessage(const TEMail& mail)
     QString html;
     for (const QString& line : mail.FBodyHTML)
         html += QLatin1Char(' ') + line;
-    alternative.AddChild(QStringLiteral("text/html")).text = html;
+    TMimePart& htmlPart = alternative.AddChild(QStringLiteral("text/html"));
+    htmlPart.text = relatePictures(html, *related);
     for (const QString& path : attachments) {
         TMimePart& file = m.root.AddChild(mimeTypeOf(path));
         file.filePath = path;

@@ -29,6 +29,9 @@ public:
     QStringList extraTypeParams;            // '; type="..."' and the like, already encoded
     QString text;                           // text parts
     QString filePath;                       // attachment parts
+    QByteArray data;                        // inline parts (pictures): the bytes, sent base64
+    QString contentId;                      // inline parts: "<sha1@kalvex>"
+    QString inlineName;                     // inline parts: the file name shown
     std::vector<std::unique_ptr<TMimePart>> children;
 
     bool IsMultipart() const { return contentType.startsWith(QLatin1String("multipart/")); }
@@ -45,7 +48,9 @@ struct TMimeMessage {
 };
 
 // The message tree of a mail record: multipart/related > multipart/alternative
-// > text/plain + text/html, attachments beside it under multipart/mixed.
+// > text/plain + text/html, then one image part per distinct picture of the
+// HTML (its data: URIs become cid: references); attachments beside it under
+// multipart/mixed.
 // Each address entry may be a list; an entry that does not parse raises
 // EKalvex with "Die Adresse … scheint fehlerhaft zu sein."
 TMimeMessage BuildMimeMessage(const TEMail& mail);
@@ -64,7 +69,10 @@ QByteArray EncodeHeaderWord(const QString& text, int firstLineUsed);
 // An address header: display names kept (encoded where needed), the
 // domain in IDNA form unless the local part needs SMTPUTF8 anyway.
 QByteArray AddressHeader(const char* name, const std::vector<TMailbox>& mailboxes);
-QByteArray EncodeQuotedPrintable(const QString& text);                 // RFC 2045, CRLF lines
+QByteArray EncodeQuotedPrintable(const QString& text);                 // RFC 2045, CRLF lines of at most 76
+QByteArray EncodeQuotedPrintableBytes(const QByteArray& utf8);         // the same over bytes, line ends normalised
+// Bytes as base64 in lines of 76 characters, each ended by CR LF.
+QByteArray Base64Lines(const QByteArray& data);
 QByteArray FileNameParameters(const QString& fileName);                // RFC 2231 filename*
 QByteArray FormatMailDate(const QDateTime& dt);                        // RFC 5322
 // Normalises every CR, LF and CR LF to CR LF.

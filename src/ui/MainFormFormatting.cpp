@@ -4,8 +4,10 @@
 #include "ui/fMainForm.h"
 #include "ui/RibbonGroup.h"
 
+#include "compose/LinkCommands.h"
 #include "compose/TableCommands.h"
 #include "config/LanguageUnit.h"
+#include "ui/LinkDialog.h"
 #include "ui/TableGridLines.h"
 #include "ui/WindowRunner.h"
 #include "ui/fBildeigenschaften.h"
@@ -175,7 +177,7 @@ void TMainForm::buildFormatTab(QWidget* tab)
     addGroup(groups, Tx(3010, "Gliederung"), {btBullets, btNumbering, btIndentLess, btIndentMore});
     addGroup(groups, Tx(3011, "Ausrichtung"), {btAlignLeft, btAlignCenter, btAlignRight, btAlignJustify, btVAlignTop,
                                                btVAlignCenter, btVAlignBottom});
-    addGroup(groups, Tx(1948, "Steuerung"), {btUndo, btRedo, btSymbols, btGridLines});
+    addGroup(groups, Tx(1948, "Steuerung"), {btUndo, btRedo, btSymbols, btLinkEinfuegen, btGridLines});
     addGroup(groups, Tx(1949, "Bilder"), {btBildEinfuegen, btBildeigenschaften});
     row->addStretch(1);
     offerMenus(tab);
@@ -205,6 +207,7 @@ void TMainForm::buildFormatActions()
                                [this] { FSymbolMenu->popup(QCursor::pos()); });
     FSymbolMenu = buildSymbolMenu();
     btSymbols->setMenu(FSymbolMenu);
+    btLinkEinfuegen = makeIconAction("btLinkEinfuegen", "insert-link", Tx(4100, "Link einfügen"), [this] { insertLink(); });
     btGridLines = makeToggle("btGridLines", "view-grid", Tx(3004, "Gitternetzlinien"),
                              [this] { FGridLines->setVisible(btGridLines->isChecked()); });
     btBildeigenschaften = makeIconAction("btBildeigenschaften", "document-properties", Tx(3005, "Bildeigenschaften"),
@@ -234,6 +237,17 @@ void TMainForm::buildParagraphActions()
         for (QAction* action : exclusive)
             group->addAction(action);
     }
+}
+
+// On a selection the dialog offers its text, and the selection becomes the link.
+void TMainForm::insertLink()
+{
+    QTextCursor cursor = edBody->textCursor();
+    TLinkDialog dialog(cursor.selectedText(), this);
+    if (RunModal(dialog) != QDialog::Accepted)
+        return;
+    InsertLink(cursor, dialog.Text(), dialog.Address());
+    edBody->setTextCursor(cursor);
 }
 
 QWidget* TMainForm::buildFontGroup(QWidget* tab)

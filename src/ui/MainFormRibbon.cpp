@@ -36,6 +36,7 @@ void TMainForm::assignShortcuts()
         {barbtTextbausteinEinfuegen, QKeySequence(Qt::CTRL | Qt::Key_T)},
         {barbtBoldMain, QKeySequence::Bold},         {barbtItalicMain, QKeySequence::Italic},
         {barbtUnderlinedMain, QKeySequence::Underline}, {btUndo, QKeySequence::Undo},
+        {btLinkEinfuegen, QKeySequence(Qt::CTRL | Qt::Key_K)},
         {btRedo, QKeySequence::Redo},                {rbbtSearch, QKeySequence::Find},
         {barbtHelp, QKeySequence::HelpContents},     {btTastenkombinationen, QKeySequence(Qt::CTRL | Qt::Key_F1)},
     };

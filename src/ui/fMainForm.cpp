@@ -1,14 +1,17 @@
 #include "ui/fMainForm.h"
 
+#include "compose/MailBodyExport.h"
 #include "compose/RecipientFieldMarks.h"
 #include "compose/TemplateMerge.h"
 #include "compose/rtf/RtfReader.h"
+#include "config/BodyFont.h"
 #include "config/InterfaceLocale.h"
 #include "config/LanguageUnit.h"
 #include "config/ShellOpen.h"
 #include "config/uConfig.h"
 #include "mailinterface/uMailInterface.h"
 #include "ui/AttachmentDisplay.h"
+#include "ui/BodyEdit.h"
 #include "ui/DisplayTexts.h"
 #include "ui/FileDropFilter.h"
 #include "ui/MainFormRules.h"
@@ -46,9 +49,11 @@
 #include <QStandardItemModel>
 #include <QTabWidget>
 #include <QTableWidget>
+#include <QFile>
 #include <QTextCursor>
 #include <QTextDocumentFragment>
 #include <QTextEdit>
+#include <QTextFormat>
 #include <QTextList>
 #include <QTextTable>
 #include <QToolButton>
@@ -445,8 +450,9 @@ QWidget* TMainForm::buildComposePage()
     column->addWidget(buildTemplateArea());
     auto* splitter = new QSplitter(Qt::Vertical, page);
     auto* upper = new QSplitter(Qt::Horizontal, splitter);
-    edBody = new QTextEdit(upper);
+    edBody = new TBodyEdit(upper);
     edBody->setDocument(&FModel.Body());
+    edBody->setFont(DefaultBodyFont());   // the editor shows what the recipient will see
     TTextEditSpelling::Attach(edBody, spelling);
     FFieldMarks = new TRecipientFieldHighlighter(this, edBody->document());
     upper->addWidget(buildFieldPanel());
@@ -832,12 +838,16 @@ void TMainForm::insertPicture()
 {
     const QString file = QFileDialog::getOpenFileName(this, Tx(1938, "Bild einfügen"), QString(),
                                                       QStringLiteral("*.png *.jpg *.jpeg"));
-    const QImage image(file);
-    if (image.isNull())
+    QFile in(file);
+    const TPicture picture = in.open(QIODevice::ReadOnly) ? PictureFromFileBytes(in.readAll()) : TPicture();
+    if (picture.mimeType.isEmpty())
         return;
-    const QUrl name(QStringLiteral("kalvex-image://%1").arg(QUuid::createUuid().toString(QUuid::WithoutBraces)));
-    FModel.Body().addResource(QTextDocument::ImageResource, name, image);
-    edBody->textCursor().insertImage(name.toString());
+    QTextImageFormat image;
+    image.setName(AddPictureResource(FModel.Body(), picture));
+    const QSize size = PictureSize(picture);
+    image.setWidth(size.width());
+    image.setHeight(size.height());
+    edBody->textCursor().insertImage(image);
 }
 
 void TMainForm::insertTable()

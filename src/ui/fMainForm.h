@@ -199,6 +199,7 @@ private:
     void onRibbonTab(int index);
     void applyFontSize(const QString& text);
     void insertPicture();
+    void insertLink();
     void insertTable();
     void fillFieldTree();
     void insertFieldValue(int index);
@@ -304,6 +305,7 @@ public:
     QAction* btVAlignCenter;
     QAction* btVAlignBottom;
     QAction* btSymbols;
+    QAction* btLinkEinfuegen;
     QAction* btGridLines;
     QAction* btBildeigenschaften;
     QAction* btZeileEinfuegen;

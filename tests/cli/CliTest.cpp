@@ -582,6 +582,30 @@ TEST_F(CliTest, RecipientOptionsTakeAddressLists)
     EXPECT_EQ(server.MailCount(), 1);
 }
 
+// A body file that another program wrote in Windows-1252 arrives as
+// written, in the default font with a generic family behind it.
+TEST_F(CliTest, ABodyFileInWindows1252ArrivesAsWritten)
+{
+    SmtpServer server({});
+    ASSERT_TRUE(server.Running());
+    ASSERT_EQ(run({"config", "--direct", "--host", "127.0.0.1", "--port", QString::number(server.Port()), "--encrypted",
+                   "0", "--sender", "cli@example.org"}).code, 0);
+    writeBytes(dir.filePath("gruss.txt"), "Gr\xFC\xDF" "e aus M\xFC" "nchen");
+    const Result r = run({"send", "--subject", "Gruss", "--body-file", dir.filePath("gruss.txt"), "--to", "a@example.org"});
+    ASSERT_EQ(r.code, 0) << r.err.toStdString();
+    const QJsonObject m = server.Parsed(1);
+    EXPECT_TRUE(m["problems"].toArray().isEmpty()) << QJsonDocument(m["problems"].toArray()).toJson().toStdString();
+    for (const QJsonValue part : m["parts"].toArray()) {
+        if (part["type"] == "text/plain")
+            EXPECT_EQ(part["text"].toString().remove('\r'), "Grüße aus München\n");
+        if (part["type"] == "text/html") {
+            EXPECT_TRUE(part["shown"].toString().contains("Grüße aus München"));
+            EXPECT_EQ(part["families"][0].toString(), "Arial, Helvetica, sans-serif");
+            EXPECT_TRUE(part["text"].toString().contains("font-size:10pt"));
+        }
+    }
+}
+
 // A store that an older version left (tables without the columns added
 // since, a program template kind without a field catalogue) is upgraded
 // and used: list, show, a draft from its template.

@@ -134,3 +134,45 @@ TEST(MergeEngine, ProgramTemplateIsMergedInTheCurrentLanguage)
     EXPECT_EQ(merged.subject, "Angebot für Schäfer");
     EXPECT_EQ(merged.body, "[4][9]");
 }
+
+#include "compose/rtf/RtfReader.h"
+
+#include <QTextCursor>
+#include <QTextDocument>
+
+// Placeholders typed in other programs: an umlaut written as \u228\'e4 or
+// \u228?, a placeholder split across groups. Values with RTF's control
+// characters arrive as text.
+TEST(MergeEngine, RtfPlaceholdersAreFoundAsTheTextShowsThem)
+{
+    TFelder felder;
+    const auto simple = [&](const QString& name, const QString& value) {
+        TFeldEinfach& f = felder.FEinfachListe.Add();
+        f.FGUID = QUuid::createUuid();
+        f.FFeldnameList.SetText(1031, name);
+        f.FWert = value;
+    };
+    simple("Fläche", "12 m²");
+    simple("Ort", "Halle {A}\\Teil 2 C:\\Temp\\neu");
+    TFeldWiederholung& pos = felder.FWiederholungListe.Add();
+    pos.FFeldnameBlockList.SetText(1031, "Pos");
+    TFeldWiederholungBlockFeld& menge = pos.FBlockFeldListe.Add();
+    menge.FGUID = QUuid::createUuid();
+    menge.FFeldnameList.SetText(1031, "Menge");
+    for (const char* v : {"{1}", "2\\3"}) {
+        TFeldWiederholungBlockWert& cell = pos.AddRow().Add();
+        cell.FGUID = menge.FGUID;
+        cell.FWert = v;
+    }
+    TProgrammVorlage t;
+    t.FBody = "{\\rtf1\\ansi\\uc1 <Fl\\u228\\'e4che>; <Fl\\u228?che>; {\\b <Fl}{\\b \\u228?che>}\\par <Ort>\\par "
+              "<Pos-Wiederholung-Anfang>[{\\i <Menge>}]<Pos-Wiederholung-Ende>\\par}";
+    const TMergedTemplate merged = MergeProgrammVorlage(t, felder, 1031);
+    QTextDocument doc;
+    RtfToDocument(merged.body, doc);
+    EXPECT_EQ(doc.toPlainText(), "12 m²; 12 m²; 12 m²\nHalle {A}\\Teil 2 C:\\Temp\\neu\n[{1}][2\\3]");
+    QTextCursor bold = doc.find("12 m²", doc.find("; ").position() + 5);
+    ASSERT_FALSE(bold.isNull());
+    EXPECT_EQ(bold.charFormat().fontWeight(), QFont::Bold);   // the placeholder's first character's format
+    EXPECT_TRUE(doc.find("2\\3").charFormat().fontItalic());
+}

@@ -121,3 +121,21 @@ TEST(RecipientFields, EachTextGetsTheValuesInItsOwnForm)
     EXPECT_FALSE(ContainsRecipientField("<Empfaengerliste> <Name>"));
     EXPECT_FALSE(TPersonalCircular(TEMail()).HasFields());
 }
+
+// Recipient fields as other writers spell them: an umlaut escaped, the
+// placeholder split by a change of format in RTF groups or HTML spans.
+TEST(RecipientFields, PlaceholdersAreRecognisedAsTheTextShowsThem)
+{
+    TEMail mail;
+    mail.FBodyRTF = "{\\rtf1 <Empfaenger.Fl\\'e4che> <Empfaenger.Fl\\u228?che> {\\b <Empf}{\\i aenger.Firma>} <Kein.Feld>}";
+    mail.FBodyHTML = {"<p>&lt;Empfaenger.Fi</span><span style=\"font-weight:bold\">rma&gt; &lt;Empfaenger.Fläche&gt;</p>"};
+    TRecipientPerson p;
+    p.company = "Bau {Nord}";
+    p.extra << qMakePair(QString("Fläche"), QString("12 m²"));
+    TEMail personal;
+    TPersonalCircular(mail).Apply(personal, p);
+    QTextDocument doc;
+    RtfToDocument(personal.FBodyRTF, doc);
+    EXPECT_EQ(doc.toPlainText(), "12 m² 12 m² Bau {Nord} <Kein.Feld>");
+    EXPECT_EQ(personal.FBodyHTML.first(), "<p>Bau {Nord} 12 m²</p>");
+}

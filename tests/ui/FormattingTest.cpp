@@ -1,6 +1,8 @@
 // The body editor's "Formatierung" and "Tabelle" commands, driven through
 // the window's own actions.
+#include "compose/MailBodyExport.h"
 #include "compose/TableCommands.h"
+#include "ui/LinkDialog.h"
 #include "ui/TableGridLines.h"
 #include "ui/fBildeigenschaften.h"
 #include "ui/fMainForm.h"
@@ -8,9 +10,13 @@
 #include "TestApp.h"
 
 #include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QMimeData>
 #include <QComboBox>
 #include <QFontComboBox>
 #include <QImage>
+#include <QLineEdit>
 #include <QMenu>
 #include <QSpinBox>
 #include <QTabWidget>
@@ -286,6 +292,53 @@ TEST(Formatting, PicturePropertiesOnlyForOnePicture)
     EXPECT_EQ(at.charFormat().toImageFormat().width(), 80);
     EXPECT_EQ(at.charFormat().toImageFormat().height(), 40);
     EXPECT_EQ(messages.Entries().size(), 3u);
+}
+
+// Ctrl+K on a selection: the dialog offers the selected text, the
+// selection becomes the link; the mail's HTML carries it.
+TEST(Formatting, LinkOnTheSelection)
+{
+    kalvex::testing::WidgetApp();
+    TRecordingMessages messages;
+    TMainForm form(messages, {}, QString(), false);
+    QTextCursor c(form.edBody->document());
+    c.insertText("Zum Angebot hier");
+    placeCursor(form, 11, 4);   // "Angebot"
+    EXPECT_EQ(form.btLinkEinfuegen->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_K));
+    QString offered;
+    QTimer::singleShot(0, [&] {
+        auto* dialog = qobject_cast<TLinkDialog*>(QApplication::activeModalWidget());
+        ASSERT_NE(dialog, nullptr);
+        offered = dialog->Text();
+        dialog->findChild<QLineEdit*>("edLinkAdresse")->setText("www.example.org/angebot");
+        dialog->accept();
+    });
+    form.btLinkEinfuegen->trigger();
+    EXPECT_EQ(offered, "Angebot");
+    EXPECT_TRUE(MailHtml(*form.edBody->document()).contains("Zum <a href=\"https://www.example.org/angebot\""));
+    EXPECT_EQ(MailPlainText(*form.edBody->document()), "Zum Angebot <https://www.example.org/angebot> hier");
+}
+
+// A picture pasted from the clipboard is kept like an inserted one, so the
+// mail's HTML carries it.
+TEST(Formatting, PastedPictureTravelsWithTheMail)
+{
+    kalvex::testing::WidgetApp();
+    TRecordingMessages messages;
+    TMainForm form(messages, {}, QString(), false);
+    QImage image(30, 10, QImage::Format_RGB32);
+    image.fill(Qt::blue);
+    auto* mime = new QMimeData;   // the clipboard owns it
+    mime->setImageData(image);
+    QApplication::clipboard()->setMimeData(mime);
+    form.edBody->paste();
+    QTextCursor at(form.edBody->document());
+    at.setPosition(1);
+    const QString name = at.charFormat().toImageFormat().name();
+    EXPECT_TRUE(name.startsWith("kalvex-image://") && name.endsWith(".png")) << name.toStdString();
+    const QString html = MailHtml(*form.edBody->document());
+    EXPECT_TRUE(html.contains("<img src=\"data:image/png;base64,")) << html.toStdString();
+    EXPECT_TRUE(html.contains("width=\"30\" height=\"10\""));
 }
 
 // A look at both tabs as a user sees them.

@@ -184,7 +184,7 @@ TEST(MainForm, SearchShortcutsDisplayAndNotice)
 
     EXPECT_EQ(form.barbtSend->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_Return));
     TFormTastenkombinationen keys(form.actions());
-    EXPECT_EQ(keys.gridTasten->rowCount(), 14);
+    EXPECT_EQ(keys.gridTasten->rowCount(), 15);   // with "Link einfügen" (Ctrl+K)
     EXPECT_EQ(LoadDisplaySettings(config).fontSize, 14);
 
     TFormDarstellung display(LoadDisplaySettings(config));

@@ -648,9 +648,4 @@ void RtfToDocument(const QString& rtf, QTextDocument& document)
     }
 }
 
-QStringList DocumentHtmlLines(const QTextDocument& document)
-{
-    return document.toHtml().split(QLatin1Char('\n'));
-}
-
 }  // namespace kalvex

@@ -12,7 +12,5 @@ namespace kalvex {
 
 void RtfToDocument(const QString& rtf, QTextDocument& document);
 bool LooksLikeRtf(const QString& text);
-// The mail's HTML lines and plain text from a document.
-QStringList DocumentHtmlLines(const QTextDocument& document);
 
 }  // namespace kalvex
