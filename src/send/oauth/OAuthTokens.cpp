@@ -1,6 +1,7 @@
 #include "send/oauth/OAuthTokens.h"
 
 #include "config/LanguageUnit.h"
+#include "config/LogFileUnit.h"
 
 #include <QEventLoop>
 #include <QJsonDocument>
@@ -74,6 +75,8 @@ TOAuthTokens TokensFromResponse(const QJsonObject& r, const QString& previousRef
     t.expiresAt = QDateTime::currentDateTimeUtc().addSecs(lifetime > 0 ? lifetime : 3600);
     t.refreshToken = text(r, "refresh_token").isEmpty() ? previousRefreshToken : text(r, "refresh_token");
     t.user = UserFromIdToken(text(r, "id_token"));
+    TLogFile::RegisterSecret(t.accessToken);
+    TLogFile::RegisterSecret(t.refreshToken);
     return t;
 }
 

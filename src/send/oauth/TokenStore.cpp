@@ -2,6 +2,7 @@
 
 #include "config/IniPlus.h"
 #include "config/LanguageUnit.h"
+#include "config/LogFileUnit.h"
 #include "config/uCrypt.h"
 #include "send/oauth/OAuthTokens.h"
 
@@ -78,6 +79,7 @@ TStoredSignIn TTokenStore::Load() const
         if (runJob(job))
             s.refreshToken = job.textData();
     }
+    TLogFile::RegisterSecret(s.refreshToken);
     return s;
 }
 
