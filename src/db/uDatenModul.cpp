@@ -325,7 +325,8 @@ void TDatenModul::openStore(const QString& databaseFolder, IProcessWait* wait, I
     const TConfig& config = TConfig::Ensure();
     if (config.FCommonPath.isEmpty())   // every folder of the module would land in the working folder
         throw EKalvex(Tx(4406, "Der gemeinsame Datenordner ist nicht eingerichtet: die Registrierungsdatei nennt "
-                               "ihn nicht (Schlüssel SOFTWARE\\QMB GmbH\\Common, Wert Common)."));
+                               "ihn nicht (Schlüssel %1, Wert Common).")
+                          .arg(QStringLiteral("SOFTWARE\\QMB GmbH\\Common")));
     openLog(config.FCommonPath, messages);
     FConfig = readConfig(databaseFolder);   // a configuration error leaves every file as it is
     const bool converted = convertOldAccessStoreFor(wait);

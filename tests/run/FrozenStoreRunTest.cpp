@@ -10,15 +10,44 @@
 #include "send/MailingRun.h"
 
 #include <QTextDocument>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
 
 using namespace kalvex;
 using namespace kalvex::testing;
 
 namespace {
 
-// Lets the server go on however the test ends: other tests share it.
-struct TThawAtEnd {
-    ~TThawAtEnd() { MariaDBServer::Instance().Thaw(); }
+// Freezes the server and lets it go on however the test ends: at the end,
+// or after a minute at the latest, so that a save that would wait for ever
+// ends (and the test fails) instead of hanging the test program.
+class TFrozenServer {
+public:
+    TFrozenServer()
+    {
+        MariaDBServer::Instance().Freeze();
+        FWatchdog = std::thread([this] {
+            std::unique_lock lock(FMutex);
+            FDone.wait_for(lock, std::chrono::minutes(1), [this] { return FEnded; });
+            MariaDBServer::Instance().Thaw();
+        });
+    }
+    ~TFrozenServer()
+    {
+        {
+            const std::lock_guard lock(FMutex);
+            FEnded = true;
+        }
+        FDone.notify_one();
+        FWatchdog.join();
+    }
+
+private:
+    std::mutex FMutex;
+    std::condition_variable FDone;
+    bool FEnded = false;
+    std::thread FWatchdog;
 };
 
 class FrozenStoreRunTest : public InstalledModuleTest {
@@ -57,8 +86,7 @@ TEST_F(FrozenStoreRunTest, SentMailIsReportedAsNotLoggedWhenTheServerStopsAnswer
     deps.storeMail = [](TEMail& mail, int) { TDatenModul::Instance()->SaveEMail(mail, TMailStatus::stGesendet); };
     TMailingRun run(model, messages, *config, deps);
 
-    const TThawAtEnd thaw;
-    MariaDBServer::Instance().Freeze();
+    const TFrozenServer frozen;
     run.SendClick();
     EXPECT_EQ(server.MailCount(), 1);
     const QStringList errors = messages.Texts(TRecordingMessages::Kind::Error);
