@@ -227,9 +227,11 @@ void TDatenModul::requireStoreKeys(const TQMBDatabaseConfig& dbConfig, const TSt
 
 namespace {
 
-[[noreturn]] void failConversion(const QString& mdb, const QString& db, const QString& reason)
+// logText: what the log gets (all the converter printed); the user gets
+// the reason.
+[[noreturn]] void failConversion(const QString& mdb, const QString& db, const QString& reason, const QString& logText)
 {
-    TLogFile::LogGlobal(false, QStringLiteral("ConvertDBToSQLite: ") + reason);
+    TLogFile::LogGlobal(false, QStringLiteral("ConvertDBToSQLite: ") + logText);
     QFile::remove(db);
     throw EStoreNotConverted(
         Tx(4408, "Die alte Datenbank %1 konnte nicht in das neue Format übernommen werden: %2. Die E-Mails darin "
@@ -306,8 +308,10 @@ bool TDatenModul::convertOldAccessStore(IProcessWait* wait)
     TLogFile::LogGlobal(true, QStringLiteral("ConvertDBToSQLite: nach getSpecialFolder 2"));
     if (folder.isEmpty() || !QFileInfo::exists(mdb) || QFileInfo::exists(db))
         return false;
-    if (program.isEmpty())
-        failConversion(mdb, db, Tx(4409, "das Programm kalvex-dbconvert ist nicht installiert"));
+    if (program.isEmpty()) {
+        const QString reason = Tx(4409, "das Programm kalvex-dbconvert ist nicht installiert");
+        failConversion(mdb, db, reason, reason);
+    }
     QProcess converter;
     converter.setProcessChannelMode(QProcess::MergedChannels);
     converter.start(program, {QStringLiteral("-c"), mdb, db, QStringLiteral("-ctCopyAutoIncAsautoinc")});
@@ -316,7 +320,8 @@ bool TDatenModul::convertOldAccessStore(IProcessWait* wait)
                    && converter.exitCode() == 0;
     TLogFile::LogGlobal(true, QStringLiteral("ConvertDBToSQLite: nach RunProcess"));
     if (!done)
-        failConversion(mdb, db, output.isEmpty() ? converter.errorString() : output);
+        failConversion(mdb, db, output.isEmpty() ? converter.errorString() : output.section(QLatin1Char('\n'), -1),
+                       output + converter.errorString());
     return true;
 }
 
