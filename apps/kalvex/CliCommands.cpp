@@ -7,6 +7,7 @@
 #include "address/RecipientCsv.h"
 #include "compose/TemplateMerge.h"
 #include "compose/rtf/RtfReader.h"
+#include "config/AppPaths.h"
 #include "config/ControlCharacters.h"
 #include "config/KalvexError.h"
 #include "config/LanguageUnit.h"
@@ -99,7 +100,7 @@ TConfig& OpenInstallation(const TGlobalOptions& options)
 {
     TConfig& config = options.installKey.isEmpty() ? TConfig::Ensure()
                                                     : TConfig::Install(std::make_unique<TConfig>(options.installKey));
-    if (config.FCommonPath.isEmpty())
+    if (config.FCommonPath.isEmpty() || config.FCommonPath == FallbackCommonFolder())   // a site names its own
         throw EKalvex(Tx(1873, "Der gemeinsame Datenordner ist nicht eingerichtet (Regpath.ini und Registrierungsdatei "
                                "prüfen oder --install-key angeben)."));
     config.InitMailServer();

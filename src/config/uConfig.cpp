@@ -87,6 +87,8 @@ void TConfig::setupPaths(const QString& installKey)
     FApplicationPath = ApplicationFolder();
     if (!installKey.isEmpty())
         readRegistryFolders(installKey);
+    if (FCommonPath.isEmpty())
+        FCommonPath = FallbackCommonFolder();
 }
 
 void TConfig::readRegistryFolders(const QString& installKey)

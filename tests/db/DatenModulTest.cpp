@@ -479,22 +479,30 @@ TEST_P(DatenModulTest, TemporaryFolderIsNeverBelowTheWorkingFolder)
         EXPECT_EQ(dm.FDatenPfad, FDir.filePath("cache") + "/kalvex/");
 }
 
-// Without a common folder in the registry the module refuses, and makes
-// no folder below the working folder on the way.
+// Without a common folder in the registry the module keeps its files in
+// the user's data folder, and makes nothing below the working folder.
 TEST_P(DatenModulTest, UnknownRegistryMakesNothingInTheWorkingFolder)
 {
     if (!IsSQLite())
-        GTEST_SKIP() << "the refusal comes before any store is chosen";
+        GTEST_SKIP() << "the folders do not depend on the store";
     TConfig::Free();
     qputenv("KALVEX_REGISTRY", FDir.filePath("nowhere.ini").toUtf8());
+    qputenv("XDG_DATA_HOME", FDir.filePath("user").toUtf8());
     QTemporaryDir work;
     const QString before = QDir::currentPath();
     QDir::setCurrent(work.path());
     TConfig::Install(std::make_unique<TConfig>(QStringLiteral("Test")));
-    const QString error = ErrorOf([&] { TDatenModul dm(FDir.filePath("db")); });
+    const QString error = ErrorOf([&] {
+        TDatenModul dm;
+        TEMail mail;
+        dm.SaveEMail(mail, TMailStatus::stEntwurf);
+    });
     QDir::setCurrent(before);
-    EXPECT_TRUE(error.startsWith("Der gemeinsame Datenordner ist nicht eingerichtet")) << error.toStdString();
+    qunsetenv("XDG_DATA_HOME");
+    EXPECT_EQ(error, "");
     EXPECT_EQ(QDir(work.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
+    EXPECT_TRUE(QFile::exists(FDir.filePath("user") + "/kalvex/Common/Common04/kalvex.db"));
+    EXPECT_TRUE(QFile::exists(FDir.filePath("user") + "/kalvex/Common/Common04/KVXLog/logfile_kalvex.txt"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, DatenModulTest, ::testing::ValuesIn(Backends()), BackendName);
