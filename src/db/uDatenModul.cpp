@@ -312,6 +312,12 @@ bool TDatenModul::convertOldAccessStore(IProcessWait* wait)
         const QString reason = Tx(4409, "das Programm kalvex-dbconvert ist nicht installiert");
         failConversion(mdb, db, reason, reason);
     }
+    runConverter(program, mdb, db, wait);
+    return true;
+}
+
+void TDatenModul::runConverter(const QString& program, const QString& mdb, const QString& db, IProcessWait* wait)
+{
     QProcess converter;
     converter.setProcessChannelMode(QProcess::MergedChannels);
     converter.start(program, {QStringLiteral("-c"), mdb, db, QStringLiteral("-ctCopyAutoIncAsautoinc")});
@@ -322,7 +328,6 @@ bool TDatenModul::convertOldAccessStore(IProcessWait* wait)
     if (!done)
         failConversion(mdb, db, output.isEmpty() ? converter.errorString() : output.section(QLatin1Char('\n'), -1),
                        output + converter.errorString());
-    return true;
 }
 
 void TDatenModul::openStore(const QString& databaseFolder, IProcessWait* wait, IUserMessages* messages)

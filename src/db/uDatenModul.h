@@ -116,6 +116,8 @@ private:
     static QString converterProgram();
     bool convertOldAccessStore(IProcessWait* wait);   // true when it wrote kalvex.db
     bool convertOldAccessStoreFor(IProcessWait* wait);
+    // Raises EStoreNotConverted (and removes db) when the converter fails.
+    static void runConverter(const QString& program, const QString& mdb, const QString& db, IProcessWait* wait);
     // Where the module's temporary files go: below a file store's folder,
     // for a server store (whose host name is no folder) in the user's cache.
     QString dataFolder() const;
