@@ -14,11 +14,15 @@ install(FILES ${KALVEX_TRANSLATIONS_DB} DESTINATION ${CMAKE_INSTALL_DATADIR}/kal
 install(FILES ${CMAKE_SOURCE_DIR}/include/kalvex/kalvex.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kalvex
   COMPONENT dev)
 
-foreach(program kalvex-cli kalvex-dbconvert kalvex-demo-host)
+foreach(program kalvex-cli kalvex-demo-host)
   if(TARGET ${program})
     install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
   endif()
 endforeach()
+# The library runs the converter of old Access stores itself: it comes with it.
+if(TARGET kalvex-dbconvert)
+  install(TARGETS kalvex-dbconvert RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
+endif()
 
 # pkg-config
 configure_file(${CMAKE_CURRENT_LIST_DIR}/kalvex.pc.in ${CMAKE_BINARY_DIR}/kalvex.pc @ONLY)
@@ -44,7 +48,8 @@ foreach(page kalvex-dbconvert/kalvex-dbconvert demo-host/kalvex-demo-host)
   list(APPEND KALVEX_MAN_PAGES ${CMAKE_BINARY_DIR}/man/${name}.1.gz)
 endforeach()
 add_custom_target(kalvex_program_manpages ALL DEPENDS ${KALVEX_MAN_PAGES})
-install(FILES ${KALVEX_MAN_PAGES} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+install(FILES ${CMAKE_BINARY_DIR}/man/kalvex-dbconvert.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT runtime)
+install(FILES ${CMAKE_BINARY_DIR}/man/kalvex-demo-host.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
 if(TARGET kalvex-cli)
   install(FILES ${CMAKE_BINARY_DIR}/apps/kalvex/kalvex.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
   install(FILES ${CMAKE_SOURCE_DIR}/apps/kalvex/kalvex.bash-completion

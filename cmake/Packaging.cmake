@@ -51,7 +51,10 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libkalvex0)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 # Qt loads its SQL drivers as plugins, which dpkg-shlibdeps cannot see: the
 # default store needs SQLite's, the server stores their own.
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "libqt6sql6-sqlite")
+# An old Access store is converted at the first start by kalvex-dbconvert
+# (in this package), which reads it with mdbtools: without them the old
+# mails could not be taken over.
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "libqt6sql6-sqlite, mdbtools")
 # The dictionaries for spell checking in the editors (without them it is off).
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "xdg-utils, hunspell-de-de, hunspell-en-us")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SUGGESTS "kalvex-tools, libqt6sql6-mysql, libqt6sql6-odbc")
@@ -67,7 +70,8 @@ recipients from the host's address database or the module's own address
 book, sent by SMTP or handed to the desktop's mail program, and kept in an
 SQLite store.
 
-This package holds the shared library and its translations.")
+This package holds the shared library, its translations and
+kalvex-dbconvert, which takes over an old Access store at the first start.")
 
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libkalvex-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
@@ -82,13 +86,13 @@ kalvex.pc and the CMake package Kalvex (imported target Kalvex::kalvex).")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME kalvex-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION mail)
 set(CPACK_COMPONENT_TOOLS_DEPENDS runtime)
-set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "xdg-utils, mdbtools")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "xdg-utils")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "mailing module for desktop business programs - programs
 Kalvex is the e-mail module that host programs load through a small C
 interface.
 
-This package holds the command line kalvex (send, store and list mails),
-kalvex-dbconvert (converts an old Access store) and kalvex-demo-host, a
-host program that drives the module through its C interface.")
+This package holds the command line kalvex (send, store and list mails)
+and kalvex-demo-host, a host program that drives the module through its C
+interface.")
 
 include(CPack)

@@ -8,6 +8,7 @@
 #include "address/RecipientCsv.h"
 #include "compose/TemplateMerge.h"
 #include "compose/rtf/RtfReader.h"
+#include "config/AppPaths.h"
 #include "config/ControlCharacters.h"
 #include "config/KalvexError.h"
 #include "config/LanguageUnit.h"
@@ -101,11 +102,16 @@ TConfig& OpenInstallation(const TGlobalOptions& options)
 {
     TConfig& config = options.installKey.isEmpty() ? TConfig::Ensure()
                                                     : TConfig::Install(std::make_unique<TConfig>(options.installKey));
-    if (config.FCommonPath.isEmpty())
+    if (config.FCommonPath.isEmpty() || config.FCommonPath == FallbackCommonFolder())   // a site names its own
         throw EKalvex(Tx(1873, "Der gemeinsame Datenordner ist nicht eingerichtet (Regpath.ini und Registrierungsdatei "
                                "prüfen oder --install-key angeben)."));
     config.InitMailServer();
-    TLogFile::EnsureGlobal(config.FCommonPath);
+    try {
+        TLogFile::EnsureGlobal(config.FCommonPath);
+    } catch (const EKalvex&) {   // the commands work on without their log
+        err(Tx(4405, "Die Protokolldatei %1 kann nicht geschrieben werden. Das E-Mail-Modul arbeitet ohne Protokoll weiter.")
+                .arg(TLogFile::DefaultFileName(config.FCommonPath)));
+    }
     const TLang& lang = TLang::Install(std::make_unique<TLang>(config.CommonFolder04()));
     if (!lang.LoadError().isEmpty())
         err(lang.LoadError());   // the German texts are used; the user should know why

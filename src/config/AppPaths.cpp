@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QDir>
 #include <QFileInfo>
+#include <QStandardPaths>
 
 namespace kalvex {
 
@@ -21,6 +22,12 @@ QString ModuleDataFile(const QString& name)
         if (QFileInfo(candidate).isFile())
             return QDir::cleanPath(candidate);
     return QString();
+}
+
+QString FallbackCommonFolder()
+{
+    const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+    return IncludeTrailingSeparator((QDir::isAbsolutePath(data) ? data : QDir::tempPath()) + QStringLiteral("/kalvex/Common"));
 }
 
 QString IncludeTrailingSeparator(const QString& path)

@@ -18,6 +18,11 @@ QString ModuleFolder();
 // binary belongs to. Empty when there is none.
 QString ModuleDataFile(const QString& name);
 
+// The common folder when the registry file names none (a host without an
+// installation of the family): the user's own data folder
+// ($XDG_DATA_HOME/kalvex/Common/), never one relative to the working folder.
+QString FallbackCommonFolder();
+
 // Appends "/" unless the text is empty or ends with one already.
 QString IncludeTrailingSeparator(const QString& path);
 

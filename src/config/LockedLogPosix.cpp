@@ -23,13 +23,14 @@ namespace {
 }  // namespace
 
 TLockedLog::TLockedLog(const QByteArray& path)
-    : FPath(path), FHandle(::open(path.constData(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644))
+    : FPath(path), FHandle(::open(path.constData(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600))
 {
     if (FHandle < 0 || ::flock(static_cast<int>(FHandle), LOCK_EX) != 0) {
         if (FHandle >= 0)
             ::close(static_cast<int>(FHandle));
         throwNotCreated();
     }
+    ::fchmod(static_cast<int>(FHandle), 0600);   // a log of an older version may still be readable by all
 }
 
 TLockedLog::~TLockedLog()

@@ -9,6 +9,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLocale>
+#include <QRegularExpression>
 
 namespace kalvex {
 
@@ -103,7 +104,7 @@ bool TLogFile::LogWrite(bool isInfo, const QString& message)
         return true;
     const QString prefix = isInfo ? QStringLiteral("-- ") : QStringLiteral("FEHLER - ");
     try {
-        appendLines({prefix + Timestamp() + QStringLiteral(" - ") + message});
+        appendLines({prefix + Timestamp() + QStringLiteral(" - ") + MaskSecrets(message)});
     } catch (const EKalvex&) {
         return false;  // a log that cannot be written must not break the caller
     }
@@ -135,6 +136,8 @@ QString TLogFile::DefaultFileName(const QString& commonPath)
 
 TLogFile* TLogFile::EnsureGlobal(const QString& commonPath)
 {
+    if (commonPath.isEmpty())   // never below the working folder
+        throwNotCreated();
     if (!Global()) {
         const QString name = DefaultFileName(commonPath);
         if (!QDir().mkpath(QFileInfo(name).absolutePath()))
@@ -152,6 +155,48 @@ void TLogFile::Install(std::unique_ptr<TLogFile> log)
 void TLogFile::Uninstall()
 {
     globalLog().reset();
+}
+
+namespace {
+
+QStringList& secretValues()
+{
+    static QStringList values;
+    return values;
+}
+
+// Secrets by their shape: token and password assignments (query strings,
+// JSON, INI lines), bearer tokens, and the base64 payload of SMTP's AUTH.
+const QList<QRegularExpression>& secretPatterns()
+{
+    static const QList<QRegularExpression> patterns{
+        QRegularExpression(
+            QStringLiteral(R"re(((?:refresh_token|access_token|id_token|client_secret|password|passwort|pwd)["']?\s*[=:]\s*["']?)[^\s"'&,;}]+)re"),
+            QRegularExpression::CaseInsensitiveOption),
+        QRegularExpression(QStringLiteral(R"re((\bBearer\s+)[A-Za-z0-9._~+/=-]+)re"), QRegularExpression::CaseInsensitiveOption),
+        QRegularExpression(QStringLiteral(R"re((\bAUTH\s+(?:PLAIN|LOGIN|XOAUTH2|OAUTHBEARER)\s+)[A-Za-z0-9+/=]+)re"),
+                           QRegularExpression::CaseInsensitiveOption),
+    };
+    return patterns;
+}
+
+}  // namespace
+
+void TLogFile::RegisterSecret(const QString& value)
+{
+    if (value.size() < 3 || secretValues().contains(value))
+        return;
+    // Protocol traces carry it encoded as well (SMTP AUTH LOGIN).
+    secretValues() << value << QString::fromLatin1(value.toUtf8().toBase64());
+}
+
+QString TLogFile::MaskSecrets(QString text)
+{
+    for (const QString& secret : secretValues())
+        text.replace(secret, QStringLiteral("***"));
+    for (const QRegularExpression& pattern : secretPatterns())
+        text.replace(pattern, QStringLiteral("\\1***"));
+    return text;
 }
 
 void TLogFile::LogGlobal(bool isInfo, const QString& message)

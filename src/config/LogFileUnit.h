@@ -37,6 +37,13 @@ public:
     static void Uninstall();
     static void LogGlobal(bool isInfo, const QString& message);
 
+    // Every entry is written with its secrets masked ("***"): the values
+    // registered by the code that holds them (passwords, tokens; shorter
+    // than 3 characters they are not taken) and what looks like one
+    // (refresh_token=..., access_token, Bearer ..., AUTH PLAIN/LOGIN data).
+    static void RegisterSecret(const QString& value);
+    static QString MaskSecrets(QString text);
+
     static QString SeparatorLine();
     static QString Timestamp();
 

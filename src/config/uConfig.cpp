@@ -32,8 +32,13 @@ QString folderValue(const TRegistryFile& reg, const QString& key, const QString&
     return IncludeTrailingSeparator(reg.ReadString(key, name).value_or(QString()));
 }
 
-QString ensureFolder(const QString& folder)
+// A folder the registry does not name stays unnamed: it is never made
+// relative to the working folder.
+QString ensureFolder(const QString& base, const QString& relative)
 {
+    if (base.isEmpty())
+        return QString();
+    const QString folder = JoinPath(base, relative);
     QDir().mkpath(folder);
     return IncludeTrailingSeparator(folder);
 }
@@ -84,6 +89,8 @@ void TConfig::setupPaths(const QString& installKey)
     FApplicationPath = ApplicationFolder();
     if (!installKey.isEmpty())
         readRegistryFolders(installKey);
+    if (FCommonPath.isEmpty())
+        FCommonPath = FallbackCommonFolder();
 }
 
 void TConfig::readRegistryFolders(const QString& installKey)
@@ -92,8 +99,8 @@ void TConfig::readRegistryFolders(const QString& installKey)
     FProgramDataPath = folderValue(reg, kInstallDirKey, installKey);
     FPKZPath = folderValue(reg, kInstallDirKey, QStringLiteral("Steuerpult2015"));
     FCommonPath = folderValue(reg, kCommonKey, QStringLiteral("Common"));
-    FVorlagePfad = ensureFolder(FProgramDataPath + QStringLiteral("KVX_StandardVorlagen"));
-    FVorlagePfadAllgemein = ensureFolder(JoinPath(FCommonPath, QStringLiteral("Common04\\KVX_StandardVorlagen")));
+    FVorlagePfad = ensureFolder(FProgramDataPath, QStringLiteral("KVX_StandardVorlagen"));
+    FVorlagePfadAllgemein = ensureFolder(FCommonPath, QStringLiteral("Common04\\KVX_StandardVorlagen"));
 }
 
 void TConfig::SetVersion(int version)
@@ -115,24 +122,26 @@ void TConfig::replaceHelp()
     FHelp = std::make_unique<TKalvexHelp>(FCurrLangCode == 1033 ? FHelpBaseEN : FHelpBaseDE);
 }
 
+// Without a common folder these are empty, never names relative to the
+// working folder.
 QString TConfig::CommonFolder04() const
 {
-    return JoinPath(FCommonPath, QStringLiteral("Common04\\"));
+    return FCommonPath.isEmpty() ? QString() : JoinPath(FCommonPath, QStringLiteral("Common04\\"));
 }
 
 QString TConfig::IniFolder() const
 {
-    return JoinPath(FCommonPath, QStringLiteral("Common04\\KVXIni\\"));
+    return FCommonPath.isEmpty() ? QString() : JoinPath(FCommonPath, QStringLiteral("Common04\\KVXIni\\"));
 }
 
 QString TConfig::MailServerIniFileName() const
 {
-    return IniFolder() + QStringLiteral("mailserver.ini");
+    return FCommonPath.isEmpty() ? QString() : IniFolder() + QStringLiteral("mailserver.ini");
 }
 
 QString TConfig::ConfigIniFileName() const
 {
-    return IniFolder() + QStringLiteral("config.ini");
+    return FCommonPath.isEmpty() ? QString() : IniFolder() + QStringLiteral("config.ini");
 }
 
 void TConfig::InitMailServer()
@@ -193,6 +202,7 @@ void TConfig::readMailServer(const TIniFile& ini)
     FPort = readPort(ini);
     FSecString = ini.ReadString(kSmtp, QStringLiteral("SecString"), FSecString);
     FPass = TCrypt::DecodePWDEx(ini.ReadString(kSmtp, QStringLiteral("Passwort"), QString()), FSecString);
+    TLogFile::RegisterSecret(FPass);
     FUser = ini.ReadString(kSmtp, QStringLiteral("Absender"), QString());
     FAbsenderName = ini.ReadString(kSmtp, QStringLiteral("AbsenderName"), QString());
     FVerbindungVerschluesselt = ini.ReadBool(kSmtp, QStringLiteral("EncodedConnect"), true);

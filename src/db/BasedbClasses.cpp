@@ -2,6 +2,7 @@
 
 #include "config/IniPlus.h"
 #include "config/KalvexError.h"
+#include "config/LogFileUnit.h"
 #include "db/TextCipher.h"
 
 #include <QDir>
@@ -69,6 +70,7 @@ void TQMBDatabaseConfig::LoadFromIni(const QString& iniFileName, const QString& 
     HostName = text("Hostname");
     Username = text("Username");
     Password = text("Password");
+    TLogFile::RegisterSecret(Password);
     DatabaseName = text("DatabaseName");
     OSAuthentication = ini.ReadBool(section, QStringLiteral("OSAuthentication"), false);
     Options.SecurityConnectionEncrypt = ini.ReadBool(section, QStringLiteral("SecurityConnectionEncrypt"), false);
@@ -80,6 +82,9 @@ void TQMBDatabaseConfig::LoadFromIni(const QString& iniFileName, const QString& 
     Options.SqliteGuidFormat =
         static_cast<TQMBDatabaseConfigSqliteGuidFormat>(ini.ReadInteger(section, QStringLiteral("SqliteGuidFormat"), 0));
     Options.CreateDatabase = ini.ReadBool(section, QStringLiteral("CreateDatabase"), false);
+    Options.BusyTimeoutMs = std::max(0, ini.ReadInteger(section, QStringLiteral("BusyTimeout"), Options.BusyTimeoutMs));
+    Options.ServerTimeoutSeconds =
+        std::max(1, ini.ReadInteger(section, QStringLiteral("Timeout"), Options.ServerTimeoutSeconds));
 }
 
 void TQMBDatabaseConfig::SaveToIni(const QString& iniFileName, const QString& section) const
@@ -516,11 +521,13 @@ void TQMBDatabaseHandler::addlog(const QString& text, TLogLevel level, bool isEr
     const bool fresh = !file.exists();
     if (!file.open(QIODevice::WriteOnly | QIODevice::Append))
         return;   // the SQL log is a diagnostic aid: never fail a statement for it
+    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
     QByteArray out;
     if (fresh)
         out += "Laufzeit-Protokolldatei Datenmodul\nStartzeit: "
              + QDateTime::currentDateTime().toString(QStringLiteral("dd.MM.yyyy hh:mm:ss")).toUtf8() + '\n';
-    out += QTime::currentTime().toString(QStringLiteral("hh:mm:ss,zzz")).toUtf8() + ' ' + (FLogPrefix + text).toUtf8() + '\n';
+    out += QTime::currentTime().toString(QStringLiteral("hh:mm:ss,zzz")).toUtf8() + ' '
+         + TLogFile::MaskSecrets(FLogPrefix + text).toUtf8() + '\n';
     file.write(out);
 }
 

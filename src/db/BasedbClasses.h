@@ -55,6 +55,13 @@ struct TQMBDatabaseConfigOptions {
     // "CreateDatabase"). Off by default, so a mistyped name is an error
     // instead of an empty database of its own.
     bool CreateDatabase = false;
+    // SQLite: how long a statement waits for another process's lock before
+    // it fails (key "BusyTimeout", milliseconds).
+    int BusyTimeoutMs = 10000;
+    // Server stores: how long connecting, and each read or write of the
+    // connection, may take before the statement fails (key "Timeout",
+    // seconds). A frozen server then ends the call instead of blocking it.
+    int ServerTimeoutSeconds = 60;
 };
 
 // The connection description, copied whole.

@@ -9,6 +9,7 @@
 #include "config/LogFileUnit.h"
 #include "config/ProcessWait.h"
 #include "config/ShellOpen.h"
+#include "config/UserMessages.h"
 #include "config/uConfig.h"
 #include "db/DBUpdater.h"
 
@@ -22,6 +23,7 @@
 #include <QSaveFile>
 #include <QUrl>
 #include <QHash>
+#include <utility>
 
 namespace kalvex {
 
@@ -115,9 +117,9 @@ TFelder felderOf(const QVariant& stored)
 
 }  // namespace
 
-TDatenModul::TDatenModul(const QString& databaseFolder, IProcessWait* wait)
+TDatenModul::TDatenModul(const QString& databaseFolder, IProcessWait* wait, IUserMessages* messages)
 {
-    openStore(databaseFolder, wait);
+    openStore(databaseFolder, wait, messages);
 }
 
 // The log lives as long as the data module of the process: freeing the
@@ -224,11 +226,72 @@ void TDatenModul::requireStoreKeys(const TQMBDatabaseConfig& dbConfig, const TSt
                       .arg(source.file, source.section, missing));
 }
 
+namespace {
+
+// logText: what the log gets (all the converter printed); the user gets
+// the reason.
+[[noreturn]] void failConversion(const QString& mdb, const QString& db, const QString& reason, const QString& logText)
+{
+    TLogFile::LogGlobal(false, QStringLiteral("ConvertDBToSQLite: ") + logText);
+    QFile::remove(db);
+    throw EStoreNotConverted(
+        Tx(4408, "Die alte Datenbank %1 konnte nicht in das neue Format übernommen werden: %2. Die E-Mails darin "
+                 "bleiben erhalten; die Übernahme wird beim nächsten Start wiederholt. Bis dahin kann das "
+                 "E-Mail-Modul nicht arbeiten.")
+            .arg(mdb, reason));
+}
+
+bool gLogFailureSaid = false;   // the user hears once per process that there is no log
+
+}  // namespace
+
+// Without a writable log the module works on; the user hears it once.
+void TDatenModul::openLog(const QString& commonPath, IUserMessages* messages)
+{
+    try {
+        TLogFile::EnsureGlobal(commonPath);
+    } catch (const EKalvex&) {
+        if (messages && !std::exchange(gLogFailureSaid, true))
+            messages->ShowError(Tx(4405, "Die Protokolldatei %1 kann nicht geschrieben werden. Das E-Mail-Modul "
+                                         "arbeitet ohne Protokoll weiter.")
+                                    .arg(TLogFile::DefaultFileName(commonPath)));
+    }
+}
+
+QString TDatenModul::dataFolder() const
+{
+    const bool fileStore = FConfig.DatabaseType == TQMBDatabaseConfigType::dbtSQLite
+                        || FConfig.DatabaseType == TQMBDatabaseConfigType::dbtMSAccess
+                        || FConfig.DatabaseType == TQMBDatabaseConfigType::dbtMSAccessACCDB;
+    if (fileStore && QDir::isAbsolutePath(FConfig.HostName))
+        return IncludeTrailingSeparator(FConfig.HostName);
+    const QString cache = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation);
+    return IncludeTrailingSeparator((QDir::isAbsolutePath(cache) ? cache : QDir::tempPath()) + QStringLiteral("/kalvex"));
+}
+
+// A failed conversion stops the module only when its store is the one the
+// conversion was to write; a site on another store goes on (logged).
+bool TDatenModul::convertOldAccessStoreFor(IProcessWait* wait)
+{
+    try {
+        return convertOldAccessStore(wait);
+    } catch (const EStoreNotConverted&) {
+        const QString db = TConfig::Ensure().CommonFolder04() + QStringLiteral("kalvex.db");
+        if (FConfig.DatabaseType == TQMBDatabaseConfigType::dbtSQLite
+            && QFileInfo(FConfig.FilePath()).absoluteFilePath() == QFileInfo(db).absoluteFilePath())
+            throw;
+        return false;
+    }
+}
+
+// The converter sits next to the host program or on the PATH.
 QString TDatenModul::converterProgram()
 {
     return DatabaseConverterProgram();
 }
 
+// A conversion that cannot run or fails leaves no kalvex.db behind: the
+// old store stays the one to convert, at the next start.
 bool TDatenModul::convertOldAccessStore(IProcessWait* wait)
 {
     TLogFile::LogGlobal(true, QStringLiteral("ConvertDBToSQLite: start"));
@@ -238,28 +301,42 @@ bool TDatenModul::convertOldAccessStore(IProcessWait* wait)
     const QString db = folder + QStringLiteral("kalvex.db");
     const QString program = converterProgram();
     TLogFile::LogGlobal(true, QStringLiteral("ConvertDBToSQLite: nach getSpecialFolder 2"));
-    if (!QFileInfo::exists(mdb) || QFileInfo::exists(db) || program.isEmpty())
+    if (folder.isEmpty() || !QFileInfo::exists(mdb) || QFileInfo::exists(db))
         return false;
+    if (program.isEmpty()) {
+        const QString reason = Tx(4409, "das Programm kalvex-dbconvert ist nicht installiert");
+        failConversion(mdb, db, reason, reason);
+    }
+    runConverter(program, mdb, db, wait);
+    return true;
+}
+
+void TDatenModul::runConverter(const QString& program, const QString& mdb, const QString& db, IProcessWait* wait)
+{
     QProcess converter;
     converter.setProcessChannelMode(QProcess::MergedChannels);
     converter.start(program, {QStringLiteral("-c"), mdb, db, QStringLiteral("-ctCopyAutoIncAsautoinc")});
     const QString output = waitForConverter(converter, wait);
     const bool done = converter.state() == QProcess::NotRunning && converter.exitStatus() == QProcess::NormalExit
                    && converter.exitCode() == 0;
-    if (!done)
-        TLogFile::LogGlobal(false, QStringLiteral("ConvertDBToSQLite: ") + output + converter.errorString());
     TLogFile::LogGlobal(true, QStringLiteral("ConvertDBToSQLite: nach RunProcess"));
-    return done;
+    if (!done)
+        failConversion(mdb, db, output.isEmpty() ? converter.errorString() : output.section(QLatin1Char('\n'), -1),
+                       output + converter.errorString());
 }
 
-void TDatenModul::openStore(const QString& databaseFolder, IProcessWait* wait)
+void TDatenModul::openStore(const QString& databaseFolder, IProcessWait* wait, IUserMessages* messages)
 {
     const TConfig& config = TConfig::Ensure();
-    TLogFile::EnsureGlobal(config.FCommonPath);
+    if (config.FCommonPath.isEmpty())   // every folder of the module would land in the working folder
+        throw EKalvex(Tx(4406, "Der gemeinsame Datenordner ist nicht eingerichtet: die Registrierungsdatei nennt "
+                               "ihn nicht (Schlüssel %1, Wert Common).")
+                          .arg(QStringLiteral("SOFTWARE\\QMB GmbH\\Common")));
+    openLog(config.FCommonPath, messages);
     FConfig = readConfig(databaseFolder);   // a configuration error leaves every file as it is
-    const bool converted = convertOldAccessStore(wait);
+    const bool converted = convertOldAccessStoreFor(wait);
     if (FConfig.DatabaseType == TQMBDatabaseConfigType::dbtSQLite)
-        QDir().mkpath(FConfig.HostName.isEmpty() ? QStringLiteral(".") : FConfig.HostName);
+        QDir().mkpath(FConfig.HostName);
     try {
         FDBHandler = TQMBDatabaseFactory::CreateDbHandler(FConfig, QString(), -1);
         FDBHandler->LoadLogSettings(config.IniFolder() + QStringLiteral("serverdboptions.ini"), kSection,
@@ -272,8 +349,8 @@ void TDatenModul::openStore(const QString& databaseFolder, IProcessWait* wait)
                       + QStringLiteral("DataBaseName: ") + FConfig.FilePath() + QStringLiteral("\r\n") + e.message());
     }
     TDBUpdater(*FDBHandler).CheckTables(converted);
-    FDatenPfad = FConfig.HostName;
-    QDir().mkpath(JoinPath(FDatenPfad, QStringLiteral("KVXTemp")));
+    FDatenPfad = dataFolder();
+    QDir().mkpath(FDatenPfad + QStringLiteral("KVXTemp"));
     LoadProgrammVorlageArtListeFromDB();
     LoadProgrammVorlageListeFromDB();
 }

@@ -6,6 +6,7 @@
 //
 // One process-wide instance (Instance/Install/Free); it owns the handler.
 
+#include "config/KalvexError.h"
 #include "db/BasedbClasses.h"
 #include "mailinterface/uMailInterface.h"
 
@@ -17,6 +18,15 @@
 namespace kalvex {
 
 class IProcessWait;
+class IUserMessages;
+
+// The old Access store is there but could not be converted: the module
+// does not open (an empty new store would hide the old mails and block
+// every later conversion); the next start tries again.
+class EStoreNotConverted : public EKalvex {
+public:
+    using EKalvex::EKalvex;
+};
 
 class TDatenModul {
 public:
@@ -24,8 +34,12 @@ public:
     // StoreSettingsSources; without any, kalvex.db in databaseFolder or the
     // common folder), the schema check, the lists. Raises EKalvex with the
     // connection message, or naming the key a server store lacks.
-    // wait (may be null, not kept) shows the conversion of an old Access store.
-    explicit TDatenModul(const QString& databaseFolder = QString(), IProcessWait* wait = nullptr);
+    // wait (may be null, not kept) shows the conversion of an old Access store;
+    // messages (may be null, not kept) tells the user once per process that
+    // the log file cannot be written (the module works on without it).
+    // A failed conversion raises EStoreNotConverted and leaves no kalvex.db.
+    explicit TDatenModul(const QString& databaseFolder = QString(), IProcessWait* wait = nullptr,
+                         IUserMessages* messages = nullptr);
     ~TDatenModul();
     TDatenModul(const TDatenModul&) = delete;
     TDatenModul& operator=(const TDatenModul&) = delete;
@@ -97,9 +111,16 @@ public:
     QString FDatenPfad;
 
 private:
-    void openStore(const QString& databaseFolder, IProcessWait* wait);
+    void openStore(const QString& databaseFolder, IProcessWait* wait, IUserMessages* messages);
+    static void openLog(const QString& commonPath, IUserMessages* messages);
     static QString converterProgram();
     bool convertOldAccessStore(IProcessWait* wait);   // true when it wrote kalvex.db
+    bool convertOldAccessStoreFor(IProcessWait* wait);
+    // Raises EStoreNotConverted (and removes db) when the converter fails.
+    static void runConverter(const QString& program, const QString& mdb, const QString& db, IProcessWait* wait);
+    // Where the module's temporary files go: below a file store's folder,
+    // for a server store (whose host name is no folder) in the user's cache.
+    QString dataFolder() const;
     TQMBDatabaseConfig readConfig(const QString& databaseFolder) const;
     static TQMBDatabaseConfig loadConfig(const TStoreSettings& source, const TQMBDatabaseConfig& defaults);
     static void completeSQLiteConfig(TQMBDatabaseConfig& dbConfig, const TStoreSettings& source,

@@ -2,6 +2,8 @@
 
 #include "entry/LastError.h"
 #include "entry/TMail.h"
+#include "config/KalvexError.h"
+#include "config/LanguageUnit.h"
 
 #include <cstring>
 
@@ -236,15 +238,30 @@ const iEMailV6Vtbl* MailInterfaceVtbl()
     return &kVtbl;
 }
 
+// A high surrogate counts only with the low one right after it; anything
+// else is a lone half, which becomes U+FFFD instead of taking a neighbour.
 QString TextFromHost(const kx_char16* text)
 {
-    return text ? QString::fromUtf16(reinterpret_cast<const char16_t*>(text)) : QString();   // WCHAR on Windows
+    QString out;
+    if (!text)
+        return out;
+    for (size_t i = 0; text[i]; ++i) {
+        const char16_t c = static_cast<char16_t>(text[i]);   // WCHAR on Windows
+        if (QChar::isHighSurrogate(c) && QChar::isLowSurrogate(static_cast<char16_t>(text[i + 1]))) {
+            out += QChar(c);
+            out += QChar(static_cast<char16_t>(text[++i]));
+        } else {
+            out += QChar::isSurrogate(c) ? QChar(QChar::ReplacementCharacter) : QChar(c);
+        }
+    }
+    return out;
 }
 
+// A missing GUID would otherwise name the all-zero kind or template.
 QUuid GuidFromHost(const KGUID* guid)
 {
     if (!guid)
-        return QUuid();
+        throw EKalvex(Tx(4401, "Es wurde keine GUID übergeben (Nullzeiger)."));
     return QUuid(guid->Data1, guid->Data2, guid->Data3, guid->Data4[0], guid->Data4[1], guid->Data4[2],
                  guid->Data4[3], guid->Data4[4], guid->Data4[5], guid->Data4[6], guid->Data4[7]);
 }

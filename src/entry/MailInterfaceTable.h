@@ -11,8 +11,8 @@ namespace kalvex {
 
 const iEMailV6Vtbl* MailInterfaceVtbl();
 
-QString TextFromHost(const kx_char16* text);   // null is the empty text
-QUuid GuidFromHost(const KGUID* guid);         // null is the all-zero GUID
+QString TextFromHost(const kx_char16* text);   // null is the empty text; lone surrogates become U+FFFD
+QUuid GuidFromHost(const KGUID* guid);         // null raises EKalvex
 KGUID GuidToHost(const QUuid& guid);
 bool IsKnownInterface(const KGUID& iid);
 

@@ -14,6 +14,7 @@
 #include "entry/UiLoader.h"
 #include "entry/WindowWiring.h"
 
+#include <QDir>
 #include <functional>
 
 namespace kalvex {
@@ -89,15 +90,27 @@ QUuid ParseGuidText(const QString& text)
     return text.trimmed().isEmpty() ? QUuid() : StringToGuid(text);
 }
 
+// Objects of the host that are alive. The process-wide objects (data
+// module, configuration, the application of the UI library) belong to all
+// of them: only the last one to go tears them down.
+std::atomic<int>& TMail::liveObjects()
+{
+    static std::atomic<int> count{0};
+    return count;
+}
+
 TMail::TMail() : FCom{{MailInterfaceVtbl()}, this}
 {
     UiLoaderInitialize();
     TConfig::Ensure().InitMailServer();
     readDoFinalize();
+    ++liveObjects();
 }
 
 TMail::~TMail()
 {
+    if (--liveObjects() > 0)
+        return;
     TDatenModul::Free();
     finalizeOrSkipOnce();
     TConfig::Free();
@@ -169,7 +182,7 @@ void TMail::prepare(uintptr_t appHandle, const QString& serverDBIniDir, const QS
     config.FCurrLangCode = FLanguageCode;
     openAdressDB();
     TDatenModul::Free();   // the previous session's log ends before this one starts
-    TDatenModul::Install(std::make_unique<TDatenModul>(QString(), ProcessWaitWindow().get()));
+    TDatenModul::Install(std::make_unique<TDatenModul>(QString(), ProcessWaitWindow().get(), &ModuleMessages()));
     setLanguage(lang);
     SetApplicationHandle(appHandle);
 }
@@ -284,6 +297,18 @@ int32_t TMail::ShowVerteilerFormTemplate(uintptr_t appHandle, int32_t lang, cons
     return result.exitCode;
 }
 
+// An old store that could not be converted is told in a box as well: the
+// host may not show the error it gets.
+std::unique_ptr<TDatenModul> TMail::openDatenModul(const QString& databaseFolder)
+{
+    try {
+        return std::make_unique<TDatenModul>(databaseFolder, ProcessWaitWindow().get(), &ModuleMessages());
+    } catch (const EStoreNotConverted& e) {
+        ShowFailure(e.message());
+        throw;
+    }
+}
+
 TDatenModul& TMail::requireDatenModul()
 {
     TDatenModul* module = TDatenModul::Instance();
@@ -292,12 +317,17 @@ TDatenModul& TMail::requireDatenModul()
     return *module;
 }
 
-TFelder TMail::readFelder(IStream* stream)
+// A catalogue of another version would read as an empty one and wipe the
+// kind's fields: it is refused, and the kind stays as it is.
+TFelder TMail::readFelder(IStream* stream, const QUuid& art)
 {
     TFelder felder;
     if (!stream)
         return felder;
     const QByteArray bytes = ReadAllFromStream(stream);
+    if (!isVersion1Record(bytes))
+        throw EKalvex(Tx(4403, "Der Feldkatalog hat ein unbekanntes Format; die Vorlageart %1 bleibt unverändert.")
+                          .arg(GuidToString(art)));
     TStreamReader reader(bytes);
     felder.LoadFromStream(reader);
     return felder;
@@ -310,16 +340,21 @@ void TMail::writeRecord(IStream* stream, const std::function<void(TStreamWriter&
     WriteAllToStream(stream, writer.Data());
 }
 
+// The store's folder must be named, and absolute: a store in whatever
+// folder the host happens to run in would be lost to the next start.
 void TMail::InitInterface(const QString& databaseFolder, const QString& serverDBIniDir, const QString& sektionsName,
                           int32_t version, uint8_t orvanProgID)
 {
+    if (!QDir::isAbsolutePath(databaseFolder.trimmed()))
+        throw EKalvex(Tx(4404, "InitInterface: Es wurde kein Datenbankordner mit vollständigem Pfad angegeben (\"%1\").")
+                          .arg(databaseFolder));
     TConfig& config = TConfig::Ensure();
     config.SetVersion(version);
     config.FServerDBIniDir = serverDBIniDir;
     config.FSektionsName = sektionsName;
     config.FCurrLangCode = FLanguageCode;
     TDatenModul::Free();
-    TDatenModul& module = TDatenModul::Install(std::make_unique<TDatenModul>(databaseFolder, ProcessWaitWindow().get()));
+    TDatenModul& module = TDatenModul::Install(openDatenModul(databaseFolder.trimmed()));
     module.FOrvanProgID = orvanProgID;
     module.SetListLanguage(FLanguageCode);
     module.EnsureGeneralKind();
@@ -379,13 +414,16 @@ void TMail::VorlageArtAnlegen(const QUuid& art, const QString& nameDE, const QSt
     TDatenModul* module = TDatenModul::Instance();
     if (!module)
         throwNoProgID();
-    module->VorlageArtAnlegen(art, nameDE, nameEN, beschreibungEN, beschreibungDE, readFelder(felder), felderVersion);
+    module->VorlageArtAnlegen(art, nameDE, nameEN, beschreibungEN, beschreibungDE, readFelder(felder, art), felderVersion);
 }
 
 void TMail::VorlageArtFelderAktualisieren(const QUuid& art, IStream* felder, int32_t felderVersion)
 {
     TDatenModul& module = requireDatenModul();
-    module.VorlageArtFelderAktualisieren(art, readFelder(felder), felderVersion);
+    if (!felder)
+        throw EKalvex(Tx(4402, "Es wurde kein Feldkatalog übergeben; die Vorlageart %1 bleibt unverändert.")
+                          .arg(GuidToString(art)));
+    module.VorlageArtFelderAktualisieren(art, readFelder(felder, art), felderVersion);
 }
 
 int32_t TMail::VorlageArtFelderVersion(const QUuid& art)

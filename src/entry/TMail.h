@@ -5,6 +5,7 @@
 //
 // Lifetime: created by the GetMailInterface exports with one reference;
 // freed when the host releases the last one (see MailInterfaceTable).
+// The process-wide objects outlive every object but the last one.
 
 #include "kalvex/kalvex.h"
 #include "mailinterface/uMailInterface.h"
@@ -94,9 +95,11 @@ private:
     void cleanup();
     void readDoFinalize();
     static TDatenModul& requireDatenModul();
-    static TFelder readFelder(IStream* stream);
+    static std::unique_ptr<TDatenModul> openDatenModul(const QString& databaseFolder);
+    static TFelder readFelder(IStream* stream, const QUuid& art);
     static void writeRecord(IStream* stream, const std::function<void(TStreamWriter&)>& write);
     void finalizeOrSkipOnce();
+    static std::atomic<int>& liveObjects();
 
     ComObject FCom;
     std::unique_ptr<TAdressDB> FAdressDBWrapper;   // lives for one window-opening call

@@ -277,6 +277,12 @@ std::unique_ptr<IProcessWait> ProcessWaitWindow()
     return std::make_unique<TrunProcessWindow>();
 }
 
+IUserMessages& ModuleMessages()
+{
+    static TMessageBoxes messages;
+    return messages;
+}
+
 void ShowFailure(const QString& text)
 {
     TMessageBoxes messages;

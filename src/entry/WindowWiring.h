@@ -66,6 +66,9 @@ std::unique_ptr<IProcessWait> ProcessWaitWindow();
 
 // A failure the host's user must see before the method returns.
 void ShowFailure(const QString& text);
+// The message boxes for what the module tells its user outside a window
+// (lives as long as the process).
+IUserMessages& ModuleMessages();
 
 // The recipient window in address-management mode (adr may be null).
 void RunAddressManagement(TAdressDB* adr);

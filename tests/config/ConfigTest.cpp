@@ -61,10 +61,12 @@ TEST_F(ConfigFixture, FoldersComeFromTheRegistryFile)
     EXPECT_TRUE(QDir(config.FVorlagePfadAllgemein).exists());
     EXPECT_EQ(config.MailServerIniFileName(), common + "Common04/KVXIni/mailserver.ini");
 
-    // An empty key means no registry lookup at all.
+    // An empty key means no registry lookup at all: the common folder is
+    // the user's own, never one below the working folder.
     TIniFile(regpath).WriteString("Registry", "Key", "");
     const TConfig bare;
-    EXPECT_TRUE(bare.FCommonPath.isEmpty());
+    EXPECT_EQ(bare.FCommonPath, FallbackCommonFolder());
+    EXPECT_TRUE(QDir::isAbsolutePath(bare.FCommonPath));
     EXPECT_TRUE(bare.FPKZPath.isEmpty());
 }
 

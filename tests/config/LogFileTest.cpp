@@ -105,3 +105,27 @@ TEST(LogFile, ProcessesStartingTogetherRotateOnceAndLoseNothing)
             EXPECT_EQ(log.count(QString(" - Prozess %1\n").arg(i)), 1) << "round " << round;
     }
 }
+
+// What a server echoes back (a password, a token) never lands in the log,
+// which only its owner can read.
+TEST(LogFile, SecretsAreMaskedAndTheFileIsPrivate)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath("logfile_kalvex.txt");
+    {
+        TLogFile::RegisterSecret("Sommer2024!x");
+        TLogFile log(path);
+        log.LogWrite(false, "535 Anmeldung mit Sommer2024!x abgelehnt (U29tbWVyMjAyNCF4)");
+        log.LogWrite(false, "POST /token: refresh_token=1//0gAbC-dEf&grant_type=refresh_token, "
+                            "{\"access_token\": \"ya29.QwErTy\"}");
+        log.LogWrite(false, "Authorization: Bearer eyJhbGciOi.JIUzI1 gesendet; C: AUTH PLAIN AGFiYwBzM2tyM3Q=");
+    }
+    const QString text = readText(path);
+    for (const char* secret : {"Sommer2024!x", "U29tbWVyMjAyNCF4", "1//0gAbC-dEf", "ya29.QwErTy", "eyJhbGciOi",
+                               "AGFiYwBzM2tyM3Q="})
+        EXPECT_FALSE(text.contains(secret)) << secret;
+    EXPECT_TRUE(text.contains("refresh_token=***&grant_type=refresh_token")) << text.toStdString();
+    EXPECT_TRUE(text.contains("Bearer *** gesendet; C: AUTH PLAIN ***")) << text.toStdString();
+    EXPECT_EQ(QFile(path).permissions() & (QFile::ReadGroup | QFile::ReadOther | QFile::WriteGroup | QFile::WriteOther),
+              QFile::Permissions());
+}

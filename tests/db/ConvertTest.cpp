@@ -142,3 +142,45 @@ TEST(AccessConversion, DataModuleConvertsOnce)
     qputenv("PATH", path);
     qunsetenv("KALVEX_REGISTRY");
 }
+
+// An old store that cannot be converted (no converter, or one that fails)
+// is not hidden behind an empty new one: the module refuses with a message,
+// leaves no kalvex.db, and converts at the next start that can.
+TEST(AccessConversion, FailedConversionLeavesNoStoreAndIsTriedAgain)
+{
+    QTemporaryDir dir;
+    const QString common = dir.filePath("common") + "/";
+    TIniFile reg(dir.filePath("registry.ini"));
+    reg.WriteString("SOFTWARE\\QMB GmbH\\InstallDir", "Test", dir.filePath("data"));
+    reg.WriteString("SOFTWARE\\QMB GmbH\\Common", "Common", common);
+    qputenv("KALVEX_REGISTRY", dir.filePath("registry.ini").toUtf8());
+    const QByteArray path = qgetenv("PATH");
+    TConfig::Install(std::make_unique<TConfig>(QStringLiteral("Test")));
+    QDir().mkpath(common + "Common04");
+    const QString mdb = common + "Common04/kalvex.mdb", db = common + "Common04/kalvex.db";
+
+    QFile garbage(mdb);
+    ASSERT_TRUE(garbage.open(QIODevice::WriteOnly));
+    garbage.write(QByteArray(4096, 'x'));
+    garbage.close();
+    qputenv("PATH", "/nonexistent");
+    EXPECT_TRUE(ErrorOf([] { TDatenModul dm; }).contains("kalvex-dbconvert ist nicht installiert"));
+    EXPECT_FALSE(QFile::exists(db));
+    qputenv("PATH", QByteArray(KALVEX_DBCONVERT_DIR) + ":" + path);
+    const QString failed = ErrorOf([] { TDatenModul dm; });
+    EXPECT_TRUE(failed.startsWith("Die alte Datenbank " + mdb + " konnte nicht in das neue Format übernommen werden"))
+        << failed.toStdString();
+    EXPECT_FALSE(QFile::exists(db));
+
+    ASSERT_TRUE(QFile::remove(mdb));
+    ASSERT_TRUE(QFile::copy(sampleMdb(dir), mdb));
+    {
+        TDatenModul dm;
+        EXPECT_EQ(dm.Handler().CalcSQL_Int(0, "select count(*) from Monitor_Authenticate"), 1);
+    }
+    TDatenModul::Free();
+    TLogFile::Uninstall();
+    TConfig::Free();
+    qputenv("PATH", path);
+    qunsetenv("KALVEX_REGISTRY");
+}

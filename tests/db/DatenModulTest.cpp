@@ -3,12 +3,14 @@
 #include "config/IniPlus.h"
 #include "config/KalvexError.h"
 #include "config/LogFileUnit.h"
+#include "config/UserMessages.h"
 #include "config/uConfig.h"
 #include "db/uDatenModul.h"
 
 #include <QDir>
 #include <QRegularExpression>
 #include <QFile>
+#include <QProcess>
 #include <QRegularExpression>
 #include <QSqlDatabase>
 #include <QSqlQuery>
@@ -360,6 +362,147 @@ TEST_P(DatenModulTest, OpeningAndReadingWaitForNoOpenSave)
     if (!IsSQLite())
         w.ExecSQL("SET GLOBAL innodb_lock_wait_timeout = 50");
     EXPECT_TRUE(error.isEmpty()) << error.toStdString();
+}
+
+namespace {
+
+// A second process that reads the store in a transaction of its own until
+// it is released: SQLite cannot commit a change while it reads.
+class TForeignReader {
+public:
+    explicit TForeignReader(const QString& file)
+    {
+        FProcess.start("/usr/bin/python3",
+                       {"-c", "import sqlite3, sys\n"
+                              "c = sqlite3.connect(sys.argv[1], isolation_level=None)\n"
+                              "c.execute('BEGIN')\n"
+                              "c.execute('SELECT count(*) FROM KVXGesendeteMails').fetchall()\n"
+                              "print('reading', flush=True)\n"
+                              "sys.stdin.read()\n"
+                              "c.execute('COMMIT')\n",
+                        file});
+        FReading = FProcess.waitForReadyRead(30000) && FProcess.readLine().trimmed() == "reading";
+    }
+    ~TForeignReader() { Release(); }
+    bool Reading() const { return FReading; }
+    void Release()
+    {
+        FProcess.closeWriteChannel();
+        FProcess.waitForFinished(30000);
+    }
+
+private:
+    QProcess FProcess;
+    bool FReading = false;
+};
+
+}  // namespace
+
+// A save whose commit fails is rolled back and reported; the connection is
+// not left inside the transaction, so the next saves work and stay.
+TEST_P(DatenModulTest, FailedCommitIsReportedAndLeavesNoOpenTransaction)
+{
+    if (!IsSQLite())
+        GTEST_SKIP() << "a reader blocks commits only in the file store";
+    TDatenModul{};   // creates the schema
+    TDatenModul::Free();
+    TQMBDatabaseConfig config;
+    config.HostName = common + "Common04/";
+    config.DatabaseName = "kalvex.db";
+    const QString ini = common + "Common04/KVXIni/serverdboptions.ini";
+    TQMBDatabaseFactory::SaveDatabaseConfig(ini, "Kalvex", config);
+    TIniFile(ini).WriteInteger("Kalvex", "BusyTimeout", 100);
+
+    const QUuid kind = QUuid::createUuid(), vorlage = QUuid::createUuid();
+    {
+        TDatenModul dm;
+        dm.FOrvanProgID = 1;
+        TEMail lost;
+        lost.FBetreff = "Verworfen";
+        TForeignReader reader(storeFile());
+        ASSERT_TRUE(reader.Reading());
+        const QString error = ErrorOf([&] { dm.SaveEMail(lost, TMailStatus::stGesendet); });
+        EXPECT_TRUE(error.startsWith("Die Änderungen konnten nicht in der Datenbank gespeichert werden")) << error.toStdString();
+        EXPECT_EQ(dm.Handler().GetTransactionNestedCount(), 0u);
+        reader.Release();
+
+        TEMail kept;
+        kept.FBetreff = "Gespeichert";
+        EXPECT_EQ(ErrorOf([&] { dm.SaveEMail(kept, TMailStatus::stGesendet); }), "");
+        dm.VorlageAnlegen(kind, vorlage, "Mahnung", "Reminder", "", "", "", false);
+    }
+    TDatenModul reopened;
+    reopened.LoadEMailListeFromDB();
+    ASSERT_EQ(reopened.FEMailListe.Count(), 1);
+    EXPECT_EQ(reopened.FEMailListe[0].FBetreff, "Gespeichert");
+    EXPECT_EQ(reopened.VorlageVorhanden(vorlage), 0);
+}
+
+// A log folder that cannot be written does not stop the module: it says
+// so once and works on without its log.
+TEST_P(DatenModulTest, WorksWithoutItsLogAndSaysSoOnce)
+{
+    if (!IsSQLite())
+        GTEST_SKIP() << "the log does not depend on the store; the message comes once per process";
+    QFile blocker(common + "Common04/KVXLog");   // a file where the log folder should be
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    TRecordingMessages messages;
+    {
+        TDatenModul dm(QString(), nullptr, &messages);
+        TEMail mail;
+        mail.FBetreff = "Ohne Protokoll";
+        dm.SaveEMail(mail, TMailStatus::stGesendet);
+    }
+    TDatenModul again(QString(), nullptr, &messages);
+    again.LoadEMailListeFromDB();
+    ASSERT_EQ(again.FEMailListe.Count(), 1);
+    const QStringList errors = messages.Texts(TRecordingMessages::Kind::Error);
+    ASSERT_EQ(errors.size(), 1);
+    EXPECT_TRUE(errors[0].startsWith("Die Protokolldatei " + common + "Common04/KVXLog/logfile_kalvex.txt kann nicht"))
+        << errors[0].toStdString();
+}
+
+// Temporary files of a server store go to the user's cache folder: its
+// host name is no folder, and relative to the working folder they would
+// land wherever the host runs.
+TEST_P(DatenModulTest, TemporaryFolderIsNeverBelowTheWorkingFolder)
+{
+    qputenv("XDG_CACHE_HOME", FDir.filePath("cache").toUtf8());
+    TDatenModul dm;
+    qunsetenv("XDG_CACHE_HOME");
+    EXPECT_TRUE(QDir::isAbsolutePath(dm.FDatenPfad)) << dm.FDatenPfad.toStdString();
+    EXPECT_TRUE(QDir(dm.FDatenPfad + "KVXTemp").exists()) << dm.FDatenPfad.toStdString();
+    if (IsSQLite())
+        EXPECT_EQ(dm.FDatenPfad, common + "Common04/");
+    else
+        EXPECT_EQ(dm.FDatenPfad, FDir.filePath("cache") + "/kalvex/");
+}
+
+// Without a common folder in the registry the module keeps its files in
+// the user's data folder, and makes nothing below the working folder.
+TEST_P(DatenModulTest, UnknownRegistryMakesNothingInTheWorkingFolder)
+{
+    if (!IsSQLite())
+        GTEST_SKIP() << "the folders do not depend on the store";
+    TConfig::Free();
+    qputenv("KALVEX_REGISTRY", FDir.filePath("nowhere.ini").toUtf8());
+    qputenv("XDG_DATA_HOME", FDir.filePath("user").toUtf8());
+    QTemporaryDir work;
+    const QString before = QDir::currentPath();
+    QDir::setCurrent(work.path());
+    TConfig::Install(std::make_unique<TConfig>(QStringLiteral("Test")));
+    const QString error = ErrorOf([&] {
+        TDatenModul dm;
+        TEMail mail;
+        dm.SaveEMail(mail, TMailStatus::stEntwurf);
+    });
+    QDir::setCurrent(before);
+    qunsetenv("XDG_DATA_HOME");
+    EXPECT_EQ(error, "");
+    EXPECT_EQ(QDir(work.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
+    EXPECT_TRUE(QFile::exists(FDir.filePath("user") + "/kalvex/Common/Common04/kalvex.db"));
+    EXPECT_TRUE(QFile::exists(FDir.filePath("user") + "/kalvex/Common/Common04/KVXLog/logfile_kalvex.txt"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, DatenModulTest, ::testing::ValuesIn(Backends()), BackendName);

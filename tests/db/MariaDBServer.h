@@ -12,6 +12,7 @@
 #include <QTemporaryDir>
 #include <QThread>
 #include <atomic>
+#include <csignal>
 #include <stdexcept>
 #include <string>
 #include <unistd.h>
@@ -26,6 +27,10 @@ public:
         return server;
     }
     const QString& Socket() const { return FSocket; }
+    // Stops the server process where it stands (SIGSTOP) and lets it go on
+    // (SIGCONT): a server that no longer answers, without closing anything.
+    void Freeze() { ::kill(static_cast<pid_t>(FServer.processId()), SIGSTOP); }
+    void Thaw() { ::kill(static_cast<pid_t>(FServer.processId()), SIGCONT); }
 
     // A connection description of a schema of its own (made on connect).
     TQMBDatabaseConfig NewSchema()
@@ -42,6 +47,7 @@ public:
 
     ~MariaDBServer()
     {
+        Thaw();
         FServer.terminate();
         FServer.waitForFinished(20000);
     }

@@ -204,6 +204,91 @@ static void setUpInstallation(char* dir, char* regpath, char* configIni)
     snprintf(configIni, PATH_MAX, "%s/common/Common04/KVXIni/config.ini", dir);
 }
 
+/* Releasing one object leaves the module working for another one: the
+   application of the UI library is torn down only with the last object. */
+static void checkReleaseKeepsOthersWorking(GetFn getV1, GetFn getV5)
+{
+    iEMailV6* m1 = NULL;
+    iEMailV6* m2 = NULL;
+    getV1(&m1);
+    getV5(&m2);
+    CHECK(m1 != NULL && m2 != NULL);
+    CHECK(m1->lpVtbl->Release(m1) == 0);
+    m2->lpVtbl->ShowVerteilerFormLeer(m2, 0, NULL, NULL);
+    CHECK(u16len(lastError()) == 0);
+    CHECK(m2->lpVtbl->Release(m2) == 0);
+}
+
+static IStream* streamOf(CreateStreamFn create, const void* bytes, uint32_t size)
+{
+    IStream* s = NULL;
+    uint32_t n = 0;
+    create(&s);
+    s->lpVtbl->Write(s, bytes, size, &n);
+    return s;
+}
+
+/* The templates as the module lists them, in the record stream's bytes. */
+static size_t templateListBytes(iEMailV6* mail, CreateStreamFn create, char* out, size_t size)
+{
+    IStream* s = NULL;
+    uint32_t n = 0;
+    create(&s);
+    mail->lpVtbl->LoadVorlageListe(mail, s);
+    s->lpVtbl->Seek(s, 0, KALVEX_STREAM_SEEK_SET, NULL);
+    s->lpVtbl->Read(s, out, (uint32_t)size, &n);
+    s->lpVtbl->Release(s);
+    return n;
+}
+
+/* What the host passes in is checked before the store is touched: no
+   database folder, no GUID, a field catalogue that is missing or of
+   another version are refused with a message, and nothing changes; a lone
+   surrogate in a text becomes U+FFFD and leaves its neighbours alone. */
+static void checkTemplateInputs(GetFn get, CreateStreamFn create, const char* dir)
+{
+    iEMailV6* m = NULL;
+    get(&m);
+    kx_char16 folder[PATH_MAX], name[8] = {'A', 0xD800, 'B', 'C', 0};
+    char path[PATH_MAX];
+    snprintf(path, sizeof path, "%s/db", dir);
+    u16(folder, path);
+    m->lpVtbl->InitInterface(m, NULL, NULL, NULL, 2016, 1);
+    CHECK(u16len(lastError()) > 0);
+    m->lpVtbl->InitInterface(m, folder, NULL, NULL, 2016, 1);
+    CHECK(u16len(lastError()) == 0);
+
+    const KGUID zero = {0, 0, 0, {0}}, kind = {0x44000001u, 1, 2, {3, 4, 5, 6, 7, 8, 9, 10}};
+    m->lpVtbl->VorlageArtAnlegen(m, NULL, name, NULL, NULL, NULL, NULL, 5);
+    CHECK(u16contains(lastError(), "GUID"));
+    CHECK(m->lpVtbl->VorlageArtFelderVersion(m, &zero) == -1);
+    CHECK(m->lpVtbl->VorlageVorhanden(m, NULL) == -1 && u16contains(lastError(), "GUID"));
+
+    const unsigned char v1[12] = {1, 0, 0, 0}, v2[12] = {2, 0, 0, 0};
+    IStream* good = streamOf(create, v1, sizeof v1);
+    IStream* other = streamOf(create, v2, sizeof v2);
+    m->lpVtbl->VorlageArtAnlegen(m, &kind, name, NULL, NULL, NULL, good, 3);
+    CHECK(u16len(lastError()) == 0);
+    m->lpVtbl->VorlageArtFelderAktualisieren(m, &kind, NULL, 7);
+    CHECK(u16len(lastError()) > 0);
+    m->lpVtbl->VorlageArtFelderAktualisieren(m, &kind, other, 8);
+    CHECK(u16len(lastError()) > 0);
+    CHECK(m->lpVtbl->VorlageArtFelderVersion(m, &kind) == 3);
+    m->lpVtbl->VorlageArtFelderAktualisieren(m, &kind, good, 9);
+    CHECK(u16len(lastError()) == 0);
+    CHECK(m->lpVtbl->VorlageArtFelderVersion(m, &kind) == 9);
+    good->lpVtbl->Release(good);
+    other->lpVtbl->Release(other);
+
+    const KGUID vorlage = {0x44000002u, 1, 2, {3, 4, 5, 6, 7, 8, 9, 10}};
+    m->lpVtbl->VorlageAnlegen(m, &kind, &vorlage, NULL, NULL, name, NULL, NULL, 0);
+    CHECK(u16len(lastError()) == 0);
+    char bytes[8192];
+    size_t n = templateListBytes(m, create, bytes, sizeof bytes);
+    CHECK(memmem(bytes, n, "A\xEF\xBF\xBD" "BC", 6) != NULL);
+    CHECK(m->lpVtbl->Release(m) == 0);
+}
+
 /* DoFinalize=0 skips the finalisation once and writes the key back to 1. */
 static void checkDoFinalize(GetFn get, const char* configIni)
 {
@@ -271,6 +356,8 @@ int main(int argc, char** argv)
 
     for (int i = 0; i < 6; ++i)
         CHECK(objects[i]->lpVtbl->Release(objects[i]) == 0);
+    checkReleaseKeepsOthersWorking(get[0], get[4]);
+    checkTemplateInputs(get[4], create, dir);
     checkDoFinalize(get[5], configIni);
     finalizeFn();
 

@@ -6,6 +6,8 @@
 #include <QSqlError>
 #include <QSqlQuery>
 
+#include <algorithm>
+
 namespace kalvex {
 
 namespace {
@@ -25,6 +27,17 @@ void execOrThrow(QSqlQuery& query, const QString& sql)
 {
     if (!query.exec(sql))
         throw EKalvex(query.lastError().text());
+}
+
+// A server that stops answering (frozen, cut off without a reset) would
+// otherwise block the client library in its read for ever. Waiting for the
+// schema lock reads longer than the time-out allows: see BeginSchemaChange.
+QStringList timeoutOptions(int seconds)
+{
+    const int connect = std::min(seconds, TQMBMariaDBDatabase::ConnectTimeoutSeconds);
+    return {QStringLiteral("MYSQL_OPT_CONNECT_TIMEOUT=%1").arg(connect),
+            QStringLiteral("MYSQL_OPT_READ_TIMEOUT=%1").arg(seconds),
+            QStringLiteral("MYSQL_OPT_WRITE_TIMEOUT=%1").arg(seconds)};
 }
 
 }  // namespace
@@ -60,7 +73,7 @@ TQMBMariaDBDatabase::TQMBMariaDBDatabase(const TQMBDatabaseConfig& config)
     : TQMBQtSqlDatabase(config, QStringLiteral("QMYSQL"))
 {
     QSqlDatabase db = Connection();
-    QStringList options{QStringLiteral("MYSQL_OPT_CONNECT_TIMEOUT=%1").arg(ConnectTimeoutSeconds)};
+    QStringList options = timeoutOptions(config.Options.ServerTimeoutSeconds);
     if (isSocketPath(config.HostName)) {
         db.setHostName(QStringLiteral("localhost"));
         options << QStringLiteral("UNIX_SOCKET=") + config.HostName;
@@ -339,10 +352,18 @@ QString TQMBMariaDBDataBaseHandler::BuildSqlDataLength(const QString& field, boo
 
 namespace kalvex {
 
+// The server answers GET_LOCK only when its wait ends: that wait must end
+// before the connection's read time-out does.
+int TQMBMariaDBDataBaseHandler::schemaLockWaitSeconds() const
+{
+    const int readTimeout = FDatabase->ConnectionInfo().Options.ServerTimeoutSeconds;
+    return std::max(1, std::min(SchemaLockTimeoutSeconds, readTimeout - 2));
+}
+
 void TQMBMariaDBDataBaseHandler::BeginSchemaChange()
 {
     const qint64 got = CalcSQL_Int(0, QStringLiteral("SELECT GET_LOCK('kalvex_schema', :t)"),
-                                   {P(QStringLiteral("t"), SchemaLockTimeoutSeconds)});
+                                   {P(QStringLiteral("t"), schemaLockWaitSeconds())});
     if (got != 1)
         throw EKalvex(Tx(2501, "Die Datenbank %1 wird gerade von einem anderen Programm eingerichtet. "
                                "Bitte versuchen Sie es später noch einmal.")

@@ -70,6 +70,7 @@ public:
     void EndSchemaChange(bool commit) override;
 
 protected:
+    int schemaLockWaitSeconds() const;
     QString InsertedIdSQL() const override { return QStringLiteral("SELECT LAST_INSERT_ID()"); }
     QString AlterColumnKeyword() const override { return QStringLiteral("MODIFY COLUMN"); }
     QString TableOptions() const override { return QStringLiteral(" ENGINE=InnoDB DEFAULT CHARSET=utf8mb4"); }

@@ -1,6 +1,7 @@
 #include "db/qtsql/QtSqlStore.h"
 
 #include "config/KalvexError.h"
+#include "config/LanguageUnit.h"
 #include "config/LogFileUnit.h"
 #include "mailinterface/EMail.h"
 #include "mailinterface/StreamIO.h"
@@ -468,12 +469,21 @@ void TQMBQtSqlDatabaseHandler::BeginTrans()
     ++FTransactionNestedCount;
 }
 
+// A commit that fails (another process still reads, the server went away)
+// leaves the engine inside the transaction: it is rolled back at once, so
+// the next transaction starts clean and the caller learns that nothing of
+// the work was kept.
 void TQMBQtSqlDatabaseHandler::CommitTrans()
 {
     if (FTransactionNestedCount == 0)
         return;
-    if (--FTransactionNestedCount == 0 && !db().Connection().commit())
-        throw EKalvex(ErrorMessage(db().Connection().lastError()));
+    if (--FTransactionNestedCount > 0 || db().Connection().commit())
+        return;
+    const QString error = ErrorMessage(db().Connection().lastError());
+    db().Connection().rollback();
+    addlog(QStringLiteral("CommitTrans: ") + error, TLogLevel::llNormal, true);
+    throw EKalvex(Tx(4400, "Die Änderungen konnten nicht in der Datenbank gespeichert werden und wurden verworfen.")
+                  + QStringLiteral(" (") + error + QLatin1Char(')'));
 }
 
 // An inner rollback is only counted: the outermost end decides.

@@ -48,7 +48,7 @@ TQMBSQLiteDatabase::TQMBSQLiteDatabase(const TQMBDatabaseConfig& config)
     checkFormats(config.Options);
     QSqlDatabase db = Connection();
     db.setDatabaseName(config.FilePath());
-    db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(BusyTimeoutMs));
+    db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(config.Options.BusyTimeoutMs));
 }
 
 // Opening checks that the file is a database (SQLite itself would only

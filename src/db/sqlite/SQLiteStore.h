@@ -9,7 +9,6 @@ namespace kalvex {
 
 class TQMBSQLiteDatabase : public TQMBQtSqlDatabase {
 public:
-    static constexpr int BusyTimeoutMs = 10000;
     explicit TQMBSQLiteDatabase(const TQMBDatabaseConfig& config);
 
 protected:

@@ -2,6 +2,7 @@
 
 #include "config/ControlCharacters.h"
 #include "config/LanguageUnit.h"
+#include "config/LogFileUnit.h"
 
 #include <QEventLoop>
 #include <QJsonDocument>
@@ -148,6 +149,8 @@ TOAuthTokens TokensFromResponse(const QJsonObject& r, const QString& previousRef
     t.refreshToken = text(r, "refresh_token").isEmpty() ? previousRefreshToken : text(r, "refresh_token");
     t.user = UserFromIdToken(text(r, "id_token"));
     t.grantedScope = text(r, "scope").simplified();
+    TLogFile::RegisterSecret(t.accessToken);
+    TLogFile::RegisterSecret(t.refreshToken);
     return t;
 }
 

@@ -2,6 +2,7 @@
 
 #include "config/IniPlus.h"
 #include "config/LanguageUnit.h"
+#include "config/LogFileUnit.h"
 #include "config/uCrypt.h"
 #include "send/oauth/OAuthTokens.h"
 #include "send/oauth/SecretStore.h"
@@ -88,6 +89,7 @@ TStoredSignIn TTokenStore::Load() const
         if (SecretStoreRead(keychainKey(), secret))
             readSecret(secret, s);
     }
+    TLogFile::RegisterSecret(s.refreshToken);
     return s;
 }
 
