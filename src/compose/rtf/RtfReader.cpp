@@ -20,6 +20,18 @@ constexpr int kMaxDepth = 4096;   // deeper groups are counted, not stacked
 
 enum class TDest { Text, Skip, FontTable, ColorTable, Pict, ListText, FieldInst, ListTable, LevelText, ListOverrides, Pn };
 
+struct TPara {
+    Qt::Alignment align = Qt::AlignLeft;
+    int left = 0, first = 0;
+    int spaceBefore = 0, spaceAfter = 0, lineSpacing = 0;   // twips
+    bool lineMultiple = false;
+    bool inTable = false;
+    int ls = 0, level = 0;   // \ls and \ilvl
+    QTextListFormat::Style pnStyle = QTextListFormat::ListStyleUndefined;
+    int pnLevel = 0;
+};
+
+// Character and paragraph properties are scoped by groups.
 struct TState {
     TDest dest = TDest::Text;
     bool bold = false, italic = false, underline = false;
@@ -27,6 +39,7 @@ struct TState {
     int ucSkip = 1;
     int field = -1;   // the \field whose instruction or result this group is
     QString href;     // the link target of a HYPERLINK field's result
+    TPara para;
 };
 
 // One side of a cell or row border as the \brdr words describe it.
@@ -67,16 +80,6 @@ void applyBorder(QTextTableCellFormat& format, TBorderSide side, const TBorder& 
         SetCellBorderColor(format, side, border.color);
 }
 
-struct TPara {
-    Qt::Alignment align = Qt::AlignLeft;
-    int left = 0, first = 0;
-    int spaceBefore = 0, spaceAfter = 0, lineSpacing = 0;   // twips
-    bool lineMultiple = false;
-    bool inTable = false;
-    int ls = 0, level = 0;   // \ls and \ilvl
-    QTextListFormat::Style pnStyle = QTextListFormat::ListStyleUndefined;
-    int pnLevel = 0;
-};
 
 // The target of a HYPERLINK field: its address, or "#anchor" for \l.
 QString hyperlinkTarget(const QString& instruction)
@@ -120,6 +123,8 @@ private:
     void rawByte(unsigned char b);
     void binaryData(qsizetype count);
     int codePage() const;
+    void plainCharacters();
+    void listTextAsText();
     bool characterWord(const QString& word, bool hasArg, int arg);
     bool paragraphWord(const QString& word, int arg);
     bool tableWord(const QString& word, int arg);
@@ -134,6 +139,7 @@ private:
     void leaveTable();
     void startPendingRow();
     void prepareInsert();
+    void dropClosingParagraph();
     void mergeRowCells();
     void mergeRowDown();
     void formatRowCells();
@@ -145,6 +151,8 @@ private:
     void insertPicture();
     QTextCharFormat format() const;
     TState& st() { return FStack.back(); }
+    TPara& para() { return FStack.back().para; }
+    const TPara& para() const { return FStack.back().para; }
 
     const QString& FIn;
     qsizetype FPos = 0;
@@ -155,7 +163,6 @@ private:
     int FSkipChars = 0;
     bool FIgnorable = false;
     int FDefaultFont = 0;   // after \*: an unknown destination is skipped
-    TPara FPara;
     QStringList FFonts;
     QHash<int, int> FFontPages;   // font number -> code page of its \fcharset or \cpg
     TRtfByteDecoder FDecoder;
@@ -204,7 +211,7 @@ QTextCharFormat TRtfReader::format() const
 
 void TRtfReader::ensureTableCell()
 {
-    if (!FPara.inTable || FTable)
+    if (!para().inTable || FTable)
         return;
     const int columns = std::max<int>(1, static_cast<int>(FRowCellX.size()));
     const QTextTableFormat tf = tableFormat();
@@ -330,9 +337,18 @@ void TRtfReader::formatRowCells()
     }
 }
 
+// "text\par\cell" (pandoc) ends the cell's last paragraph twice: the empty
+// one after the \par is no paragraph of the cell.
+void TRtfReader::dropClosingParagraph()
+{
+    const QTextTableCell cell = FTable ? FTable->cellAt(FCursor) : QTextTableCell();
+    if (cell.isValid() && FCursor.block().length() <= 1 && FCursor.block().position() > cell.firstPosition())
+        FCursor.deletePreviousChar();
+}
+
 void TRtfReader::prepareInsert()
 {
-    if (!FPara.inTable)
+    if (!para().inTable)
         leaveTable();
     else
         ensureTableCell();
@@ -412,15 +428,15 @@ void TRtfReader::rawByte(unsigned char b)
 QTextBlockFormat TRtfReader::paragraphFormat() const
 {
     QTextBlockFormat bf;
-    bf.setAlignment(FPara.align);
-    if (FPara.spaceBefore > 0)
-        bf.setTopMargin(std::min(FPara.spaceBefore, 31680) / 15.0);
-    if (FPara.spaceAfter > 0)
-        bf.setBottomMargin(std::min(FPara.spaceAfter, 31680) / 15.0);
-    const int line = std::clamp(FPara.lineSpacing, -31680, 31680);
-    if (line > 0 && FPara.lineMultiple)
+    bf.setAlignment(para().align);
+    if (para().spaceBefore > 0)
+        bf.setTopMargin(std::min(para().spaceBefore, 31680) / 15.0);
+    if (para().spaceAfter > 0)
+        bf.setBottomMargin(std::min(para().spaceAfter, 31680) / 15.0);
+    const int line = std::clamp(para().lineSpacing, -31680, 31680);
+    if (line > 0 && para().lineMultiple)
         bf.setLineHeight(std::max(line * 100 / 240, 10), QTextBlockFormat::ProportionalHeight);
-    else if (line != 0 && !FPara.lineMultiple)
+    else if (line != 0 && !para().lineMultiple)
         bf.setLineHeight(std::abs(line) / 15.0, line > 0 ? QTextBlockFormat::MinimumHeight : QTextBlockFormat::FixedHeight);
     return bf;
 }
@@ -431,20 +447,20 @@ QTextBlockFormat TRtfReader::paragraphFormat() const
 bool TRtfReader::listOfParagraph(QTextListFormat& format, int& key) const
 {
     const QString marker = FListText.trimmed();
-    if (FPara.ls > 0 && FListTable.Knows(FPara.ls)) {
-        format.setStyle(FListTable.Style(FPara.ls, FPara.level));
-        format.setIndent(FPara.level + 1);
-        key = FPara.ls;
-    } else if (FPara.pnStyle != QTextListFormat::ListStyleUndefined) {
-        format.setStyle(FPara.pnStyle);
-        format.setIndent(std::clamp(FPara.pnLevel, 1, kListLevels));
+    if (para().ls > 0 && FListTable.Knows(para().ls)) {
+        format.setStyle(FListTable.Style(para().ls, para().level));
+        format.setIndent(para().level + 1);
+        key = para().ls;
+    } else if (para().pnStyle != QTextListFormat::ListStyleUndefined) {
+        format.setStyle(para().pnStyle);
+        format.setIndent(std::clamp(para().pnLevel, 1, kListLevels));
         key = 0;
     } else if (!marker.isEmpty()) {
         const QChar first = marker.front();
         format.setStyle(first.isDigit() ? QTextListFormat::ListDecimal
                         : first.isLower() && marker.size() <= 3 ? QTextListFormat::ListLowerAlpha
                         : first.isUpper() && marker.size() <= 3 ? QTextListFormat::ListUpperAlpha : QTextListFormat::ListDisc);
-        format.setIndent(std::clamp(qRound(std::max(0, FPara.left) / double(kIndentTwips)), 1, kListLevels));
+        format.setIndent(std::clamp(qRound(std::max(0, para().left) / double(kIndentTwips)), 1, kListLevels));
         key = 0;
     }
     return format.style() != QTextListFormat::ListStyleUndefined;
@@ -473,7 +489,7 @@ void TRtfReader::applyList()
 void TRtfReader::endParagraph()
 {
     QTextBlockFormat bf = paragraphFormat();
-    const int left = std::max(0, FPara.left);
+    const int left = std::max(0, para().left);
     QTextListFormat probe;
     int key = 0;
     if (!listOfParagraph(probe, key)) {   // a list item's indent is its list's
@@ -481,7 +497,7 @@ void TRtfReader::endParagraph()
             bf.setIndent(left / kIndentTwips);
         else
             bf.setLeftMargin(left / 15.0);
-        bf.setTextIndent(FPara.first / 15.0);
+        bf.setTextIndent(para().first / 15.0);
     }
     FCursor.setBlockFormat(bf);
     applyList();
@@ -567,14 +583,14 @@ bool TRtfReader::listTableWord(const QString& w, int arg)
 void TRtfReader::pnWord(const QString& w, int arg)
 {
     const QTextListFormat::Style style = PnWordStyle(w);
-    if (w == QLatin1String("pnlvlbody") && FPara.pnStyle != QTextListFormat::ListStyleUndefined)
+    if (w == QLatin1String("pnlvlbody") && para().pnStyle != QTextListFormat::ListStyleUndefined)
         return;   // the body level keeps a kind named before it
     if (style != QTextListFormat::ListStyleUndefined)
-        FPara.pnStyle = style;
+        para().pnStyle = style;
     else if (w == QLatin1String("pnlvl")) {
-        FPara.pnLevel = std::clamp(arg, 1, kListLevels);
-        if (FPara.pnStyle == QTextListFormat::ListStyleUndefined)
-            FPara.pnStyle = QTextListFormat::ListDecimal;
+        para().pnLevel = std::clamp(arg, 1, kListLevels);
+        if (para().pnStyle == QTextListFormat::ListStyleUndefined)
+            para().pnStyle = QTextListFormat::ListDecimal;
     } else if (w == QLatin1String("pntxtb") || w == QLatin1String("pntxta"))
         st().dest = TDest::Skip;
 }
@@ -603,6 +619,16 @@ bool TRtfReader::pictureWord(const QString& w, int arg)
     return true;
 }
 
+// \plain: the character properties as at the start, all else kept.
+void TRtfReader::plainCharacters()
+{
+    TState& s = st();
+    s.bold = s.italic = s.underline = false;
+    s.halfPoints = 24;
+    s.color = 0;
+    s.font = FDefaultFont;
+}
+
 bool TRtfReader::characterWord(const QString& w, bool hasArg, int arg)
 {
     const bool on = !hasArg || arg != 0;
@@ -614,7 +640,7 @@ bool TRtfReader::characterWord(const QString& w, bool hasArg, int arg)
     else if (w == QLatin1String("f")) st().font = std::clamp(arg, 0, 4095);
     else if (w == QLatin1String("deff")) FDefaultFont = st().font = std::clamp(arg, 0, 4095);
     else if (w == QLatin1String("cf")) st().color = std::clamp(arg, 0, 4095);
-    else if (w == QLatin1String("plain")) { TState plain; plain.dest = st().dest; plain.ucSkip = st().ucSkip; plain.field = st().field; plain.href = st().href; plain.font = FDefaultFont; st() = plain; }
+    else if (w == QLatin1String("plain")) plainCharacters();
     else if (w == QLatin1String("red")) FRed = std::clamp(arg, 0, 255);
     else if (w == QLatin1String("green")) FGreen = std::clamp(arg, 0, 255);
     else if (w == QLatin1String("blue")) FBlue = std::clamp(arg, 0, 255);
@@ -627,41 +653,56 @@ bool TRtfReader::characterWord(const QString& w, bool hasArg, int arg)
 
 bool TRtfReader::paragraphWord(const QString& w, int arg)
 {
+    if (w == QLatin1String("line") || w == QLatin1String("tab")) {
+        text(w == QLatin1String("tab") ? QChar('\t') : QChar::LineSeparator);
+        return true;
+    }
+    if (st().dest == TDest::ListText && w == QLatin1String("par"))
+        listTextAsText();
     if (st().dest != TDest::Text)
         return w == QLatin1String("par") || w == QLatin1String("pard");   // inside \listtext they are no paragraph
     if (w == QLatin1String("par")) {
-        if (!FPara.inTable) {
+        if (!para().inTable) {
             leaveTable();
         } else {   // a paragraph inside a cell, also the cell's first one
             ensureTableCell();
             startPendingRow();
             FCursor.insertBlock();
         }
-        if (!FPara.inTable)
+        if (!para().inTable)
             endParagraph();
-    } else if (w == QLatin1String("pard")) FPara = TPara{};
-    else if (w == QLatin1String("ql")) FPara.align = Qt::AlignLeft;
-    else if (w == QLatin1String("qc")) FPara.align = Qt::AlignHCenter;
-    else if (w == QLatin1String("qr")) FPara.align = Qt::AlignRight;
-    else if (w == QLatin1String("qj")) FPara.align = Qt::AlignJustify;
-    else if (w == QLatin1String("li")) FPara.left = arg;
-    else if (w == QLatin1String("fi")) FPara.first = arg;
-    else if (w == QLatin1String("intbl")) FPara.inTable = true;
-    else if (w == QLatin1String("ls")) FPara.ls = arg;
-    else if (w == QLatin1String("ilvl")) FPara.level = std::clamp(arg, 0, kListLevels - 1);
+    } else if (w == QLatin1String("pard")) para() = TPara{};
+    else if (w == QLatin1String("ql")) para().align = Qt::AlignLeft;
+    else if (w == QLatin1String("qc")) para().align = Qt::AlignHCenter;
+    else if (w == QLatin1String("qr")) para().align = Qt::AlignRight;
+    else if (w == QLatin1String("qj")) para().align = Qt::AlignJustify;
+    else if (w == QLatin1String("li")) para().left = arg;
+    else if (w == QLatin1String("fi")) para().first = arg;
+    else if (w == QLatin1String("intbl")) para().inTable = true;
+    else if (w == QLatin1String("ls")) para().ls = arg;
+    else if (w == QLatin1String("ilvl")) para().level = std::clamp(arg, 0, kListLevels - 1);
     else if (spacingWord(w, arg)) return true;
-    else if (w == QLatin1String("line")) text(QChar::LineSeparator);
-    else if (w == QLatin1String("tab")) text(QLatin1Char('\t'));
     else return false;
     return true;
 }
 
+// A marker holds no paragraph end: a \listtext group with \par in it
+// (AbiWord writes such) is the paragraph's text.
+void TRtfReader::listTextAsText()
+{
+    for (auto it = FStack.rbegin(); it != FStack.rend() && it->dest == TDest::ListText; ++it)
+        it->dest = TDest::Text;
+    const QString marker = std::exchange(FListText, QString());
+    for (const QChar c : marker)
+        text(c);
+}
+
 bool TRtfReader::spacingWord(const QString& w, int arg)
 {
-    if (w == QLatin1String("sb")) FPara.spaceBefore = arg;
-    else if (w == QLatin1String("sa")) FPara.spaceAfter = arg;
-    else if (w == QLatin1String("sl")) FPara.lineSpacing = arg;
-    else if (w == QLatin1String("slmult")) FPara.lineMultiple = arg == 1;
+    if (w == QLatin1String("sb")) para().spaceBefore = arg;
+    else if (w == QLatin1String("sa")) para().spaceAfter = arg;
+    else if (w == QLatin1String("sl")) para().lineSpacing = arg;
+    else if (w == QLatin1String("slmult")) para().lineMultiple = arg == 1;
     else return false;
     return true;
 }
@@ -669,7 +710,7 @@ bool TRtfReader::spacingWord(const QString& w, int arg)
 bool TRtfReader::tableWord(const QString& w, int arg)
 {
     if (w == QLatin1String("trowd")) {
-        FPara.inTable = true;   // text of a row defined here belongs to its cells, \intbl or not
+        para().inTable = true;   // text of a row defined here belongs to its cells, \intbl or not
         FRowCellX.clear();
         FRowCells.clear();
         FNextCell = TCellDef{};
@@ -690,9 +731,10 @@ bool TRtfReader::tableWord(const QString& w, int arg)
     } else if (cellWord(w, arg) || borderWord(w, arg)) {
         return true;
     } else if (w == QLatin1String("cell")) {
-        FPara.inTable = true;
+        para().inTable = true;
         ensureTableCell();
         startPendingRow();
+        dropClosingParagraph();
         if (FTable && FCol + 1 < FTable->columns())
             FCursor = FTable->cellAt(FRow, ++FCol).firstCursorPosition();
         else if (FTable)
@@ -843,6 +885,8 @@ void TRtfReader::Read()
                 ++FOverflow;
         } else if (c == QLatin1Char('}')) {
             groupEnd();
+            if (FStack.size() == 1 && FOverflow == 0)
+                break;   // the document's group is closed: what follows (RichEdit's NUL) is not text
         } else if (c == QLatin1Char('\\')) {
             if (FPos >= n)
                 break;
@@ -882,8 +926,8 @@ void TRtfReader::Read()
                 else if (d == QLatin1Char('\\') || d == QLatin1Char('{') || d == QLatin1Char('}')) text(d);
                 else if (d == QLatin1Char('\n') || d == QLatin1Char('\r')) paragraphWord(QStringLiteral("par"), 0);
             }
-        } else if (c == QLatin1Char('\r') || c == QLatin1Char('\n')) {
-            continue;
+        } else if (c.unicode() < 0x20 && c != QLatin1Char('\t')) {
+            continue;   // line ends and control characters are no text
         } else if (st().dest == TDest::Pict) {
             if (c.unicode() < 128)
                 FPicture.AddHexDigit(c.toLatin1());
