@@ -57,8 +57,9 @@ QList<TPicture> pictures(const QTextDocument& doc)
         for (auto it = b.begin(); !it.atEnd(); ++it)
             if (const QTextCharFormat f = it.fragment().charFormat(); f.isImageFormat()) {
                 const QTextImageFormat image = f.toImageFormat();
-                out.append({doc.resource(QTextDocument::ImageResource, QUrl(image.name())).toByteArray(), image.name(),
-                            QSizeF(image.width(), image.height())});
+                for (int i = 0; i < it.fragment().length(); ++i)   // equal neighbours share a fragment
+                    out.append({doc.resource(QTextDocument::ImageResource, QUrl(image.name())).toByteArray(), image.name(),
+                                QSizeF(image.width(), image.height())});
             }
     return out;
 }

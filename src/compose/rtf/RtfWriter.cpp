@@ -352,8 +352,9 @@ static QString spacing(const QTextBlockFormat& bf)
 void TRtfWriter::writeFragment(const QTextFragment& fragment)
 {
     const QTextCharFormat f = fragment.charFormat();
-    if (f.isImageFormat()) {
-        writeImage(f.toImageFormat());
+    if (f.isImageFormat()) {   // equal pictures side by side share one fragment
+        for (int i = 0; i < fragment.length(); ++i)
+            writeImage(f.toImageFormat());
         return;
     }
     FBody += QLatin1Char('{') + charFormat(f) + escapeText(fragment.text()) + QLatin1Char('}');
