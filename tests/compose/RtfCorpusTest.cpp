@@ -10,6 +10,9 @@
 #include <QFile>
 #include <QGuiApplication>
 #include <QImage>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
 #include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
@@ -183,4 +186,65 @@ TEST(RtfCorpus, LettersOfOtherProgramsReadAndWriteBack)
         for (int i = 0; i < std::min(before.size(), after.size()); ++i)
             EXPECT_EQ(after[i].bytes, before[i].bytes);   // byte for byte, so the same name
     }
+}
+
+namespace {
+
+// LibreOffice converts an RTF file to UTF-8 text, in a profile of its own.
+QString libreOfficeText(const QString& rtf)
+{
+    QTemporaryDir dir;
+    QFile file(dir.filePath("brief.rtf"));
+    EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(rtf.toLatin1());   // the writer writes 7-bit text
+    file.close();
+    QProcess office;
+    office.setWorkingDirectory(dir.path());
+    office.start("soffice", {"-env:UserInstallation=" + QUrl::fromLocalFile(dir.filePath("profile")).toString(), "--headless",
+                             "--convert-to", "txt:Text (encoded):UTF8", "--outdir", dir.path(), file.fileName()});
+    EXPECT_TRUE(office.waitForFinished(180000)) << "soffice (Debian libreoffice-writer-nogui) did not finish";
+    QFile text(dir.filePath("brief.txt"));
+    EXPECT_TRUE(text.open(QIODevice::ReadOnly)) << office.readAllStandardError().toStdString();
+    return QString::fromUtf8(text.readAll());
+}
+
+}  // namespace
+
+// What the module stores opens in LibreOffice with its bullets, numbers and
+// table cells.
+TEST(RtfCorpus, LibreOfficeReadsWhatTheWriterWrites)
+{
+    app();
+    QTextDocument doc;
+    QTextCursor c(&doc);
+    c.insertText(QString::fromUtf8("Grüße für <Name> – 25 €"));
+    c.insertBlock();
+    c.createList(QTextListFormat::ListDisc);
+    c.insertText("Apfel");
+    c.insertBlock();
+    c.insertText("Birne");
+    c.insertBlock();
+    c.createList(QTextListFormat::ListDecimal);
+    c.insertText("Eins");
+    c.insertBlock();
+    c.insertText("Zwei");
+    c.insertBlock(QTextBlockFormat());
+    QTextCharFormat link;
+    link.setAnchor(true);
+    link.setAnchorHref("https://example.com/kalvex");
+    c.insertText("Seite", link);
+    c.insertBlock(QTextBlockFormat(), QTextCharFormat());
+    QTextTable* table = c.insertTable(2, 2);
+    table->cellAt(0, 0).firstCursorPosition().insertText("Zelle A1");
+    table->cellAt(1, 1).firstCursorPosition().insertText("Zelle B2");
+    c = table->lastCursorPosition();
+    c.movePosition(QTextCursor::NextBlock);
+    doc.addResource(QTextDocument::ImageResource, QUrl("kalvex-image://logo"), corpusFile("logo.png"));
+    c.insertImage("kalvex-image://logo");
+
+    const QString text = libreOfficeText(DocumentToRtf(doc));
+    for (const char* line : {"^Grüße für <Name> – 25 €$", "^\\s*•\\s+Apfel$", "^\\s*•\\s+Birne$", "^\\s*1\\.\\s+Eins$",
+                             "^\\s*2\\.\\s+Zwei$", "^Seite$", "^Zelle A1$", "^Zelle B2$"})
+        EXPECT_TRUE(text.contains(QRegularExpression(QString::fromUtf8(line), QRegularExpression::MultilineOption)))
+            << line << "\nin:\n" << text.toStdString();
 }
