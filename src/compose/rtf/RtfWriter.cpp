@@ -35,7 +35,7 @@ private:
     void writeImage(const QTextImageFormat& format);
     QString listParagraph(const QTextBlock& block, QTextList* list);
     int listNumber(const QTextList* list);
-    QString escapeText(const QString& text) const;
+    QString escapeText(const QString& text, bool unicodeOnly) const;
     QString charFormat(const QTextCharFormat& f);
 
     const QTextDocument& FDoc;
@@ -58,7 +58,9 @@ bool inCp1252(char16_t c, QByteArray& byte)
     return true;
 }
 
-QString escapeChar(QChar ch)
+// Text in the Symbol font is read back through the font's own encoding:
+// every non-ASCII character is written as \uN there.
+QString escapeChar(QChar ch, bool unicodeOnly = false)
 {
     const char16_t c = ch.unicode();
     if (c == '\\' || c == '{' || c == '}')
@@ -70,7 +72,7 @@ QString escapeChar(QChar ch)
     if (c < 0x80)
         return QString(ch);
     QByteArray byte;
-    if (inCp1252(c, byte))
+    if (!unicodeOnly && inCp1252(c, byte))
         return QStringLiteral("\\'%1").arg(static_cast<unsigned char>(byte[0]), 2, 16, QLatin1Char('0'));
     return QStringLiteral("\\u%1?").arg(static_cast<int16_t>(c));
 }
@@ -214,8 +216,9 @@ int TRtfWriter::colorIndex(const QColor& color)
     return static_cast<int>(i) + 1;   // 0 is the automatic colour
 }
 
-// Placeholders "<...>" (no blanks, no line break) are kept raw and whole.
-QString TRtfWriter::escapeText(const QString& text) const
+// Placeholders "<...>" (no line break, no C1 control, which a reader
+// would take for a byte of the code page) are kept raw and whole.
+QString TRtfWriter::escapeText(const QString& text, bool unicodeOnly) const
 {
     QString out;
     for (qsizetype i = 0; i < text.size(); ++i) {
@@ -224,13 +227,14 @@ QString TRtfWriter::escapeText(const QString& text) const
             const QString inner = close > i ? text.mid(i + 1, close - i - 1) : QString();
             if (close > i && !inner.isEmpty() && !inner.contains(QLatin1Char('<'))
                 && !inner.contains(QLatin1Char('\\')) && !inner.contains(QLatin1Char('{')) && !inner.contains(QLatin1Char('}'))
-                && !inner.contains(QChar::LineSeparator)) {
+                && !inner.contains(QChar::LineSeparator) && !unicodeOnly
+                && std::none_of(inner.begin(), inner.end(), [](QChar ch) { return ch.unicode() >= 0x80 && ch.unicode() < 0xA0; })) {
                 out += text.mid(i, close - i + 1);
                 i = close;
                 continue;
             }
         }
-        out += escapeChar(text.at(i));
+        out += escapeChar(text.at(i), unicodeOnly);
     }
     return out;
 }
@@ -357,7 +361,8 @@ void TRtfWriter::writeFragment(const QTextFragment& fragment)
             writeImage(f.toImageFormat());
         return;
     }
-    FBody += QLatin1Char('{') + charFormat(f) + escapeText(fragment.text()) + QLatin1Char('}');
+    const bool symbol = f.fontFamilies().toStringList().value(0) == QLatin1String("Symbol");
+    FBody += QLatin1Char('{') + charFormat(f) + escapeText(fragment.text(), symbol) + QLatin1Char('}');
 }
 
 void TRtfWriter::writeBlock(const QTextBlock& block, bool inTable)
