@@ -455,6 +455,9 @@ TEST(Rtf, EightBitTextFollowsCodePagesAndCharacterSets)
         RtfToDocument(RtfTextFromBytes(rtf), doc);
         EXPECT_EQ(doc.toPlainText().toStdString(), expected) << rtf.toStdString();
     }
+    QTextDocument plain;   // a file without RTF is UTF-8 text
+    RtfToDocument(RtfTextFromBytes("\xef\xbb\xbfGr\xc3\xbc\xc3\x9f" "e"), plain);
+    EXPECT_EQ(plain.toPlainText(), QString::fromUtf8("Grüße"));
 }
 
 // Pictures of both forms are read once each, named by their bytes, at the

@@ -4,6 +4,7 @@
 #include "compose/rtf/RtfCodePage.h"
 #include "compose/rtf/RtfLists.h"
 #include "compose/rtf/RtfPicture.h"
+#include "compose/rtf/RtfTableRow.h"
 
 #include <QRegularExpression>
 #include <QTextBlock>
@@ -42,23 +43,7 @@ struct TState {
     TPara para;
 };
 
-// One side of a cell or row border as the \brdr words describe it.
-struct TBorder {
-    bool given = false, styled = false, none = false;
-    double width = -1;   // pixels, -1 when not given
-    QColor color;
-};
-
-// A cell as its row definition describes it.
-struct TCellDef {
-    int merge = 0, verticalMerge = 0;   // 1 first of a merge, 2 merged into the one before (above)
-    QTextTableCellFormat format;
-    TBorder sides[4];   // by TBorderSide
-};
-
 constexpr int kIndentTwips = 720;
-constexpr int kRowBorderBase = 4;   // FBorderSide of the row's borders: 4 + side, 8 inside horizontal, 9 inside vertical
-constexpr int kInsideVertical = 9;
 constexpr int kMaxFieldInstruction = 2048;
 
 bool hasCellBorders(const QTextTableCellFormat& format)
@@ -68,18 +53,6 @@ bool hasCellBorders(const QTextTableCellFormat& format)
             return true;
     return false;
 }
-
-// A line style without a width of its own is one pixel wide.
-void applyBorder(QTextTableCellFormat& format, TBorderSide side, const TBorder& border)
-{
-    if (!border.given)
-        return;
-    const bool drawn = border.styled && !border.none;
-    SetCellBorder(format, side, drawn ? (border.width > 0 ? border.width : 1.0) : 0);
-    if (drawn && border.color.isValid())
-        SetCellBorderColor(format, side, border.color);
-}
-
 
 // The target of a HYPERLINK field: its address, or "#anchor" for \l.
 QString hyperlinkTarget(const QString& instruction)
@@ -143,11 +116,6 @@ private:
     void mergeRowCells();
     void mergeRowDown();
     void formatRowCells();
-    void applyRowBorders(QTextTableCellFormat& format, const TCellDef& cell, int column, int columns) const;
-    bool cellWord(const QString& word, int arg);
-    bool borderWord(const QString& word, int arg);
-    QTextTableFormat tableFormat() const;
-    QColor colorAt(int index) const;
     void insertPicture();
     QTextCharFormat format() const;
     TState& st() { return FStack.back(); }
@@ -161,8 +129,8 @@ private:
     std::vector<TState> FStack{TState{}};
     int FOverflow = 0;
     int FSkipChars = 0;
-    bool FIgnorable = false;
-    int FDefaultFont = 0;   // after \*: an unknown destination is skipped
+    bool FIgnorable = false;   // after \*: an unknown destination is skipped
+    int FDefaultFont = 0;
     QStringList FFonts;
     QHash<int, int> FFontPages;   // font number -> code page of its \fcharset or \cpg
     TRtfByteDecoder FDecoder;
@@ -178,13 +146,7 @@ private:
     int FCodePage = 1252;
     // Tables.
     QTextTable* FTable = nullptr;
-    QList<int> FCellX;
-    QList<int> FRowCellX;
-    QList<TCellDef> FRowCells;
-    TCellDef FNextCell;
-    int FBorderSide = -1;   // TBorderSide of the cell border being described, or kRowBorderBase + side
-    TBorder FRowBorders[6];   // top, left, bottom, right as TBorderSide, inside horizontal, inside vertical
-    int FRowWidth = 0, FRowWidthType = 0;
+    TRtfRowDefinition FRowDef;
     int FRow = 0, FCol = 0;
     bool FRowPending = false;
 };
@@ -213,8 +175,8 @@ void TRtfReader::ensureTableCell()
 {
     if (!para().inTable || FTable)
         return;
-    const int columns = std::max<int>(1, static_cast<int>(FRowCellX.size()));
-    const QTextTableFormat tf = tableFormat();
+    const int columns = std::max(1, FRowDef.Cells());
+    const QTextTableFormat tf = FRowDef.TableFormat();
     // A table splits the block it is inserted into; the empty block that the
     // preceding \par opened would stay in front of it and grow by one on
     // every write and read.
@@ -225,31 +187,6 @@ void TRtfReader::ensureTableCell()
     FRow = FCol = 0;
     FRowPending = false;
     FCursor = FTable->cellAt(0, 0).firstCursorPosition();
-}
-
-// Column widths from the cell edges; a table of relative width keeps them
-// as shares of the whole.
-QTextTableFormat TRtfReader::tableFormat() const
-{
-    QTextTableFormat tf;
-    tf.setBorder(0);   // the cells carry the borders the document gives
-    tf.setCellPadding(2);
-    QList<QTextLength> widths;
-    int previous = 0;
-    for (int x : FRowCellX) {
-        widths << QTextLength(QTextLength::FixedLength, std::max(10, (x - previous) / 15));
-        previous = x;
-    }
-    if (FRowWidthType == 2 && FRowWidth > 0) {
-        tf.setWidth(QTextLength(QTextLength::PercentageLength, std::min(FRowWidth, 5000) / 50.0));
-        const double sum = std::max(1, previous / 15);
-        for (QTextLength& w : widths)
-            w = QTextLength(QTextLength::PercentageLength, 100.0 * w.rawValue() / sum);
-    } else if (FRowWidthType == 3 && FRowWidth > 0) {
-        tf.setWidth(QTextLength(QTextLength::FixedLength, std::min(FRowWidth, 100000) / 15.0));   // at most 1.76 m
-    }
-    tf.setColumnWidthConstraints(widths);
-    return tf;
 }
 
 void TRtfReader::leaveTable()
@@ -276,11 +213,12 @@ void TRtfReader::startPendingRow()
 // otherwise.
 void TRtfReader::mergeRowCells()
 {
-    for (int c = 0; c < FRowCells.size() && c < FTable->columns(); ++c) {
-        if (FRowCells[c].merge != 1)
+    const int columns = std::min(FRowDef.Cells(), FTable->columns());
+    for (int c = 0; c < columns; ++c) {
+        if (FRowDef.Merge(c) != 1)
             continue;
         int span = 1;
-        while (c + span < FRowCells.size() && c + span < FTable->columns() && FRowCells[c + span].merge == 2)
+        while (c + span < columns && FRowDef.Merge(c + span) == 2)
             ++span;
         if (span > 1 && FTable->cellAt(FRow, c).row() == FRow)
             FTable->mergeCells(FRow, c, 1, span);
@@ -291,8 +229,8 @@ void TRtfReader::mergeRowCells()
 // the same column and are as wide.
 void TRtfReader::mergeRowDown()
 {
-    for (int c = 0; FRow > 0 && c < FRowCells.size() && c < FTable->columns(); ++c) {
-        if (FRowCells[c].verticalMerge != 2)
+    for (int c = 0; FRow > 0 && c < std::min(FRowDef.Cells(), FTable->columns()); ++c) {
+        if (FRowDef.VerticalMerge(c) != 2)
             continue;
         const QTextTableCell above = FTable->cellAt(FRow - 1, c);
         const QTextTableCell here = FTable->cellAt(FRow, c);
@@ -301,28 +239,13 @@ void TRtfReader::mergeRowDown()
     }
 }
 
-// A side the cell leaves open takes the row's border on that edge.
-void TRtfReader::applyRowBorders(QTextTableCellFormat& format, const TCellDef& cell, int column, int columns) const
-{
-    for (TBorderSide side : {TBorderSide::Left, TBorderSide::Right, TBorderSide::Top, TBorderSide::Bottom}) {
-        const int s = int(side);
-        if (cell.sides[s].given)
-            applyBorder(format, side, cell.sides[s]);
-        else if ((side == TBorderSide::Left && column > 0) || (side == TBorderSide::Right && column + 1 < columns))
-            applyBorder(format, side, FRowBorders[kInsideVertical - kRowBorderBase]);
-        else
-            applyBorder(format, side, FRowBorders[s]);
-    }
-}
-
 void TRtfReader::formatRowCells()
 {
     bool cellBorders = false;
-    const int columns = std::min<int>(FRowCells.size(), FTable->columns());
+    const int columns = std::min(FRowDef.Cells(), FTable->columns());
     for (int c = 0; c < columns; ++c) {
         QTextTableCell cell = FTable->cellAt(FRow, c);
-        QTextTableCellFormat own = FRowCells[c].format;
-        applyRowBorders(own, FRowCells[c], c, columns);
+        const QTextTableCellFormat own = FRowDef.CellFormat(c, columns);
         if (cell.row() != FRow || cell.column() != c || own.properties().isEmpty())
             continue;
         QTextCharFormat f = cell.format();
@@ -711,24 +634,8 @@ bool TRtfReader::tableWord(const QString& w, int arg)
 {
     if (w == QLatin1String("trowd")) {
         para().inTable = true;   // text of a row defined here belongs to its cells, \intbl or not
-        FRowCellX.clear();
-        FRowCells.clear();
-        FNextCell = TCellDef{};
-        FBorderSide = -1;
-        std::fill(std::begin(FRowBorders), std::end(FRowBorders), TBorder{});
-        FRowWidth = FRowWidthType = 0;
-    } else if (w == QLatin1String("cellx")) {
-        if (FRowCellX.size() < 64) {
-            FRowCellX << arg;
-            FRowCells << FNextCell;
-        }
-        FNextCell = TCellDef{};
-        FBorderSide = -1;
-    } else if (w == QLatin1String("trwWidth")) {
-        FRowWidth = arg;
-    } else if (w == QLatin1String("trftsWidth")) {
-        FRowWidthType = arg;
-    } else if (cellWord(w, arg) || borderWord(w, arg)) {
+        FRowDef.Reset();
+    } else if (FRowDef.Word(w, arg, FColors)) {
         return true;
     } else if (w == QLatin1String("cell")) {
         para().inTable = true;
@@ -749,58 +656,6 @@ bool TRtfReader::tableWord(const QString& w, int arg)
     } else {
         return false;
     }
-    return true;
-}
-
-QColor TRtfReader::colorAt(int index) const
-{
-    return index > 0 && index < FColors.size() ? FColors[index] : QColor();
-}
-
-// What a row definition says about its next cell.
-bool TRtfReader::cellWord(const QString& w, int arg)
-{
-    static const QHash<QString, QTextCharFormat::VerticalAlignment> vertical = {
-        {"clvertalt", QTextCharFormat::AlignTop}, {"clvertalc", QTextCharFormat::AlignMiddle},
-        {"clvertalb", QTextCharFormat::AlignBottom}};
-    if (w == QLatin1String("clmgf")) FNextCell.merge = 1;
-    else if (w == QLatin1String("clmrg")) FNextCell.merge = 2;
-    else if (w == QLatin1String("clvmgf")) FNextCell.verticalMerge = 1;
-    else if (w == QLatin1String("clvmrg")) FNextCell.verticalMerge = 2;
-    else if (vertical.contains(w)) FNextCell.format.setVerticalAlignment(vertical.value(w));
-    else if (w == QLatin1String("clcbpat") && colorAt(arg).isValid()) FNextCell.format.setBackground(colorAt(arg));
-    else return w == QLatin1String("clcbpat");
-    return true;
-}
-
-// \clbrdrX picks a side of the next cell, \trbrdrX the row; the \brdr
-// words after it describe that border.
-bool TRtfReader::borderWord(const QString& w, int arg)
-{
-    static const QHash<QString, int> sides = {
-        {"clbrdrl", int(TBorderSide::Left)}, {"clbrdrr", int(TBorderSide::Right)},
-        {"clbrdrt", int(TBorderSide::Top)}, {"clbrdrb", int(TBorderSide::Bottom)},
-        {"trbrdrl", kRowBorderBase + int(TBorderSide::Left)}, {"trbrdrr", kRowBorderBase + int(TBorderSide::Right)},
-        {"trbrdrt", kRowBorderBase + int(TBorderSide::Top)}, {"trbrdrb", kRowBorderBase + int(TBorderSide::Bottom)},
-        {"trbrdrh", kRowBorderBase + 4}, {"trbrdrv", kInsideVertical}};
-    if (const auto it = sides.constFind(w); it != sides.constEnd()) {
-        FBorderSide = *it;
-        (FBorderSide < kRowBorderBase ? FNextCell.sides[FBorderSide] : FRowBorders[FBorderSide - kRowBorderBase]).given = true;
-        return true;
-    }
-    if (!w.startsWith(QLatin1String("brdr")))
-        return false;
-    if (FBorderSide < 0)
-        return true;   // a paragraph's border
-    TBorder& b = FBorderSide < kRowBorderBase ? FNextCell.sides[FBorderSide] : FRowBorders[FBorderSide - kRowBorderBase];
-    if (w == QLatin1String("brdrnone") || w == QLatin1String("brdrnil") || w == QLatin1String("brdrtbl"))
-        b.none = true;
-    else if (w == QLatin1String("brdrw"))
-        b.width = std::clamp(arg, 1, 255) / 15.0;
-    else if (w == QLatin1String("brdrcf"))
-        b.color = colorAt(arg);
-    else
-        b.styled = true;
     return true;
 }
 
@@ -879,11 +734,13 @@ void TRtfReader::Read()
         const QChar c = FIn.at(FPos++);
         if (c == QLatin1Char('{')) {
             FSkipChars = 0;
+            FIgnorable = false;
             if (FStack.size() < kMaxDepth)
                 FStack.push_back(FStack.back());
             else
                 ++FOverflow;
         } else if (c == QLatin1Char('}')) {
+            FIgnorable = false;
             groupEnd();
             if (FStack.size() == 1 && FOverflow == 0)
                 break;   // the document's group is closed: what follows (RichEdit's NUL) is not text
@@ -948,7 +805,8 @@ void TRtfReader::Read()
 
 QString RtfTextFromBytes(const QByteArray& bytes)
 {
-    return QString::fromLatin1(bytes);
+    const QByteArray text = bytes.startsWith("\xef\xbb\xbf") ? bytes.mid(3) : bytes;
+    return LooksLikeRtf(QString::fromLatin1(text.left(64))) ? QString::fromLatin1(text) : QString::fromUtf8(text);
 }
 
 bool LooksLikeRtf(const QString& text)

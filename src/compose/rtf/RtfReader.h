@@ -15,7 +15,9 @@ class QTextDocument;
 namespace kalvex {
 
 void RtfToDocument(const QString& rtf, QTextDocument& document);
-// RTF as a file or blob holds it: one character per byte, for RtfToDocument.
+// The text of a file or blob that holds RTF or plain text, for
+// RtfToDocument: RTF one character per byte (its 8-bit text is in its code
+// page), anything else as UTF-8.
 QString RtfTextFromBytes(const QByteArray& bytes);
 bool LooksLikeRtf(const QString& text);
 // The mail's HTML lines and plain text from a document.
