@@ -191,8 +191,9 @@ TEST(RtfCorpus, LettersOfOtherProgramsReadAndWriteBack)
 
 namespace {
 
-// LibreOffice converts an RTF file to UTF-8 text, in a profile of its own.
-QString libreOfficeText(const QString& rtf)
+// LibreOffice converts an RTF file (to UTF-8 text, to HTML), in a profile
+// of its own.
+QString libreOffice(const QString& rtf, const QString& filter, const QString& suffix)
 {
     QTemporaryDir dir;
     QFile file(dir.filePath("brief.rtf"));
@@ -202,9 +203,9 @@ QString libreOfficeText(const QString& rtf)
     QProcess office;
     office.setWorkingDirectory(dir.path());
     office.start("soffice", {"-env:UserInstallation=" + QUrl::fromLocalFile(dir.filePath("profile")).toString(), "--headless",
-                             "--convert-to", "txt:Text (encoded):UTF8", "--outdir", dir.path(), file.fileName()});
+                             "--convert-to", filter, "--outdir", dir.path(), file.fileName()});
     EXPECT_TRUE(office.waitForFinished(180000)) << "soffice (Debian libreoffice-writer-nogui) did not finish";
-    QFile text(dir.filePath("brief.txt"));
+    QFile text(dir.filePath("brief." + suffix));
     EXPECT_TRUE(text.open(QIODevice::ReadOnly)) << office.readAllStandardError().toStdString();
     return QString::fromUtf8(text.readAll());
 }
@@ -243,11 +244,14 @@ TEST(RtfCorpus, LibreOfficeReadsWhatTheWriterWrites)
     doc.addResource(QTextDocument::ImageResource, QUrl("kalvex-image://logo"), corpusFile("logo.png"));
     c.insertImage("kalvex-image://logo");
 
-    const QString text = libreOfficeText(DocumentToRtf(doc));
+    const QString rtf = DocumentToRtf(doc);
+    const QString text = libreOffice(rtf, "txt:Text (encoded):UTF8", "txt");
     for (const char* line : {"^Grüße für <Name> – 25 €$", "^\\s*•\\s+Apfel$", "^\\s*•\\s+Birne$", "^\\s*1\\.\\s+Eins$",
                              "^\\s*2\\.\\s+Zwei$", "^Seite$", "^Zelle A1$", "^Zelle B2$"})
         EXPECT_TRUE(text.contains(QRegularExpression(QString::fromUtf8(line), QRegularExpression::MultilineOption)))
             << line << "\nin:\n" << text.toStdString();
+    const QString html = libreOffice(rtf, "html", "html");   // the picture, at its size
+    EXPECT_TRUE(html.contains(QRegularExpression(R"(<img [^>]*width="48" height="24")"))) << html.toStdString();
 }
 
 // The fuzzer's seeds (pictures, fields, list tables, code pages, odd picture
