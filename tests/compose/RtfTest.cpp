@@ -632,3 +632,28 @@ TEST(Rtf, HostileCountsAreBounded)
     EXPECT_EQ(doc.toPlainText(), QString::fromUtf8("ä\uFFFDxy"));
     EXPECT_FALSE(formatAt(doc, "y").isAnchor());
 }
+
+TEST(Rtf, EveryListStyleSurvivesTheRoundTrip)
+{
+    app();
+    const QTextListFormat::Style styles[] = {QTextListFormat::ListDisc,       QTextListFormat::ListCircle,
+                                             QTextListFormat::ListSquare,     QTextListFormat::ListDecimal,
+                                             QTextListFormat::ListLowerAlpha, QTextListFormat::ListUpperAlpha,
+                                             QTextListFormat::ListLowerRoman, QTextListFormat::ListUpperRoman};
+    QTextDocument doc;
+    QTextCursor c(&doc);
+    for (const QTextListFormat::Style style : styles) {
+        c.insertBlock(QTextBlockFormat());
+        c.insertText(QStringLiteral("Absatz %1").arg(int(style)));
+        c.insertBlock();
+        c.createList(style);
+        c.insertText(QStringLiteral("Punkt %1").arg(int(style)));
+    }
+    std::unique_ptr<QTextDocument> back(roundTrip(doc));
+    EXPECT_EQ(back->toPlainText(), doc.toPlainText());
+    for (const QTextListFormat::Style style : styles) {
+        QTextList* list = back->find(QStringLiteral("Punkt %1").arg(int(style))).block().textList();
+        ASSERT_NE(list, nullptr) << int(style);
+        EXPECT_EQ(list->format().style(), style);
+    }
+}
