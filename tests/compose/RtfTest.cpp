@@ -657,3 +657,20 @@ TEST(Rtf, EveryListStyleSurvivesTheRoundTrip)
         EXPECT_EQ(list->format().style(), style);
     }
 }
+
+// Paragraph properties belong to their group; the last paragraph, without
+// a \par, keeps those in force when the document closes.
+TEST(Rtf, ParagraphPropertiesAreScopedByGroups)
+{
+    app();
+    QTextDocument doc;
+    RtfToDocument("{\\rtf1{\\pard\\qr rechts\\par}links\\par\\pard\\qc Mitte}", doc);
+    EXPECT_EQ(doc.toPlainText(), "rechts\nlinks\nMitte");
+    EXPECT_EQ(doc.find("rechts").blockFormat().alignment() & Qt::AlignHorizontal_Mask, Qt::AlignRight);
+    EXPECT_EQ(doc.find("links").blockFormat().alignment() & Qt::AlignHorizontal_Mask, Qt::AlignLeft);
+    EXPECT_EQ(doc.find("Mitte").blockFormat().alignment() & Qt::AlignHorizontal_Mask, Qt::AlignHCenter);
+    RtfToDocument("{\\rtf1 Vor\\par{\\trowd\\cellx1000\\pard\\intbl A\\cell\\row}\\par Nach\\par}", doc);
+    ASSERT_NE(firstTable(doc), nullptr);
+    EXPECT_EQ(firstTable(doc)->rows(), 1);   // the row's group closed its table
+    EXPECT_TRUE(doc.toPlainText().endsWith("Nach"));
+}

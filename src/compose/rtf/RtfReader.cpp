@@ -105,6 +105,7 @@ private:
     void hexByte(unsigned char b);
     void groupEnd();
     void endParagraph();
+    void finishLastParagraph();
     QTextBlockFormat paragraphFormat() const;
     void applyList();
     bool listOfParagraph(QTextListFormat& format, int& key) const;
@@ -727,6 +728,14 @@ void TRtfReader::groupEnd()
     }
 }
 
+// The last paragraph has no \par of its own: it takes the paragraph
+// properties in force when the document's group closes.
+void TRtfReader::finishLastParagraph()
+{
+    if (!FTable)
+        FCursor.setBlockFormat(paragraphFormat());
+}
+
 void TRtfReader::Read()
 {
     const qsizetype n = FIn.size();
@@ -741,6 +750,8 @@ void TRtfReader::Read()
                 ++FOverflow;
         } else if (c == QLatin1Char('}')) {
             FIgnorable = false;
+            if (FStack.size() == 2 && FOverflow == 0)
+                finishLastParagraph();
             groupEnd();
             if (FStack.size() == 1 && FOverflow == 0)
                 break;   // the document's group is closed: what follows (RichEdit's NUL) is not text
@@ -796,9 +807,8 @@ void TRtfReader::Read()
             text(c);
         }
     }
-    // The last paragraph has no \par of its own: give it its format.
-    if (!FTable)
-        FCursor.setBlockFormat(paragraphFormat());
+    if (FStack.size() > 1)
+        finishLastParagraph();   // the input ends inside the document's group
 }
 
 }  // namespace
