@@ -631,6 +631,8 @@ TEST(Rtf, HostileCountsAreBounded)
     RtfToDocument("{\\rtf1\\ansicpg2147483647 \\'e4\\uc-5\\u-3 x{\\field{\\*\\fldinst HYPERLINK \"}{\\fldrslt y}}}", doc);
     EXPECT_EQ(doc.toPlainText(), QString::fromUtf8("ä\uFFFDxy"));
     EXPECT_FALSE(formatAt(doc, "y").isAnchor());
+    RtfToDocument("{\\rtf1 a\\'02\\uc0\\u1 b\\'09c}", doc);   // control characters are no text; a tab is
+    EXPECT_EQ(doc.toPlainText(), "ab\tc");
 }
 
 TEST(Rtf, EveryListStyleSurvivesTheRoundTrip)

@@ -131,6 +131,7 @@ private:
     int FOverflow = 0;
     int FSkipChars = 0;
     bool FIgnorable = false;   // after \*: an unknown destination is skipped
+    bool FCellPar = false;     // the last word was a \par inside a cell
     int FDefaultFont = 0;
     QStringList FFonts;
     QHash<int, int> FFontPages;   // font number -> code page of its \fcharset or \cpg
@@ -262,7 +263,8 @@ void TRtfReader::formatRowCells()
 }
 
 // "text\par\cell" (pandoc) ends the cell's last paragraph twice: the empty
-// one after the \par is no paragraph of the cell.
+// one after the \par is no paragraph of the cell. With anything between
+// them ("\par\pard\intbl\cell") it is one.
 void TRtfReader::dropClosingParagraph()
 {
     const QTextTableCell cell = FTable ? FTable->cellAt(FCursor) : QTextTableCell();
@@ -313,7 +315,10 @@ void TRtfReader::text(QChar c)
             FRed = FGreen = FBlue = 0;
         }
         return;
-    case TDest::Text: break;
+    case TDest::Text:
+        if (c.unicode() < 0x20 && c != QLatin1Char('\t'))
+            return;   // control characters (\'01, \u2) are no text
+        break;
     }
     prepareInsert();
     FCursor.insertText(QString(c), format());
@@ -592,6 +597,8 @@ bool TRtfReader::paragraphWord(const QString& w, int arg)
             ensureTableCell();
             startPendingRow();
             FCursor.insertBlock();
+            FCellPar = true;
+            return true;
         }
         if (!para().inTable)
             endParagraph();
@@ -642,7 +649,8 @@ bool TRtfReader::tableWord(const QString& w, int arg)
         para().inTable = true;
         ensureTableCell();
         startPendingRow();
-        dropClosingParagraph();
+        if (std::exchange(FCellPar, false))
+            dropClosingParagraph();
         if (FTable && FCol + 1 < FTable->columns())
             FCursor = FTable->cellAt(FRow, ++FCol).firstCursorPosition();
         else if (FTable)
@@ -663,6 +671,8 @@ bool TRtfReader::tableWord(const QString& w, int arg)
 void TRtfReader::controlWord(const QString& word, bool hasArg, int arg)
 {
     const bool ignorable = std::exchange(FIgnorable, false);
+    if (word != QLatin1String("cell"))
+        FCellPar = false;
     const TDest dest = st().dest;
     if (dest == TDest::Skip)
         return;
@@ -828,7 +838,9 @@ void RtfToDocument(const QString& rtf, QTextDocument& document)
 {
     document.clear();
     if (!LooksLikeRtf(rtf)) {
-        document.setPlainText(rtf);
+        QString text = rtf;   // as in RTF, control characters are no text
+        text.removeIf([](QChar ch) { return ch.unicode() < 0x20 && ch != QLatin1Char('\t') && ch != QLatin1Char('\n') && ch != QLatin1Char('\r'); });
+        document.setPlainText(text);
         return;
     }
     TRtfReader(rtf, document).Read();
