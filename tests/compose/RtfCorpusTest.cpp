@@ -25,8 +25,11 @@ using namespace kalvex;
 
 namespace {
 
+// One application object for the program, whichever test file comes first.
 void app()
 {
+    if (QCoreApplication::instance())
+        return;
     static int argc = 1;
     static char name[] = "test_rtf";
     static char* argv[] = {name, nullptr};

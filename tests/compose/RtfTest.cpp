@@ -21,13 +21,15 @@ using namespace kalvex;
 
 namespace {
 
-QGuiApplication& app()
+// One application object for the program, whichever test file comes first.
+void app()
 {
+    if (QCoreApplication::instance())
+        return;
     static int argc = 1;
     static char name[] = "test_rtf";
     static char* argv[] = {name, nullptr};
     static QGuiApplication a(argc, argv);
-    return a;
 }
 
 QTextCharFormat formatAt(const QTextDocument& doc, const QString& text)
@@ -631,8 +633,12 @@ TEST(Rtf, HostileCountsAreBounded)
     RtfToDocument("{\\rtf1\\ansicpg2147483647 \\'e4\\uc-5\\u-3 x{\\field{\\*\\fldinst HYPERLINK \"}{\\fldrslt y}}}", doc);
     EXPECT_EQ(doc.toPlainText(), QString::fromUtf8("ä\uFFFDxy"));
     EXPECT_FALSE(formatAt(doc, "y").isAnchor());
-    RtfToDocument("{\\rtf1 a\\'02\\uc0\\u1 b\\'09c}", doc);   // control characters are no text; a tab is
-    EXPECT_EQ(doc.toPlainText(), "ab\tc");
+    RtfToDocument("{\\rtf1 a\\'02\x01\\uc0\\u27 b\\'09c}", doc);   // a control byte is no text; a tab is, and \u27
+    EXPECT_EQ(doc.toPlainText(), "a\x1b" "b\tc");
+    QTextDocument plain;   // a plain text keeps its control characters through RTF
+    plain.setPlainText("x\x1b[0m\x01");
+    RtfToDocument(DocumentToRtf(plain), doc);
+    EXPECT_EQ(doc.toPlainText(), plain.toPlainText());
 }
 
 TEST(Rtf, EveryListStyleSurvivesTheRoundTrip)

@@ -84,6 +84,11 @@ public:
     void Read();
 
 private:
+    void groupStart();
+    bool closeGroup();
+    void control();
+    void controlWordAt();
+    void character(QChar c);
     void controlWord(const QString& word, bool hasArg, int arg);
     bool destinationWord(const QString& word);
     bool fieldWord(const QString& word);
@@ -315,10 +320,7 @@ void TRtfReader::text(QChar c)
             FRed = FGreen = FBlue = 0;
         }
         return;
-    case TDest::Text:
-        if (c.unicode() < 0x20 && c != QLatin1Char('\t'))
-            return;   // control characters (\'01, \u2) are no text
-        break;
+    case TDest::Text: break;
     }
     prepareInsert();
     FCursor.insertText(QString(c), format());
@@ -348,10 +350,13 @@ void TRtfReader::hexByte(unsigned char b)
     rawByte(b);
 }
 
+// A byte that decodes to a control character is no text (\'01 is one in
+// \leveltext only); a control character written as \uN is kept.
 void TRtfReader::rawByte(unsigned char b)
 {
     for (const QChar c : FDecoder.Decode(codePage(), b))
-        text(c);
+        if (c.unicode() >= 0x20 || c == QLatin1Char('\t') || st().dest != TDest::Text)
+            text(c);
 }
 
 QTextBlockFormat TRtfReader::paragraphFormat() const
@@ -746,75 +751,108 @@ void TRtfReader::finishLastParagraph()
         FCursor.setBlockFormat(paragraphFormat());
 }
 
+void TRtfReader::groupStart()
+{
+    FSkipChars = 0;
+    FIgnorable = false;
+    if (FStack.size() < kMaxDepth)
+        FStack.push_back(FStack.back());
+    else
+        ++FOverflow;
+}
+
+// False when the document's group is closed: what follows (RichEdit's NUL)
+// is not text.
+bool TRtfReader::closeGroup()
+{
+    FIgnorable = false;
+    if (FStack.size() == 2 && FOverflow == 0)
+        finishLastParagraph();
+    groupEnd();
+    return FStack.size() > 1 || FOverflow > 0;
+}
+
+// A control word: letters, an optional signed number of at most ten
+// digits, and a blank that belongs to it.
+void TRtfReader::controlWordAt()
+{
+    const qsizetype n = FIn.size(), start = FPos;
+    while (FPos < n && FIn.at(FPos).isLetter() && FPos - start < 32)
+        ++FPos;
+    const QString word = FIn.mid(start, FPos - start);
+    const qsizetype numStart = FPos;
+    if (FPos < n && FIn.at(FPos) == QLatin1Char('-'))
+        ++FPos;
+    while (FPos < n && FIn.at(FPos).isDigit() && FPos - numStart < 10)
+        ++FPos;
+    const bool hasArg = FPos > numStart && !(FPos == numStart + 1 && FIn.at(numStart) == QLatin1Char('-'));
+    const int arg = hasArg ? FIn.mid(numStart, FPos - numStart).toInt() : 0;
+    if (FPos < n && FIn.at(FPos) == QLatin1Char(' '))
+        ++FPos;
+    if (word == QLatin1String("bin") && hasArg)
+        binaryData(arg);
+    else
+        controlWord(word, hasArg, arg);
+}
+
+// What follows a backslash.
+void TRtfReader::control()
+{
+    const QChar d = FIn.at(FPos);
+    if (d.isLetter()) {
+        controlWordAt();
+        return;
+    }
+    ++FPos;
+    if (d == QLatin1Char('\'')) {
+        bool ok = false;
+        const int b = FIn.mid(FPos, 2).toInt(&ok, 16);
+        FPos += 2;
+        if (ok)
+            hexByte(static_cast<unsigned char>(b));
+    } else if (d == QLatin1Char('*')) {
+        FIgnorable = true;
+    } else if (d == QLatin1Char('~')) {
+        text(QChar(0xA0));
+    } else if (d == QLatin1Char('_')) {
+        text(QChar(0x2011));
+    } else if (d == QLatin1Char('\\') || d == QLatin1Char('{') || d == QLatin1Char('}')) {
+        text(d);
+    } else if (d == QLatin1Char('\n') || d == QLatin1Char('\r')) {
+        paragraphWord(QStringLiteral("par"), 0);
+    }
+}
+
+void TRtfReader::character(QChar c)
+{
+    if (c.unicode() < 0x20 && c != QLatin1Char('\t'))
+        return;   // line ends and control characters are no text
+    if (st().dest == TDest::Pict) {
+        if (c.unicode() < 128)
+            FPicture.AddHexDigit(c.toLatin1());
+    } else if (skipFallback()) {
+        return;
+    } else if ((c.unicode() >= 0x80 && c.unicode() <= 0xFF) || (FDecoder.LeadPending() && c.unicode() < 0x80)) {
+        rawByte(static_cast<unsigned char>(c.unicode()));   // 8-bit text: a byte of the code page
+    } else {
+        text(c);
+    }
+}
+
 void TRtfReader::Read()
 {
-    const qsizetype n = FIn.size();
-    while (FPos < n) {
+    while (FPos < FIn.size()) {
         const QChar c = FIn.at(FPos++);
         if (c == QLatin1Char('{')) {
-            FSkipChars = 0;
-            FIgnorable = false;
-            if (FStack.size() < kMaxDepth)
-                FStack.push_back(FStack.back());
-            else
-                ++FOverflow;
+            groupStart();
         } else if (c == QLatin1Char('}')) {
-            FIgnorable = false;
-            if (FStack.size() == 2 && FOverflow == 0)
-                finishLastParagraph();
-            groupEnd();
-            if (FStack.size() == 1 && FOverflow == 0)
-                break;   // the document's group is closed: what follows (RichEdit's NUL) is not text
+            if (!closeGroup())
+                return;
         } else if (c == QLatin1Char('\\')) {
-            if (FPos >= n)
-                break;
-            const QChar d = FIn.at(FPos);
-            if (d == QLatin1Char('\'')) {
-                bool ok = false;
-                const int b = FIn.mid(FPos + 1, 2).toInt(&ok, 16);
-                FPos += 3;
-                if (ok)
-                    hexByte(static_cast<unsigned char>(b));
-            } else if (d == QLatin1Char('*')) {
-                ++FPos;
-                FIgnorable = true;
-            } else if (d.isLetter()) {
-                const qsizetype start = FPos;
-                while (FPos < n && FIn.at(FPos).isLetter() && FPos - start < 32)
-                    ++FPos;
-                const QString word = FIn.mid(start, FPos - start);
-                qsizetype numStart = FPos;
-                if (FPos < n && FIn.at(FPos) == QLatin1Char('-'))
-                    ++FPos;
-                while (FPos < n && FIn.at(FPos).isDigit() && FPos - numStart < 10)
-                    ++FPos;
-                bool hasArg = FPos > numStart && !(FPos == numStart + 1 && FIn.at(numStart) == QLatin1Char('-'));
-                const int arg = hasArg ? FIn.mid(numStart, FPos - numStart).toInt() : 0;
-                if (FPos < n && FIn.at(FPos) == QLatin1Char(' '))
-                    ++FPos;
-                if (word == QLatin1String("bin") && hasArg) {
-                    binaryData(arg);
-                    continue;
-                }
-                controlWord(word, hasArg, arg);
-            } else {
-                ++FPos;
-                if (d == QLatin1Char('~')) text(QChar(0xA0));
-                else if (d == QLatin1Char('_')) text(QChar(0x2011));
-                else if (d == QLatin1Char('\\') || d == QLatin1Char('{') || d == QLatin1Char('}')) text(d);
-                else if (d == QLatin1Char('\n') || d == QLatin1Char('\r')) paragraphWord(QStringLiteral("par"), 0);
-            }
-        } else if (c.unicode() < 0x20 && c != QLatin1Char('\t')) {
-            continue;   // line ends and control characters are no text
-        } else if (st().dest == TDest::Pict) {
-            if (c.unicode() < 128)
-                FPicture.AddHexDigit(c.toLatin1());
-        } else if (skipFallback()) {
-            continue;
-        } else if ((c.unicode() >= 0x80 && c.unicode() <= 0xFF) || (FDecoder.LeadPending() && c.unicode() < 0x80)) {
-            rawByte(static_cast<unsigned char>(c.unicode()));   // 8-bit text: a byte of the code page
+            if (FPos < FIn.size())
+                control();
         } else {
-            text(c);
+            character(c);
         }
     }
     if (FStack.size() > 1)
@@ -838,9 +876,7 @@ void RtfToDocument(const QString& rtf, QTextDocument& document)
 {
     document.clear();
     if (!LooksLikeRtf(rtf)) {
-        QString text = rtf;   // as in RTF, control characters are no text
-        text.removeIf([](QChar ch) { return ch.unicode() < 0x20 && ch != QLatin1Char('\t') && ch != QLatin1Char('\n') && ch != QLatin1Char('\r'); });
-        document.setPlainText(text);
+        document.setPlainText(rtf);
         return;
     }
     TRtfReader(rtf, document).Read();

@@ -69,6 +69,8 @@ QString escapeChar(QChar ch, bool unicodeOnly = false)
         return QStringLiteral("\\tab ");
     if (c == QChar::LineSeparator || c == '\n')
         return QStringLiteral("\\line ");
+    if (c < 0x20)   // a control character read from plain text: kept, but not raw
+        return QStringLiteral("\\u%1?").arg(int(c));
     if (c < 0x80)
         return QString(ch);
     QByteArray byte;
