@@ -15,7 +15,9 @@ office() { soffice -env:UserInstallation="file://$work/profile" --headless "$@" 
 office --infilter="HTML (StarWriter)" --convert-to rtf letter.html --outdir lo
 cp lo/letter.rtf "$here/libreoffice.rtf"
 
-# pandoc: pictures as bare \pict, lists as marker text.
+# pandoc: pictures as bare \pict, lists as marker text. Its RTF writer embeds
+# local pictures also without --self-contained (2.17; --embed-resources is
+# the later name).
 pandoc letter.md -s --self-contained -t rtf -o "$here/pandoc.rtf"
 
 # AbiWord, from HTML: every cell boxed, pictures, \pn and \ls lists.
