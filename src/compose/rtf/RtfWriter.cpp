@@ -218,8 +218,9 @@ int TRtfWriter::colorIndex(const QColor& color)
     return static_cast<int>(i) + 1;   // 0 is the automatic colour
 }
 
-// Placeholders "<...>" (no line break, no C1 control, which a reader
-// would take for a byte of the code page) are kept raw and whole.
+// Placeholders "<...>" are kept raw and whole, unless they hold what is no
+// text raw: a line break, a control character, a C1 control (which a
+// reader takes for a byte of the code page).
 QString TRtfWriter::escapeText(const QString& text, bool unicodeOnly) const
 {
     QString out;
@@ -230,7 +231,7 @@ QString TRtfWriter::escapeText(const QString& text, bool unicodeOnly) const
             if (close > i && !inner.isEmpty() && !inner.contains(QLatin1Char('<'))
                 && !inner.contains(QLatin1Char('\\')) && !inner.contains(QLatin1Char('{')) && !inner.contains(QLatin1Char('}'))
                 && !inner.contains(QChar::LineSeparator) && !unicodeOnly
-                && std::none_of(inner.begin(), inner.end(), [](QChar ch) { return ch.unicode() >= 0x80 && ch.unicode() < 0xA0; })) {
+                && std::none_of(inner.begin(), inner.end(), [](QChar ch) { return ch.unicode() < 0x20 || (ch.unicode() >= 0x80 && ch.unicode() < 0xA0); })) {
                 out += text.mid(i, close - i + 1);
                 i = close;
                 continue;
