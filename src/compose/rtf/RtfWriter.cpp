@@ -324,9 +324,9 @@ QString TRtfWriter::listParagraph(const QTextBlock& block, QTextList* list)
 {
     const QTextListFormat::Style style = list->format().style();
     const int level = std::clamp(list->format().indent(), 1, kListLevels);
-    const int symbol = fontIndex(QStringLiteral("Symbol"));
     FBody += QStringLiteral("\\fi-360\\ls%1\\ilvl%2").arg(listNumber(list)).arg(level - 1);
     if (IsBulletStyle(style)) {
+        const int symbol = fontIndex(QStringLiteral("Symbol"));
         FBody += QStringLiteral("{\\*\\pn\\pnlvlblt\\pnf%1\\pnindent0{\\pntxtb\\'b7}}").arg(symbol);
         return QStringLiteral("{\\pntext\\f%1\\'b7\\tab}").arg(symbol);
     }
