@@ -12,7 +12,7 @@ DEB_PACKAGES := cmake ninja-build g++ pkg-config qt6-base-dev libqt6sql6-sqlite 
 	mariadb-server libqt6sql6-mysql libqt6sql6-odbc unixodbc odbc-mariadb tdsodbc mdbtools mrtg-contrib \
 	xvfb xauth xdotool openbox bash-completion \
 	breeze-icon-theme libqt6svg6 qt6-translations-l10n libhunspell-dev hunspell-de-de hunspell-en-us \
-	qtkeychain-qt6-dev python3-oauthlib gnome-keyring dbus curl
+	qtkeychain-qt6-dev python3-oauthlib gnome-keyring dbus curl libreoffice-writer-nogui
 # What `make deb` needs beyond them (dpkg-shlibdeps, lintian).
 DEB_PACKAGING_PACKAGES := dpkg-dev file lintian
 PREFIX ?= /usr/local

@@ -20,7 +20,8 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    const QString text = QString::fromUtf8(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
+    // Bytes as a file holds them, so 8-bit text meets the code pages.
+    const QString text = kalvex::RtfTextFromBytes(QByteArray(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size)));
     QTextDocument first;
     kalvex::RtfToDocument(text, first);
     const QString written = kalvex::DocumentToRtf(first);

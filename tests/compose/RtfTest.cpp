@@ -3,8 +3,12 @@
 #include "compose/rtf/RtfReader.h"
 #include "compose/rtf/RtfWriter.h"
 
+#include <QBuffer>
+#include <QCryptographicHash>
 #include <QGuiApplication>
 #include <QImage>
+#include <QPixmap>
+#include <QRegularExpression>
 #include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
@@ -17,13 +21,15 @@ using namespace kalvex;
 
 namespace {
 
-QGuiApplication& app()
+// One application object for the program, whichever test file comes first.
+void app()
 {
+    if (QCoreApplication::instance())
+        return;
     static int argc = 1;
     static char name[] = "test_rtf";
     static char* argv[] = {name, nullptr};
     static QGuiApplication a(argc, argv);
-    return a;
 }
 
 QTextCharFormat formatAt(const QTextDocument& doc, const QString& text)
@@ -107,8 +113,8 @@ TEST(Rtf, RoundTripKeepsTextFormatsListsTablesAndPictures)
     for (QTextBlock blk = back.begin(); blk.isValid(); blk = blk.next())
         for (auto it = blk.begin(); !it.atEnd(); ++it)
             if (it.fragment().charFormat().isImageFormat()) {
-                const QImage img = back.resource(QTextDocument::ImageResource,
-                                                 QUrl(it.fragment().charFormat().toImageFormat().name())).value<QImage>();
+                const QImage img = QImage::fromData(back.resource(QTextDocument::ImageResource,
+                                                 QUrl(it.fragment().charFormat().toImageFormat().name())).toByteArray());
                 EXPECT_EQ(img.size(), QSize(8, 6));
                 EXPECT_EQ(img.pixelColor(3, 3), QColor(10, 20, 30));
                 foundImage = true;
@@ -395,8 +401,284 @@ TEST(Rtf, ReadsForeignTableBordersAndMerges)
     EXPECT_EQ(CellBorderColor(first, TBorderSide::Top), QColor(0, 0, 200));
     EXPECT_EQ(CellBorderWidth(first, TBorderSide::Bottom), 0);
     EXPECT_EQ(CellBorderWidth(first, TBorderSide::Left), -1);
-    EXPECT_EQ(CellBorderWidth(t->cellAt(0, 1).format().toTableCellFormat(), TBorderSide::Left), -1);
-    EXPECT_EQ(t->format().border(), 1);   // a line style without a width: the table's own border
+    EXPECT_EQ(CellBorderWidth(t->cellAt(0, 1).format().toTableCellFormat(), TBorderSide::Left), 1);   // a line style without a width
+    EXPECT_EQ(CellBorderWidth(t->cellAt(0, 1).format().toTableCellFormat(), TBorderSide::Top), -1);   // no line: none drawn
+    EXPECT_EQ(t->format().border(), 0);   // no border the document does not give
     EXPECT_EQ(t->cellAt(0, 2).format().background().color(), QColor(255, 255, 180));
     EXPECT_EQ(doc.toPlainText(), "\noben\nmitte\nrechts\nbreit\n");   // a document holds a block before its first table
+}
+
+namespace {
+
+QList<QTextImageFormat> images(const QTextDocument& doc)
+{
+    QList<QTextImageFormat> out;
+    for (QTextBlock b = doc.begin(); b.isValid(); b = b.next())
+        for (auto it = b.begin(); !it.atEnd(); ++it)
+            if (it.fragment().charFormat().isImageFormat())
+                for (int i = 0; i < it.fragment().length(); ++i)   // equal neighbours share a fragment
+                    out << it.fragment().charFormat().toImageFormat();
+    return out;
+}
+
+QByteArray encoded(const QImage& image, const char* format)
+{
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, format);
+    return bytes;
+}
+
+QString pict(const QString& words, const QByteArray& bytes)
+{
+    return QStringLiteral("{\\pict%1 %2}").arg(words, QString::fromLatin1(bytes.toHex()));
+}
+
+}  // namespace
+
+// 8-bit text is decoded by the font's character set, else the document's
+// code page; \uN drops as many fallback characters as \ucN says.
+TEST(Rtf, EightBitTextFollowsCodePagesAndCharacterSets)
+{
+    app();
+    const std::pair<QByteArray, const char*> cases[] = {
+        {"{\\rtf1\\ansi\\ansicpg1252 Stra\xdf" "e \\'80}", "Straße €"},
+        {"{\\rtf1\\ansi\\ansicpg1251 \\'cf\xf0\\'e8\\'e2\\'e5\\'f2}", "Привет"},
+        {"{\\rtf1\\ansi\\ansicpg1252{\\fonttbl{\\f0 Arial;}{\\f1\\fcharset238 Arial CE;}{\\f2\\fcharset161 Arial Greek;}"
+         "{\\f3\\fcharset162 Arial TUR;}{\\f4\\fcharset204 Arial CYR;}}\\f1 \\'9ala\\'9ek\\f2  \\'e1\\f3  \\'fe\\f4  \\'e6\\f0  \\'e4}",
+         "šlažk α ş ж ä"},
+        {"{\\rtf1\\ansi{\\fonttbl{\\f0\\fcharset128 MS Mincho;}}\\f0 \\'82\\'a0\\'83e}", "あテ"},
+        {"{\\rtf1\\ansi{\\fonttbl{\\f0 Arial;}{\\f1\\fcharset2 Symbol;}}\\f1 \\'b7\\f0  a}", "• a"},
+        {"{\\rtf1\\ansi\\uc1 \\u228?\\u228\\'e4 \\uc2\\u8364\\'80\\'80|\\uc0\\u223 x {\\u252}\\'fc}", "ää €|ßx üü"},
+    };
+    for (const auto& [rtf, expected] : cases) {
+        QTextDocument doc;
+        RtfToDocument(RtfTextFromBytes(rtf), doc);
+        EXPECT_EQ(doc.toPlainText().toStdString(), expected) << rtf.toStdString();
+    }
+    QTextDocument plain;   // a file without RTF is UTF-8 text
+    RtfToDocument(RtfTextFromBytes("\xef\xbb\xbfGr\xc3\xbc\xc3\x9f" "e"), plain);
+    EXPECT_EQ(plain.toPlainText(), QString::fromUtf8("Grüße"));
+}
+
+// Pictures of both forms are read once each, named by their bytes, at the
+// size the document gives; what Qt cannot decode is left out.
+TEST(Rtf, PicturesAreReadAsEncodedBytesAtTheirGivenSize)
+{
+    app();
+    QImage red(30, 20, QImage::Format_RGB32);
+    red.fill(Qt::red);
+    const QByteArray png = encoded(red, "PNG"), jpeg = encoded(red, "JPEG"), bmp = encoded(red, "BMP");
+    const QString rtf = "{\\rtf1 A" + pict("\\pngblip\\picwgoal900\\pichgoal600\\picscalex50", png)
+                      + "{\\*\\shppict" + pict("\\jpegblip", jpeg) + "}{\\nonshppict" + pict("\\wmetafile8", "0100090000") + "}"
+                      + "B" + pict("\\emfblip", "0100000088000000") + pict("\\dibitmap0\\picwgoal-5\\pichgoal1000000000", bmp.mid(14))
+                      + pict("\\pngblip", png) + pict("\\pngblip", "not a picture") + "{\\pict\\jpegblip 89504e47a}C}";
+    QTextDocument doc;
+    RtfToDocument(rtf, doc);
+    EXPECT_EQ(doc.toPlainText(), QString("A") + QChar::ObjectReplacementCharacter + QChar::ObjectReplacementCharacter + "B"
+                                     + QChar::ObjectReplacementCharacter + QChar::ObjectReplacementCharacter + "C");
+    const QList<QTextImageFormat> found = images(doc);
+    ASSERT_EQ(found.size(), 4);
+    const QByteArray first = doc.resource(QTextDocument::ImageResource, QUrl(found[0].name())).toByteArray();
+    EXPECT_EQ(first, png);
+    EXPECT_EQ(found[0].name(), "kalvex-image://" + QCryptographicHash::hash(png, QCryptographicHash::Sha1).toHex() + ".png");
+    EXPECT_EQ(QSizeF(found[0].width(), found[0].height()), QSizeF(30, 40));   // 900 twips at 50 %, 600 twips
+    EXPECT_EQ(doc.resource(QTextDocument::ImageResource, QUrl(found[1].name())).toByteArray(), jpeg);
+    EXPECT_TRUE(found[1].name().endsWith(".jpg"));
+    const QByteArray dib = doc.resource(QTextDocument::ImageResource, QUrl(found[2].name())).toByteArray();
+    EXPECT_TRUE(dib.startsWith("\x89PNG"));   // a bitmap is kept as PNG
+    EXPECT_EQ(QImage::fromData(dib).pixelColor(5, 5), QColor(Qt::red));
+    EXPECT_EQ(QSizeF(found[2].width(), found[2].height()), QSizeF(30, 20));   // nonsense sizes: its own
+    EXPECT_EQ(found[3].name(), found[0].name());   // the same picture twice: one name
+
+    QTextDocument back;   // written in \shppict, read with the same bytes
+    const QString written = DocumentToRtf(doc);
+    EXPECT_EQ(written.count("{\\*\\shppict{\\pict\\pngblip"), 3);
+    EXPECT_EQ(written.count("{\\*\\shppict{\\pict\\jpegblip"), 1);
+    RtfToDocument(written, back);
+    const QList<QTextImageFormat> again = images(back);
+    ASSERT_EQ(again.size(), 4);
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(again[i].name(), found[i].name());
+        EXPECT_EQ(QSizeF(again[i].width(), again[i].height()), QSizeF(found[i].width(), found[i].height()));
+    }
+}
+
+// The writer finds an image resource of any name and kind.
+TEST(Rtf, WriterTakesImagesOfEveryResourceKind)
+{
+    app();
+    QImage blue(12, 8, QImage::Format_RGB32);
+    blue.fill(Qt::blue);
+    QTextDocument doc;
+    QTextCursor c(&doc);
+    doc.addResource(QTextDocument::ImageResource, QUrl("img:image"), blue);
+    doc.addResource(QTextDocument::ImageResource, QUrl("img:pixmap"), QPixmap::fromImage(blue));
+    doc.addResource(QTextDocument::ImageResource, QUrl("img:gif"), encoded(blue, "BMP"));
+    for (const char* name : {"img:image", "img:pixmap", "img:gif"})
+        c.insertImage(QString::fromLatin1(name));
+    QTextDocument back;
+    RtfToDocument(DocumentToRtf(doc), back);
+    const QList<QTextImageFormat> found = images(back);
+    ASSERT_EQ(found.size(), 3);
+    for (const QTextImageFormat& f : found) {
+        const QImage image = QImage::fromData(back.resource(QTextDocument::ImageResource, QUrl(f.name())).toByteArray());
+        EXPECT_EQ(image.size(), QSize(12, 8));
+        EXPECT_EQ(image.pixelColor(1, 1), QColor(Qt::blue));
+    }
+}
+
+// Links are HYPERLINK fields both ways; other fields keep their result.
+TEST(Rtf, HyperlinkFieldsBecomeAnchors)
+{
+    app();
+    const QString rtf = "{\\rtf1 {\\field{\\*\\fldinst{HYPERLINK \"https://example.com/a?b=1&c=2\"}}{\\fldrslt{\\ul Seite}}} "
+                        "{\\field{\\*\\fldinst HYPERLINK \\\\l \"Kapitel2\"}{\\fldrslt Kapitel}} "
+                        "{\\field{\\*\\fldinst {HYPERLINK mailto:a@example.com }}{\\fldrslt Post}} "
+                        "{\\field{\\*\\fldinst PAGE}{\\fldrslt 3}} {\\field{\\*\\fldinst MERGEFIELD Name}{\\fldrslt \\'abName\\'bb}}}";
+    QTextDocument doc;
+    RtfToDocument(rtf, doc);
+    EXPECT_EQ(doc.toPlainText(), QString::fromUtf8("Seite Kapitel Post 3 «Name»"));
+    EXPECT_EQ(formatAt(doc, "Seite").anchorHref(), "https://example.com/a?b=1&c=2");
+    EXPECT_TRUE(formatAt(doc, "Seite").fontUnderline());
+    EXPECT_EQ(formatAt(doc, "Kapitel").anchorHref(), "#Kapitel2");
+    EXPECT_EQ(formatAt(doc, "Post").anchorHref(), "mailto:a@example.com");
+    EXPECT_FALSE(formatAt(doc, "3").isAnchor());
+
+    const QString written = DocumentToRtf(doc);
+    EXPECT_TRUE(written.contains("{\\field{\\*\\fldinst{HYPERLINK \"https://example.com/a?b=1&c=2\"}}{\\fldrslt{"));
+    EXPECT_TRUE(written.contains("HYPERLINK \\\\l \"Kapitel2\""));
+    QTextDocument back;
+    RtfToDocument(written, back);
+    EXPECT_EQ(back.toPlainText(), doc.toPlainText());
+    for (const char* text : {"Seite", "Kapitel", "Post", "3"})
+        EXPECT_EQ(formatAt(back, text).anchorHref(), formatAt(doc, text).anchorHref()) << text;
+}
+
+// Lists of the list table keep their kind and level; the old \pn words too.
+TEST(Rtf, ListsOfListTablesAndPnWords)
+{
+    app();
+    const QString rtf =
+        "{\\rtf1{\\*\\listtable{\\list{\\listlevel\\levelnfc23{\\leveltext\\'01\\u8226 ?;}}{\\listlevel\\levelnfc4"
+        "{\\leveltext\\'02\\'01);}}\\listid7}{\\list{\\listlevel\\levelnfc2{\\leveltext\\'02\\'00.;}}\\listid9}}"
+        "{\\*\\listoverridetable{\\listoverride\\listid7\\listoverridecount0\\ls1}{\\listoverride\\listid9\\ls2}}"
+        "\\pard\\ls1\\ilvl0{\\listtext\\pard\\plain \\'b7\\tab}Eins\\par"
+        "\\pard\\ls1\\ilvl1{\\listtext a)\\tab}Unter\\par"
+        "\\pard\\ls1\\ilvl0{\\listtext \\'b7\\tab}Zwei\\par"
+        "\\pard\\ls2 R\\'f6misch\\par\\pard Text\\par"
+        "\\pard{\\pntext\\f1 A.\\tab}{\\*\\pn\\pnlvlbody\\pnucltr{\\pntxta .}}\\fi-360\\li720 Gross\\par}";
+    QTextDocument doc;
+    RtfToDocument(rtf, doc);
+    EXPECT_EQ(doc.toPlainText(), QString::fromUtf8("Eins\nUnter\nZwei\nRömisch\nText\nGross"));
+    auto listOf = [&](const QTextDocument& d, const char* text) { return d.find(text).block().textList(); };
+    std::unique_ptr<QTextDocument> back(roundTrip(doc));
+    for (const QTextDocument* d : {const_cast<const QTextDocument*>(&doc), const_cast<const QTextDocument*>(back.get())}) {
+        ASSERT_NE(listOf(*d, "Eins"), nullptr);
+        EXPECT_EQ(listOf(*d, "Eins"), listOf(*d, "Zwei"));   // the sub-item does not break the list
+        EXPECT_EQ(listOf(*d, "Eins")->format().style(), QTextListFormat::ListDisc);
+        ASSERT_NE(listOf(*d, "Unter"), nullptr);
+        EXPECT_EQ(listOf(*d, "Unter")->format().style(), QTextListFormat::ListLowerAlpha);
+        EXPECT_EQ(listOf(*d, "Unter")->format().indent(), 2);
+        ASSERT_NE(listOf(*d, "Römisch"), nullptr);
+        EXPECT_EQ(listOf(*d, "Römisch")->format().style(), QTextListFormat::ListLowerRoman);
+        EXPECT_EQ(listOf(*d, "Text"), nullptr);
+        ASSERT_NE(listOf(*d, "Gross"), nullptr);
+        EXPECT_EQ(listOf(*d, "Gross")->format().style(), QTextListFormat::ListUpperAlpha);
+    }
+    const QString written = DocumentToRtf(doc);   // what WordPad, Word and LibreOffice each read
+    const QRegularExpressionMatch symbol = QRegularExpression(R"(\{\\f(\d+)\\fnil\\fcharset2 Symbol;\})").match(written);
+    ASSERT_TRUE(symbol.hasMatch());
+    EXPECT_TRUE(written.contains(QStringLiteral("{\\pntext\\f%1\\'b7\\tab}").arg(symbol.captured(1))));
+    EXPECT_TRUE(written.contains(QStringLiteral("{\\*\\pn\\pnlvlblt\\pnf%1\\pnindent0{\\pntxtb\\'b7}}").arg(symbol.captured(1))));
+    EXPECT_TRUE(written.contains("{\\*\\listtable"));
+    EXPECT_TRUE(written.contains("\\ls1\\ilvl0"));
+}
+
+TEST(Rtf, ParagraphSpacingSurvivesTheRoundTrip)
+{
+    app();
+    QTextDocument doc;
+    RtfToDocument("{\\rtf1\\pard\\sb120\\sa240\\sl360\\slmult1 Eins\\par\\pard\\sl-300\\slmult0 Zwei\\par"
+                  "\\pard\\sl300 Drei\\par\\pard Vier\\par}", doc);
+    std::unique_ptr<QTextDocument> back(roundTrip(doc));
+    for (QTextDocument* d : {&doc, back.get()}) {
+        const QTextBlockFormat one = d->find("Eins").blockFormat();
+        EXPECT_EQ(one.topMargin(), 8);
+        EXPECT_EQ(one.bottomMargin(), 16);
+        EXPECT_EQ(one.lineHeightType(), QTextBlockFormat::ProportionalHeight);
+        EXPECT_EQ(one.lineHeight(), 150);
+        EXPECT_EQ(d->find("Zwei").blockFormat().lineHeightType(), QTextBlockFormat::FixedHeight);
+        EXPECT_EQ(d->find("Zwei").blockFormat().lineHeight(), 20);
+        EXPECT_EQ(d->find("Drei").blockFormat().lineHeightType(), QTextBlockFormat::MinimumHeight);
+        EXPECT_EQ(d->find("Vier").blockFormat().topMargin(), 0);
+    }
+}
+
+// Hostile counts and sizes end in a document of bounded size.
+TEST(Rtf, HostileCountsAreBounded)
+{
+    app();
+    QTextDocument doc;
+    RtfToDocument("{\\rtf1 a\\bin2147483647 xyz}b", doc);
+    EXPECT_EQ(doc.toPlainText(), "a");
+    RtfToDocument("{\\rtf1 a{\\pict\\pngblip\\bin999999999 \x89PNG}b}", doc);
+    EXPECT_EQ(doc.toPlainText(), "a");
+    QString huge = "{\\rtf1 {\\pict\\pngblip ";
+    huge += QString(70 << 20, QLatin1Char('a'));   // more hex digits than any picture may have
+    huge += "}x}";
+    RtfToDocument(huge, doc);
+    EXPECT_EQ(doc.toPlainText(), "x");
+    RtfToDocument("{\\rtf1\\ansicpg2147483647 \\'e4\\uc-5\\u-3 x{\\field{\\*\\fldinst HYPERLINK \"}{\\fldrslt y}}}", doc);
+    EXPECT_EQ(doc.toPlainText(), QString::fromUtf8("ä\uFFFDxy"));
+    EXPECT_FALSE(formatAt(doc, "y").isAnchor());
+    RtfToDocument("{\\rtf1 a\\'02\x01\\uc0\\u27 b\\'09c}", doc);   // a control byte is no text; a tab is, and \u27
+    EXPECT_EQ(doc.toPlainText(), "a\x1b" "b\tc");
+    QTextDocument plain;   // a plain text keeps its control characters through RTF
+    plain.setPlainText("x\x1b[0m\x01");
+    RtfToDocument(DocumentToRtf(plain), doc);
+    EXPECT_EQ(doc.toPlainText(), plain.toPlainText());
+}
+
+TEST(Rtf, EveryListStyleSurvivesTheRoundTrip)
+{
+    app();
+    const QTextListFormat::Style styles[] = {QTextListFormat::ListDisc,       QTextListFormat::ListCircle,
+                                             QTextListFormat::ListSquare,     QTextListFormat::ListDecimal,
+                                             QTextListFormat::ListLowerAlpha, QTextListFormat::ListUpperAlpha,
+                                             QTextListFormat::ListLowerRoman, QTextListFormat::ListUpperRoman};
+    QTextDocument doc;
+    QTextCursor c(&doc);
+    for (const QTextListFormat::Style style : styles) {
+        c.insertBlock(QTextBlockFormat());
+        c.insertText(QStringLiteral("Absatz %1").arg(int(style)));
+        c.insertBlock();
+        c.createList(style);
+        c.insertText(QStringLiteral("Punkt %1").arg(int(style)));
+    }
+    std::unique_ptr<QTextDocument> back(roundTrip(doc));
+    EXPECT_EQ(back->toPlainText(), doc.toPlainText());
+    for (const QTextListFormat::Style style : styles) {
+        QTextList* list = back->find(QStringLiteral("Punkt %1").arg(int(style))).block().textList();
+        ASSERT_NE(list, nullptr) << int(style);
+        EXPECT_EQ(list->format().style(), style);
+    }
+}
+
+// Paragraph properties belong to their group; the last paragraph, without
+// a \par, keeps those in force when the document closes.
+TEST(Rtf, ParagraphPropertiesAreScopedByGroups)
+{
+    app();
+    QTextDocument doc;
+    RtfToDocument("{\\rtf1{\\pard\\qr rechts\\par}links\\par\\pard\\qc Mitte}", doc);
+    EXPECT_EQ(doc.toPlainText(), "rechts\nlinks\nMitte");
+    EXPECT_EQ(doc.find("rechts").blockFormat().alignment() & Qt::AlignHorizontal_Mask, Qt::AlignRight);
+    EXPECT_EQ(doc.find("links").blockFormat().alignment() & Qt::AlignHorizontal_Mask, Qt::AlignLeft);
+    EXPECT_EQ(doc.find("Mitte").blockFormat().alignment() & Qt::AlignHorizontal_Mask, Qt::AlignHCenter);
+    RtfToDocument("{\\rtf1 Vor\\par{\\trowd\\cellx1000\\pard\\intbl A\\cell\\row}\\par Nach\\par}", doc);
+    ASSERT_NE(firstTable(doc), nullptr);
+    EXPECT_EQ(firstTable(doc)->rows(), 1);   // the row's group closed its table
+    EXPECT_TRUE(doc.toPlainText().endsWith("Nach"));
 }

@@ -1,16 +1,17 @@
 #include "compose/rtf/RtfReader.h"
 
 #include "compose/TableCommands.h"
+#include "compose/rtf/RtfCodePage.h"
+#include "compose/rtf/RtfLists.h"
+#include "compose/rtf/RtfPicture.h"
+#include "compose/rtf/RtfTableRow.h"
 
-#include <QImage>
-#include <QStringDecoder>
+#include <QRegularExpression>
 #include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
 #include <QTextList>
 #include <QTextTable>
-#include <QUrl>
-#include <QUuid>
 
 namespace kalvex {
 
@@ -18,24 +19,32 @@ namespace {
 
 constexpr int kMaxDepth = 4096;   // deeper groups are counted, not stacked
 
-enum class TDest { Text, Skip, FontTable, ColorTable, Pict, ListText };
+enum class TDest { Text, Skip, FontTable, ColorTable, Pict, ListText, FieldInst, ListTable, LevelText, ListOverrides, Pn };
 
+struct TPara {
+    Qt::Alignment align = Qt::AlignLeft;
+    int left = 0, first = 0;
+    int spaceBefore = 0, spaceAfter = 0, lineSpacing = 0;   // twips
+    bool lineMultiple = false;
+    bool inTable = false;
+    int ls = 0, level = 0;   // \ls and \ilvl
+    QTextListFormat::Style pnStyle = QTextListFormat::ListStyleUndefined;
+    int pnLevel = 0;
+};
+
+// Character and paragraph properties are scoped by groups.
 struct TState {
     TDest dest = TDest::Text;
     bool bold = false, italic = false, underline = false;
     int halfPoints = 24, font = 0, color = 0;
     int ucSkip = 1;
-};
-
-// A cell as its row definition describes it.
-struct TCellDef {
-    int merge = 0, verticalMerge = 0;   // 1 first of a merge, 2 merged into the one before (above)
-    QTextTableCellFormat format;
-    int styledSides = 0;   // sides with a line style: without a width of their own they follow the table
+    int field = -1;   // the \field whose instruction or result this group is
+    QString href;     // the link target of a HYPERLINK field's result
+    TPara para;
 };
 
 constexpr int kIndentTwips = 720;
-constexpr int kRowBorder = 4;   // \brdr words of the row, not of a cell side
+constexpr int kMaxFieldInstruction = 2048;
 
 bool hasCellBorders(const QTextTableCellFormat& format)
 {
@@ -45,26 +54,28 @@ bool hasCellBorders(const QTextTableCellFormat& format)
     return false;
 }
 
-bool followsTableBorder(const TCellDef& cell)
+// The target of a HYPERLINK field: its address, or "#anchor" for \l.
+QString hyperlinkTarget(const QString& instruction)
 {
-    for (TBorderSide side : {TBorderSide::Left, TBorderSide::Right, TBorderSide::Top, TBorderSide::Bottom})
-        if ((cell.styledSides & (1 << int(side))) && CellBorderWidth(cell.format, side) < 0)
-            return true;
-    return false;
-}
-
-struct TPara {
-    Qt::Alignment align = Qt::AlignLeft;
-    int left = 0, first = 0;
-    bool inTable = false;
-};
-
-QChar cp1252(unsigned char b)
-{
-    static const char16_t high[32] = {0x20AC, 0x81, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
-                                      0x2039, 0x0152, 0x8D, 0x017D, 0x8F, 0x90, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
-                                      0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x9D, 0x017E, 0x0178};
-    return b >= 0x80 && b < 0xA0 ? QChar(high[b - 0x80]) : QChar(b);
+    QStringList tokens;
+    static const QRegularExpression token(QStringLiteral(R"re("([^"]*)"?|(\S+))re"));
+    for (auto it = token.globalMatch(instruction); it.hasNext();) {
+        const QRegularExpressionMatch m = it.next();
+        tokens << (m.capturedStart(1) >= 0 ? m.captured(1) : m.captured(2));
+    }
+    if (tokens.isEmpty() || tokens.front().compare(QLatin1String("HYPERLINK"), Qt::CaseInsensitive) != 0)
+        return QString();
+    QString address, anchor;
+    for (qsizetype i = 1; i < tokens.size(); ++i) {
+        const QString& t = tokens[i];
+        if (t == QLatin1String("\\l"))
+            anchor = tokens.value(++i);
+        else if (t == QLatin1String("\\o") || t == QLatin1String("\\t"))
+            ++i;
+        else if (!t.startsWith(QLatin1Char('\\')) && address.isEmpty())
+            address = t;
+    }
+    return anchor.isEmpty() ? address.trimmed() : address.trimmed() + QLatin1Char('#') + anchor;
 }
 
 class TRtfReader {
@@ -73,8 +84,25 @@ public:
     void Read();
 
 private:
+    void groupStart();
+    bool closeGroup();
+    void control();
+    void controlWordAt();
+    void character(QChar c);
     void controlWord(const QString& word, bool hasArg, int arg);
     bool destinationWord(const QString& word);
+    bool fieldWord(const QString& word);
+    bool listTableWord(const QString& word, int arg);
+    bool pictureWord(const QString& word, int arg);
+    bool spacingWord(const QString& word, int arg);
+    void pnWord(const QString& word, int arg);
+    void fontTableWord(const QString& word, int arg);
+    bool skipFallback();
+    void rawByte(unsigned char b);
+    void binaryData(qsizetype count);
+    int codePage() const;
+    void plainCharacters();
+    void listTextAsText();
     bool characterWord(const QString& word, bool hasArg, int arg);
     bool paragraphWord(const QString& word, int arg);
     bool tableWord(const QString& word, int arg);
@@ -82,20 +110,23 @@ private:
     void hexByte(unsigned char b);
     void groupEnd();
     void endParagraph();
+    void finishLastParagraph();
+    QTextBlockFormat paragraphFormat() const;
+    void applyList();
+    bool listOfParagraph(QTextListFormat& format, int& key) const;
     void ensureTableCell();
     void leaveTable();
     void startPendingRow();
     void prepareInsert();
+    void dropClosingParagraph();
     void mergeRowCells();
     void mergeRowDown();
     void formatRowCells();
-    bool cellWord(const QString& word, int arg);
-    bool borderWord(const QString& word, int arg);
-    QTextTableFormat tableFormat() const;
-    QColor colorAt(int index) const;
     void insertPicture();
     QTextCharFormat format() const;
     TState& st() { return FStack.back(); }
+    TPara& para() { return FStack.back().para; }
+    const TPara& para() const { return FStack.back().para; }
 
     const QString& FIn;
     qsizetype FPos = 0;
@@ -104,27 +135,27 @@ private:
     std::vector<TState> FStack{TState{}};
     int FOverflow = 0;
     int FSkipChars = 0;
-    TPara FPara;
+    bool FIgnorable = false;   // after \*: an unknown destination is skipped
+    bool FCellPar = false;     // the last word was a \par inside a cell
+    int FDefaultFont = 0;
     QStringList FFonts;
+    QHash<int, int> FFontPages;   // font number -> code page of its \fcharset or \cpg
+    TRtfByteDecoder FDecoder;
+    QStringList FFields;          // instruction of every \field read so far
+    TRtfListTable FListTable;
+    QHash<QPair<int, int>, QTextList*> FOpenLists;   // (list, level) -> the list its items join; owned by the document
     QList<QColor> FColors;
     int FRed = 0, FGreen = 0, FBlue = 0;
     QString FFontName;
     int FFontNo = 0;
     QString FListText;
-    QByteArray FPict;
-    QByteArray FPictFormat = "PNG";
-    QString FCodePage = QStringLiteral("windows-1252");
+    TRtfPicture FPicture;
+    int FCodePage = 1252;
     // Tables.
     QTextTable* FTable = nullptr;
-    QList<int> FCellX;
-    QList<int> FRowCellX;
-    QList<TCellDef> FRowCells;
-    TCellDef FNextCell;
-    int FBorderSide = -1;   // TBorderSide of the cell border being described, or kRowBorder
-    int FRowWidth = 0, FRowWidthType = 0;
+    TRtfRowDefinition FRowDef;
     int FRow = 0, FCol = 0;
     bool FRowPending = false;
-    bool FBorders = false;
 };
 
 QTextCharFormat TRtfReader::format() const
@@ -140,15 +171,19 @@ QTextCharFormat TRtfReader::format() const
     // Entry 0 of the colour table is the automatic colour.
     if (s.color > 0 && s.color < FColors.size())
         f.setForeground(FColors[s.color]);
+    if (!s.href.isEmpty()) {
+        f.setAnchor(true);
+        f.setAnchorHref(s.href);
+    }
     return f;
 }
 
 void TRtfReader::ensureTableCell()
 {
-    if (!FPara.inTable || FTable)
+    if (!para().inTable || FTable)
         return;
-    const int columns = std::max<int>(1, static_cast<int>(FRowCellX.size()));
-    const QTextTableFormat tf = tableFormat();
+    const int columns = std::max(1, FRowDef.Cells());
+    const QTextTableFormat tf = FRowDef.TableFormat();
     // A table splits the block it is inserted into; the empty block that the
     // preceding \par opened would stay in front of it and grow by one on
     // every write and read.
@@ -159,31 +194,6 @@ void TRtfReader::ensureTableCell()
     FRow = FCol = 0;
     FRowPending = false;
     FCursor = FTable->cellAt(0, 0).firstCursorPosition();
-}
-
-// Column widths from the cell edges; a table of relative width keeps them
-// as shares of the whole.
-QTextTableFormat TRtfReader::tableFormat() const
-{
-    QTextTableFormat tf;
-    tf.setBorder(FBorders ? 1 : 0);
-    tf.setCellPadding(2);
-    QList<QTextLength> widths;
-    int previous = 0;
-    for (int x : FRowCellX) {
-        widths << QTextLength(QTextLength::FixedLength, std::max(10, (x - previous) / 15));
-        previous = x;
-    }
-    if (FRowWidthType == 2 && FRowWidth > 0) {
-        tf.setWidth(QTextLength(QTextLength::PercentageLength, std::min(FRowWidth, 5000) / 50.0));
-        const double sum = std::max(1, previous / 15);
-        for (QTextLength& w : widths)
-            w = QTextLength(QTextLength::PercentageLength, 100.0 * w.rawValue() / sum);
-    } else if (FRowWidthType == 3 && FRowWidth > 0) {
-        tf.setWidth(QTextLength(QTextLength::FixedLength, std::min(FRowWidth, 100000) / 15.0));   // at most 1.76 m
-    }
-    tf.setColumnWidthConstraints(widths);
-    return tf;
 }
 
 void TRtfReader::leaveTable()
@@ -210,11 +220,12 @@ void TRtfReader::startPendingRow()
 // otherwise.
 void TRtfReader::mergeRowCells()
 {
-    for (int c = 0; c < FRowCells.size() && c < FTable->columns(); ++c) {
-        if (FRowCells[c].merge != 1)
+    const int columns = std::min(FRowDef.Cells(), FTable->columns());
+    for (int c = 0; c < columns; ++c) {
+        if (FRowDef.Merge(c) != 1)
             continue;
         int span = 1;
-        while (c + span < FRowCells.size() && c + span < FTable->columns() && FRowCells[c + span].merge == 2)
+        while (c + span < columns && FRowDef.Merge(c + span) == 2)
             ++span;
         if (span > 1 && FTable->cellAt(FRow, c).row() == FRow)
             FTable->mergeCells(FRow, c, 1, span);
@@ -225,8 +236,8 @@ void TRtfReader::mergeRowCells()
 // the same column and are as wide.
 void TRtfReader::mergeRowDown()
 {
-    for (int c = 0; FRow > 0 && c < FRowCells.size() && c < FTable->columns(); ++c) {
-        if (FRowCells[c].verticalMerge != 2)
+    for (int c = 0; FRow > 0 && c < std::min(FRowDef.Cells(), FTable->columns()); ++c) {
+        if (FRowDef.VerticalMerge(c) != 2)
             continue;
         const QTextTableCell above = FTable->cellAt(FRow - 1, c);
         const QTextTableCell here = FTable->cellAt(FRow, c);
@@ -238,14 +249,16 @@ void TRtfReader::mergeRowDown()
 void TRtfReader::formatRowCells()
 {
     bool cellBorders = false;
-    for (int c = 0; c < FRowCells.size() && c < FTable->columns(); ++c) {
+    const int columns = std::min(FRowDef.Cells(), FTable->columns());
+    for (int c = 0; c < columns; ++c) {
         QTextTableCell cell = FTable->cellAt(FRow, c);
-        if (cell.row() != FRow || cell.column() != c || FRowCells[c].format.properties().isEmpty())
+        const QTextTableCellFormat own = FRowDef.CellFormat(c, columns);
+        if (cell.row() != FRow || cell.column() != c || own.properties().isEmpty())
             continue;
         QTextCharFormat f = cell.format();
-        f.merge(FRowCells[c].format);
+        f.merge(own);
         cell.setFormat(f);
-        cellBorders = cellBorders || hasCellBorders(FRowCells[c].format);
+        cellBorders = cellBorders || hasCellBorders(own);
     }
     if (cellBorders && !FTable->format().borderCollapse()) {
         QTextTableFormat tf = FTable->format();
@@ -254,9 +267,19 @@ void TRtfReader::formatRowCells()
     }
 }
 
+// "text\par\cell" (pandoc) ends the cell's last paragraph twice: the empty
+// one after the \par is no paragraph of the cell. With anything between
+// them ("\par\pard\intbl\cell") it is one.
+void TRtfReader::dropClosingParagraph()
+{
+    const QTextTableCell cell = FTable ? FTable->cellAt(FCursor) : QTextTableCell();
+    if (cell.isValid() && FCursor.block().length() <= 1 && FCursor.block().position() > cell.firstPosition())
+        FCursor.deletePreviousChar();
+}
+
 void TRtfReader::prepareInsert()
 {
-    if (!FPara.inTable)
+    if (!para().inTable)
         leaveTable();
     else
         ensureTableCell();
@@ -265,14 +288,21 @@ void TRtfReader::prepareInsert()
 
 void TRtfReader::text(QChar c)
 {
-    if (FSkipChars > 0) {
-        --FSkipChars;
-        return;
-    }
     switch (st().dest) {
     case TDest::Skip:
-    case TDest::Pict: return;
-    case TDest::ListText: FListText += c; return;
+    case TDest::Pict:
+    case TDest::ListTable:
+    case TDest::ListOverrides:
+    case TDest::Pn: return;
+    case TDest::ListText:
+        if (FListText.size() < 64)
+            FListText += c;
+        return;
+    case TDest::LevelText: FListTable.AddLevelText(c); return;
+    case TDest::FieldInst:
+        if (st().field >= 0 && FFields[st().field].size() < kMaxFieldInstruction)
+            FFields[st().field] += c;
+        return;
     case TDest::FontTable:
         if (c == QLatin1Char(';')) {
             while (FFonts.size() <= FFontNo && FFonts.size() < 4096)
@@ -296,68 +326,241 @@ void TRtfReader::text(QChar c)
     FCursor.insertText(QString(c), format());
 }
 
+// The characters after \uN that stand in for it are dropped; an escaped
+// byte counts as one.
+bool TRtfReader::skipFallback()
+{
+    if (FSkipChars <= 0)
+        return false;
+    --FSkipChars;
+    return true;
+}
+
+// The code page of the current font, else the document's.
+int TRtfReader::codePage() const
+{
+    const int page = FFontPages.value(FStack.back().font, -1);
+    return page == -1 ? FCodePage : page;
+}
+
 void TRtfReader::hexByte(unsigned char b)
 {
-    if (FCodePage == QLatin1String("windows-1252")) {
-        text(cp1252(b));
+    if (skipFallback())
+        return;
+    rawByte(b);
+}
+
+// A byte that decodes to a control character is no text (\'01 is one in
+// \leveltext only); a control character written as \uN is kept.
+void TRtfReader::rawByte(unsigned char b)
+{
+    for (const QChar c : FDecoder.Decode(codePage(), b))
+        if (c.unicode() >= 0x20 || c == QLatin1Char('\t') || st().dest != TDest::Text)
+            text(c);
+}
+
+QTextBlockFormat TRtfReader::paragraphFormat() const
+{
+    QTextBlockFormat bf;
+    bf.setAlignment(para().align);
+    if (para().spaceBefore > 0)
+        bf.setTopMargin(std::min(para().spaceBefore, 31680) / 15.0);
+    if (para().spaceAfter > 0)
+        bf.setBottomMargin(std::min(para().spaceAfter, 31680) / 15.0);
+    const int line = std::clamp(para().lineSpacing, -31680, 31680);
+    if (line > 0 && para().lineMultiple)
+        bf.setLineHeight(std::max(line * 100 / 240, 10), QTextBlockFormat::ProportionalHeight);
+    else if (line != 0 && !para().lineMultiple)
+        bf.setLineHeight(std::abs(line) / 15.0, line > 0 ? QTextBlockFormat::MinimumHeight : QTextBlockFormat::FixedHeight);
+    return bf;
+}
+
+// Which list a paragraph belongs to: the list table's \ls, else the \pn
+// words, else the marker text of \pntext or \listtext. The key tells lists
+// of the list table (their number) from the others (0).
+bool TRtfReader::listOfParagraph(QTextListFormat& format, int& key) const
+{
+    const QString marker = FListText.trimmed();
+    if (para().ls > 0 && FListTable.Knows(para().ls)) {
+        format.setStyle(FListTable.Style(para().ls, para().level));
+        format.setIndent(para().level + 1);
+        key = para().ls;
+    } else if (para().pnStyle != QTextListFormat::ListStyleUndefined) {
+        format.setStyle(para().pnStyle);
+        format.setIndent(std::clamp(para().pnLevel, 1, kListLevels));
+        key = 0;
+    } else if (!marker.isEmpty()) {
+        const QChar first = marker.front();
+        format.setStyle(first.isDigit() ? QTextListFormat::ListDecimal
+                        : first.isLower() && marker.size() <= 3 ? QTextListFormat::ListLowerAlpha
+                        : first.isUpper() && marker.size() <= 3 ? QTextListFormat::ListUpperAlpha : QTextListFormat::ListDisc);
+        format.setIndent(std::clamp(qRound(std::max(0, para().left) / double(kIndentTwips)), 1, kListLevels));
+        key = 0;
+    }
+    return format.style() != QTextListFormat::ListStyleUndefined;
+}
+
+// Items of one list and level join one QTextList; an item of a higher level
+// ends the lists below it, a paragraph outside lists ends them all.
+void TRtfReader::applyList()
+{
+    QTextListFormat lf;
+    int key = 0;
+    if (!listOfParagraph(lf, key)) {
+        FOpenLists.clear();
         return;
     }
-    QStringDecoder decoder(FCodePage.toLatin1().constData());
-    const QString s = decoder.isValid() ? decoder.decode(QByteArray(1, static_cast<char>(b))) : QString(cp1252(b));
-    text(s.isEmpty() ? cp1252(b) : s.at(0));
+    for (auto it = FOpenLists.begin(); it != FOpenLists.end();)
+        it = it.key().second > lf.indent() || (it.value()->format().style() != lf.style() && it.key().second == lf.indent())
+                 ? FOpenLists.erase(it) : std::next(it);
+    const QPair<int, int> id(key, lf.indent());
+    if (QTextList* open = FOpenLists.value(id))
+        open->add(FCursor.block());
+    else
+        FOpenLists.insert(id, FCursor.createList(lf));
 }
 
 void TRtfReader::endParagraph()
 {
-    QTextBlockFormat bf;
-    bf.setAlignment(FPara.align);
-    const int left = std::max(0, FPara.left);
-    if (left % kIndentTwips == 0)   // whole indent steps, as the editor's indent command makes them
-        bf.setIndent(left / kIndentTwips);
-    else
-        bf.setLeftMargin(left / 15.0);
-    bf.setTextIndent(FPara.first / 15.0);
-    if (!FListText.isEmpty()) {
-        bf = QTextBlockFormat();
-        bf.setAlignment(FPara.align);
+    QTextBlockFormat bf = paragraphFormat();
+    const int left = std::max(0, para().left);
+    QTextListFormat probe;
+    int key = 0;
+    if (!listOfParagraph(probe, key)) {   // a list item's indent is its list's
+        if (left % kIndentTwips == 0)   // whole indent steps, as the editor's indent command makes them
+            bf.setIndent(left / kIndentTwips);
+        else
+            bf.setLeftMargin(left / 15.0);
+        bf.setTextIndent(para().first / 15.0);
     }
     FCursor.setBlockFormat(bf);
-    if (!FListText.trimmed().isEmpty()) {
-        const bool numbered = FListText.trimmed().front().isDigit();
-        QTextListFormat lf;
-        lf.setStyle(numbered ? QTextListFormat::ListDecimal : QTextListFormat::ListDisc);
-        lf.setIndent(std::clamp(qRound(left / double(kIndentTwips)), 1, 16));
-        QTextBlock previous = FCursor.block().previous();
-        if (previous.isValid() && previous.textList() && previous.textList()->format().style() == lf.style()
-            && previous.textList()->format().indent() == lf.indent())
-            previous.textList()->add(FCursor.block());
-        else
-            FCursor.createList(lf);
-    }
+    applyList();
     FListText.clear();
     FCursor.insertBlock();
 }
 
+// A picture inside \shppict is read; its stand-in \nonshppict (a metafile
+// of the same picture) is not.
 bool TRtfReader::destinationWord(const QString& word)
 {
     static const QStringList skipped = {"info", "stylesheet", "header", "footer", "headerl", "headerr", "footerl",
-                                        "footerr", "footnote", "fldinst", "object", "themedata", "listtable",
-                                        "listoverridetable", "rsidtbl", "xmlnstbl", "generator", "pgdsctbl"};
+                                        "footerr", "footnote", "object", "themedata", "rsidtbl", "xmlnstbl",
+                                        "generator", "pgdsctbl", "nonshppict", "pntxtb", "pntxta"};
     if (word == QLatin1String("fonttbl"))
         st().dest = TDest::FontTable;
     else if (word == QLatin1String("colortbl"))
         st().dest = TDest::ColorTable;
     else if (word == QLatin1String("pict")) {
-        st().dest = TDest::Pict;
-        FPict.clear();
-        FPictFormat = "PNG";
+        st().dest = st().dest == TDest::Text ? TDest::Pict : TDest::Skip;
+        FPicture = TRtfPicture{};
     } else if (word == QLatin1String("pntext") || word == QLatin1String("listtext"))
         st().dest = TDest::ListText;
+    else if (word == QLatin1String("listtable"))
+        st().dest = TDest::ListTable;
+    else if (word == QLatin1String("listoverridetable"))
+        st().dest = TDest::ListOverrides;
+    else if (word == QLatin1String("pn"))
+        st().dest = st().dest == TDest::Text ? TDest::Pn : TDest::Skip;
     else if (skipped.contains(word))
         st().dest = TDest::Skip;
     else
-        return false;
+        return word == QLatin1String("shppict") || fieldWord(word);
     return true;
+}
+
+// {\field{\*\fldinst HYPERLINK "address"}{\fldrslt text}}: the result is
+// the text, a link when the instruction is HYPERLINK.
+bool TRtfReader::fieldWord(const QString& word)
+{
+    if (word == QLatin1String("field")) {
+        if (FFields.size() < 100000) {
+            FFields << QString();
+            st().field = static_cast<int>(FFields.size() - 1);
+        }
+    } else if (word == QLatin1String("fldinst")) {
+        st().dest = st().dest == TDest::Text && st().field >= 0 ? TDest::FieldInst : TDest::Skip;
+    } else if (word == QLatin1String("fldrslt")) {
+        if (st().field >= 0 && st().dest == TDest::Text) {
+            const QString target = hyperlinkTarget(FFields[st().field]);
+            if (!target.isEmpty())
+                st().href = target;
+        }
+    } else {
+        return false;
+    }
+    return true;
+}
+
+bool TRtfReader::listTableWord(const QString& w, int arg)
+{
+    const TDest dest = st().dest;
+    if (dest == TDest::ListTable || dest == TDest::LevelText) {
+        if (w == QLatin1String("list")) FListTable.BeginList();
+        else if (w == QLatin1String("listlevel")) FListTable.BeginLevel();
+        else if (w == QLatin1String("levelnfc") || w == QLatin1String("levelnfcn")) FListTable.SetLevelNumberFormat(arg);
+        else if (w == QLatin1String("leveltext")) st().dest = TDest::LevelText;
+        else if (w == QLatin1String("listid")) FListTable.SetListId(arg);
+        else if (w == QLatin1String("listname") || w == QLatin1String("levelnumbers")) st().dest = TDest::Skip;
+        else return dest == TDest::ListTable;
+        return true;
+    }
+    if (dest != TDest::ListOverrides)
+        return false;
+    if (w == QLatin1String("listoverride")) FListTable.BeginOverride();
+    else if (w == QLatin1String("listid")) FListTable.SetOverrideListId(arg);
+    else if (w == QLatin1String("ls")) FListTable.SetOverrideNumber(arg);
+    else if (w == QLatin1String("lfolevel")) st().dest = TDest::Skip;
+    return true;
+}
+
+// The words of a {\*\pn ...} group: the paragraph's numbering kind and level.
+void TRtfReader::pnWord(const QString& w, int arg)
+{
+    const QTextListFormat::Style style = PnWordStyle(w);
+    if (w == QLatin1String("pnlvlbody") && para().pnStyle != QTextListFormat::ListStyleUndefined)
+        return;   // the body level keeps a kind named before it
+    if (style != QTextListFormat::ListStyleUndefined)
+        para().pnStyle = style;
+    else if (w == QLatin1String("pnlvl")) {
+        para().pnLevel = std::clamp(arg, 1, kListLevels);
+        if (para().pnStyle == QTextListFormat::ListStyleUndefined)
+            para().pnStyle = QTextListFormat::ListDecimal;
+    } else if (w == QLatin1String("pntxtb") || w == QLatin1String("pntxta"))
+        st().dest = TDest::Skip;
+}
+
+void TRtfReader::fontTableWord(const QString& w, int arg)
+{
+    if (w == QLatin1String("f"))
+        FFontNo = std::clamp(arg, 0, 4095);
+    else if (w == QLatin1String("fcharset") && FFontPages.size() < 4096)
+        FFontPages.insert(FFontNo, CharsetCodePage(arg));
+    else if (w == QLatin1String("cpg") && arg > 0 && arg < 100000 && FFontPages.size() < 4096)
+        FFontPages.insert(FFontNo, arg);
+}
+
+bool TRtfReader::pictureWord(const QString& w, int arg)
+{
+    static const QHash<QString, QByteArray> kinds = {{"pngblip", "png"},   {"jpegblip", "jpeg"}, {"emfblip", "emf"},
+                                                     {"wmetafile", "wmf"}, {"dibitmap", "dib"},  {"wbitmap", "ddb"},
+                                                     {"macpict", "pict"},  {"pmmetafile", "pm"}};
+    if (const auto kind = kinds.constFind(w); kind != kinds.constEnd()) FPicture.Kind = *kind;
+    else if (w == QLatin1String("picwgoal")) FPicture.GoalWidth = arg;
+    else if (w == QLatin1String("pichgoal")) FPicture.GoalHeight = arg;
+    else if (w == QLatin1String("picscalex")) FPicture.ScaleX = arg;
+    else if (w == QLatin1String("picscaley")) FPicture.ScaleY = arg;
+    else return false;
+    return true;
+}
+
+// \plain: the character properties as at the start, all else kept.
+void TRtfReader::plainCharacters()
+{
+    TState& s = st();
+    s.bold = s.italic = s.underline = false;
+    s.halfPoints = 24;
+    s.color = 0;
+    s.font = FDefaultFont;
 }
 
 bool TRtfReader::characterWord(const QString& w, bool hasArg, int arg)
@@ -368,45 +571,74 @@ bool TRtfReader::characterWord(const QString& w, bool hasArg, int arg)
     else if (w == QLatin1String("ul")) st().underline = on;
     else if (w == QLatin1String("ulnone")) st().underline = false;
     else if (w == QLatin1String("fs")) st().halfPoints = std::clamp(arg, 2, 3276);
-    else if (w == QLatin1String("f")) { st().font = std::clamp(arg, 0, 4095); FFontNo = st().font; }
+    else if (w == QLatin1String("f")) st().font = std::clamp(arg, 0, 4095);
+    else if (w == QLatin1String("deff")) FDefaultFont = st().font = std::clamp(arg, 0, 4095);
     else if (w == QLatin1String("cf")) st().color = std::clamp(arg, 0, 4095);
-    else if (w == QLatin1String("plain")) { const TDest d = st().dest; const int uc = st().ucSkip; st() = TState{}; st().dest = d; st().ucSkip = uc; }
+    else if (w == QLatin1String("plain")) plainCharacters();
     else if (w == QLatin1String("red")) FRed = std::clamp(arg, 0, 255);
     else if (w == QLatin1String("green")) FGreen = std::clamp(arg, 0, 255);
     else if (w == QLatin1String("blue")) FBlue = std::clamp(arg, 0, 255);
     else if (w == QLatin1String("uc")) st().ucSkip = std::clamp(arg, 0, 10);
-    else if (w == QLatin1String("u")) { text(QChar(static_cast<char16_t>(arg < 0 ? arg + 65536 : arg))); FSkipChars = st().ucSkip; }
-    else if (w == QLatin1String("ansicpg")) FCodePage = arg == 1252 ? QStringLiteral("windows-1252") : QStringLiteral("windows-%1").arg(arg);
-    else if (w == QLatin1String("pngblip")) FPictFormat = "PNG";
-    else if (w == QLatin1String("jpegblip")) FPictFormat = "JPEG";
+    else if (w == QLatin1String("u")) { text(QChar(static_cast<char16_t>(arg))); FSkipChars = st().ucSkip; }
+    else if (w == QLatin1String("ansicpg")) FCodePage = arg > 0 && arg < 100000 ? arg : 1252;
     else return false;
     return true;
 }
 
 bool TRtfReader::paragraphWord(const QString& w, int arg)
 {
+    if (w == QLatin1String("line") || w == QLatin1String("tab")) {
+        text(w == QLatin1String("tab") ? QChar('\t') : QChar::LineSeparator);
+        return true;
+    }
+    if (st().dest == TDest::ListText && w == QLatin1String("par"))
+        listTextAsText();
+    if (st().dest != TDest::Text)
+        return w == QLatin1String("par") || w == QLatin1String("pard");   // inside \listtext they are no paragraph
     if (w == QLatin1String("par")) {
-        if (st().dest != TDest::Text)
-            return true;
-        if (!FPara.inTable) {
+        if (!para().inTable) {
             leaveTable();
         } else {   // a paragraph inside a cell, also the cell's first one
             ensureTableCell();
             startPendingRow();
             FCursor.insertBlock();
+            FCellPar = true;
+            return true;
         }
-        if (!FPara.inTable)
+        if (!para().inTable)
             endParagraph();
-    } else if (w == QLatin1String("pard")) FPara = TPara{};
-    else if (w == QLatin1String("ql")) FPara.align = Qt::AlignLeft;
-    else if (w == QLatin1String("qc")) FPara.align = Qt::AlignHCenter;
-    else if (w == QLatin1String("qr")) FPara.align = Qt::AlignRight;
-    else if (w == QLatin1String("qj")) FPara.align = Qt::AlignJustify;
-    else if (w == QLatin1String("li")) FPara.left = arg;
-    else if (w == QLatin1String("fi")) FPara.first = arg;
-    else if (w == QLatin1String("intbl")) FPara.inTable = true;
-    else if (w == QLatin1String("line")) text(QChar::LineSeparator);
-    else if (w == QLatin1String("tab")) text(QLatin1Char('\t'));
+    } else if (w == QLatin1String("pard")) para() = TPara{};
+    else if (w == QLatin1String("ql")) para().align = Qt::AlignLeft;
+    else if (w == QLatin1String("qc")) para().align = Qt::AlignHCenter;
+    else if (w == QLatin1String("qr")) para().align = Qt::AlignRight;
+    else if (w == QLatin1String("qj")) para().align = Qt::AlignJustify;
+    else if (w == QLatin1String("li")) para().left = arg;
+    else if (w == QLatin1String("fi")) para().first = arg;
+    else if (w == QLatin1String("intbl")) para().inTable = true;
+    else if (w == QLatin1String("ls")) para().ls = arg;
+    else if (w == QLatin1String("ilvl")) para().level = std::clamp(arg, 0, kListLevels - 1);
+    else if (spacingWord(w, arg)) return true;
+    else return false;
+    return true;
+}
+
+// A marker holds no paragraph end: a \listtext group with \par in it
+// (AbiWord writes such) is the paragraph's text.
+void TRtfReader::listTextAsText()
+{
+    for (auto it = FStack.rbegin(); it != FStack.rend() && it->dest == TDest::ListText; ++it)
+        it->dest = TDest::Text;
+    const QString marker = std::exchange(FListText, QString());
+    for (const QChar c : marker)
+        text(c);
+}
+
+bool TRtfReader::spacingWord(const QString& w, int arg)
+{
+    if (w == QLatin1String("sb")) para().spaceBefore = arg;
+    else if (w == QLatin1String("sa")) para().spaceAfter = arg;
+    else if (w == QLatin1String("sl")) para().lineSpacing = arg;
+    else if (w == QLatin1String("slmult")) para().lineMultiple = arg == 1;
     else return false;
     return true;
 }
@@ -414,30 +646,16 @@ bool TRtfReader::paragraphWord(const QString& w, int arg)
 bool TRtfReader::tableWord(const QString& w, int arg)
 {
     if (w == QLatin1String("trowd")) {
-        FPara.inTable = true;   // text of a row defined here belongs to its cells, \intbl or not
-        FRowCellX.clear();
-        FRowCells.clear();
-        FNextCell = TCellDef{};
-        FBorderSide = -1;
-        FRowWidth = FRowWidthType = 0;
-    } else if (w == QLatin1String("cellx")) {
-        if (FRowCellX.size() < 64) {
-            FRowCellX << arg;
-            FRowCells << FNextCell;
-        }
-        FBorders = FBorders || followsTableBorder(FNextCell);
-        FNextCell = TCellDef{};
-        FBorderSide = -1;
-    } else if (w == QLatin1String("trwWidth")) {
-        FRowWidth = arg;
-    } else if (w == QLatin1String("trftsWidth")) {
-        FRowWidthType = arg;
-    } else if (cellWord(w, arg) || borderWord(w, arg)) {
+        para().inTable = true;   // text of a row defined here belongs to its cells, \intbl or not
+        FRowDef.Reset();
+    } else if (FRowDef.Word(w, arg, FColors)) {
         return true;
     } else if (w == QLatin1String("cell")) {
-        FPara.inTable = true;
+        para().inTable = true;
         ensureTableCell();
         startPendingRow();
+        if (std::exchange(FCellPar, false))
+            dropClosingParagraph();
         if (FTable && FCol + 1 < FTable->columns())
             FCursor = FTable->cellAt(FRow, ++FCol).firstCursorPosition();
         else if (FTable)
@@ -455,64 +673,27 @@ bool TRtfReader::tableWord(const QString& w, int arg)
     return true;
 }
 
-QColor TRtfReader::colorAt(int index) const
-{
-    return index > 0 && index < FColors.size() ? FColors[index] : QColor();
-}
-
-// What a row definition says about its next cell.
-bool TRtfReader::cellWord(const QString& w, int arg)
-{
-    static const QHash<QString, QTextCharFormat::VerticalAlignment> vertical = {
-        {"clvertalt", QTextCharFormat::AlignTop}, {"clvertalc", QTextCharFormat::AlignMiddle},
-        {"clvertalb", QTextCharFormat::AlignBottom}};
-    if (w == QLatin1String("clmgf")) FNextCell.merge = 1;
-    else if (w == QLatin1String("clmrg")) FNextCell.merge = 2;
-    else if (w == QLatin1String("clvmgf")) FNextCell.verticalMerge = 1;
-    else if (w == QLatin1String("clvmrg")) FNextCell.verticalMerge = 2;
-    else if (vertical.contains(w)) FNextCell.format.setVerticalAlignment(vertical.value(w));
-    else if (w == QLatin1String("clcbpat") && colorAt(arg).isValid()) FNextCell.format.setBackground(colorAt(arg));
-    else return w == QLatin1String("clcbpat");
-    return true;
-}
-
-// \clbrdrX picks a side of the next cell, \trbrdrX the row; the \brdr
-// words after it describe that border.
-bool TRtfReader::borderWord(const QString& w, int arg)
-{
-    static const QHash<QString, int> sides = {
-        {"clbrdrl", int(TBorderSide::Left)}, {"clbrdrr", int(TBorderSide::Right)},
-        {"clbrdrt", int(TBorderSide::Top)}, {"clbrdrb", int(TBorderSide::Bottom)}};
-    if (sides.contains(w)) {
-        FBorderSide = sides.value(w);
-        return true;
-    }
-    if (w.startsWith(QLatin1String("trbrdr")))
-        FBorderSide = kRowBorder;
-    if (!w.startsWith(QLatin1String("brdr")))
-        return w.startsWith(QLatin1String("trbrdr"));
-    if (FBorderSide < 0 || FBorderSide == kRowBorder) {
-        FBorders = FBorders || (w != QLatin1String("brdrnone") && w != QLatin1String("brdrw") && w != QLatin1String("brdrcf"));
-        return true;
-    }
-    auto& f = FNextCell.format;
-    const auto side = static_cast<TBorderSide>(FBorderSide);
-    if (w == QLatin1String("brdrnone"))
-        SetCellBorder(f, side, 0);
-    else if (w == QLatin1String("brdrw"))
-        SetCellBorder(f, side, std::clamp(arg, 1, 255) / 15.0);
-    else if (w == QLatin1String("brdrcf") && colorAt(arg).isValid())
-        SetCellBorderColor(f, side, colorAt(arg));
-    else if (w != QLatin1String("brdrcf"))
-        FNextCell.styledSides |= 1 << FBorderSide;
-    return true;
-}
-
 void TRtfReader::controlWord(const QString& word, bool hasArg, int arg)
 {
-    if (st().dest == TDest::Skip)
+    const bool ignorable = std::exchange(FIgnorable, false);
+    if (word != QLatin1String("cell"))
+        FCellPar = false;
+    const TDest dest = st().dest;
+    if (dest == TDest::Skip)
         return;
-    if (destinationWord(word) || characterWord(word, hasArg, arg) || paragraphWord(word, arg) || tableWord(word, arg))
+    if (dest == TDest::FontTable)
+        fontTableWord(word, arg);
+    if (dest == TDest::Pn) {
+        pnWord(word, arg);
+        return;
+    }
+    if (listTableWord(word, arg) || (dest == TDest::Pict && pictureWord(word, arg)) || destinationWord(word))
+        return;
+    if (ignorable) {   // a destination this reader does not know
+        st().dest = TDest::Skip;
+        return;
+    }
+    if (characterWord(word, hasArg, arg) || paragraphWord(word, arg) || tableWord(word, arg))
         return;
     static const QHash<QString, char16_t> symbols = {{"bullet", 0x2022}, {"emdash", 0x2014}, {"endash", 0x2013},
                                                      {"lquote", 0x2018}, {"rquote", 0x2019}, {"ldblquote", 0x201C},
@@ -521,24 +702,30 @@ void TRtfReader::controlWord(const QString& word, bool hasArg, int arg)
         text(QChar(*it));
 }
 
+// A picture Qt cannot decode is left out, without a stand-in character.
 void TRtfReader::insertPicture()
 {
-    QImage image;
-    const QByteArray data = QByteArray::fromHex(FPict);
-    if (!image.loadFromData(data, FPictFormat.constData()) && !image.loadFromData(data))
-        return;
-    const QUrl name(QStringLiteral("kalvex-image://%1").arg(QUuid::createUuid().toString(QUuid::WithoutBraces)));
-    FDoc.addResource(QTextDocument::ImageResource, name, image);
     QTextImageFormat f;
-    f.setName(name.toString());
-    f.setWidth(image.width());
-    f.setHeight(image.height());
+    if (!FPicture.AddTo(FDoc, f))
+        return;
+    f.merge(format());
     prepareInsert();
     FCursor.insertImage(f);
 }
 
+// \binN: N bytes of binary data follow; only a picture keeps them.
+void TRtfReader::binaryData(qsizetype count)
+{
+    count = std::clamp<qsizetype>(count, 0, FIn.size() - FPos);
+    if (st().dest == TDest::Pict)
+        for (qsizetype i = 0; i < count && FPicture.Room() > 0; ++i)
+            FPicture.AddByte(static_cast<char>(FIn.at(FPos + i).unicode()));
+    FPos += count;
+}
+
 void TRtfReader::groupEnd()
 {
+    FSkipChars = 0;
     if (FOverflow > 0) {
         --FOverflow;
         return;
@@ -556,74 +743,129 @@ void TRtfReader::groupEnd()
     }
 }
 
+// The last paragraph has no \par of its own: it takes the paragraph
+// properties in force when the document's group closes.
+void TRtfReader::finishLastParagraph()
+{
+    if (!FTable)
+        FCursor.setBlockFormat(paragraphFormat());
+}
+
+void TRtfReader::groupStart()
+{
+    FSkipChars = 0;
+    FIgnorable = false;
+    if (FStack.size() < kMaxDepth)
+        FStack.push_back(FStack.back());
+    else
+        ++FOverflow;
+}
+
+// False when the document's group is closed: what follows (RichEdit's NUL)
+// is not text.
+bool TRtfReader::closeGroup()
+{
+    FIgnorable = false;
+    if (FStack.size() == 2 && FOverflow == 0)
+        finishLastParagraph();
+    groupEnd();
+    return FStack.size() > 1 || FOverflow > 0;
+}
+
+// A control word: letters, an optional signed number of at most ten
+// digits, and a blank that belongs to it.
+void TRtfReader::controlWordAt()
+{
+    const qsizetype n = FIn.size(), start = FPos;
+    while (FPos < n && FIn.at(FPos).isLetter() && FPos - start < 32)
+        ++FPos;
+    const QString word = FIn.mid(start, FPos - start);
+    const qsizetype numStart = FPos;
+    if (FPos < n && FIn.at(FPos) == QLatin1Char('-'))
+        ++FPos;
+    while (FPos < n && FIn.at(FPos).isDigit() && FPos - numStart < 10)
+        ++FPos;
+    const bool hasArg = FPos > numStart && !(FPos == numStart + 1 && FIn.at(numStart) == QLatin1Char('-'));
+    const int arg = hasArg ? FIn.mid(numStart, FPos - numStart).toInt() : 0;
+    if (FPos < n && FIn.at(FPos) == QLatin1Char(' '))
+        ++FPos;
+    if (word == QLatin1String("bin") && hasArg)
+        binaryData(arg);
+    else
+        controlWord(word, hasArg, arg);
+}
+
+// What follows a backslash.
+void TRtfReader::control()
+{
+    const QChar d = FIn.at(FPos);
+    if (d.isLetter()) {
+        controlWordAt();
+        return;
+    }
+    ++FPos;
+    if (d == QLatin1Char('\'')) {
+        bool ok = false;
+        const int b = FIn.mid(FPos, 2).toInt(&ok, 16);
+        FPos += 2;
+        if (ok)
+            hexByte(static_cast<unsigned char>(b));
+    } else if (d == QLatin1Char('*')) {
+        FIgnorable = true;
+    } else if (d == QLatin1Char('~')) {
+        text(QChar(0xA0));
+    } else if (d == QLatin1Char('_')) {
+        text(QChar(0x2011));
+    } else if (d == QLatin1Char('\\') || d == QLatin1Char('{') || d == QLatin1Char('}')) {
+        text(d);
+    } else if (d == QLatin1Char('\n') || d == QLatin1Char('\r')) {
+        paragraphWord(QStringLiteral("par"), 0);
+    }
+}
+
+void TRtfReader::character(QChar c)
+{
+    if (c.unicode() < 0x20 && c != QLatin1Char('\t'))
+        return;   // line ends and control characters are no text
+    if (st().dest == TDest::Pict) {
+        if (c.unicode() < 128)
+            FPicture.AddHexDigit(c.toLatin1());
+    } else if (skipFallback()) {
+        return;
+    } else if ((c.unicode() >= 0x80 && c.unicode() <= 0xFF) || (FDecoder.LeadPending() && c.unicode() < 0x80)) {
+        rawByte(static_cast<unsigned char>(c.unicode()));   // 8-bit text: a byte of the code page
+    } else {
+        text(c);
+    }
+}
+
 void TRtfReader::Read()
 {
-    const qsizetype n = FIn.size();
-    while (FPos < n) {
+    while (FPos < FIn.size()) {
         const QChar c = FIn.at(FPos++);
         if (c == QLatin1Char('{')) {
-            if (FStack.size() < kMaxDepth)
-                FStack.push_back(FStack.back());
-            else
-                ++FOverflow;
+            groupStart();
         } else if (c == QLatin1Char('}')) {
-            groupEnd();
+            if (!closeGroup())
+                return;
         } else if (c == QLatin1Char('\\')) {
-            if (FPos >= n)
-                break;
-            const QChar d = FIn.at(FPos);
-            if (d == QLatin1Char('\'')) {
-                bool ok = false;
-                const int b = FIn.mid(FPos + 1, 2).toInt(&ok, 16);
-                FPos += 3;
-                if (ok)
-                    hexByte(static_cast<unsigned char>(b));
-            } else if (d == QLatin1Char('*')) {
-                ++FPos;
-                st().dest = TDest::Skip;
-            } else if (d.isLetter()) {
-                const qsizetype start = FPos;
-                while (FPos < n && FIn.at(FPos).isLetter() && FPos - start < 32)
-                    ++FPos;
-                const QString word = FIn.mid(start, FPos - start);
-                qsizetype numStart = FPos;
-                if (FPos < n && FIn.at(FPos) == QLatin1Char('-'))
-                    ++FPos;
-                while (FPos < n && FIn.at(FPos).isDigit() && FPos - numStart < 10)
-                    ++FPos;
-                bool hasArg = FPos > numStart && !(FPos == numStart + 1 && FIn.at(numStart) == QLatin1Char('-'));
-                const int arg = hasArg ? FIn.mid(numStart, FPos - numStart).toInt() : 0;
-                if (FPos < n && FIn.at(FPos) == QLatin1Char(' '))
-                    ++FPos;
-                if (word == QLatin1String("bin") && hasArg) {
-                    FPos += std::clamp<qsizetype>(arg, 0, n - FPos);
-                    continue;
-                }
-                controlWord(word, hasArg, arg);
-            } else {
-                ++FPos;
-                if (d == QLatin1Char('~')) text(QChar(0xA0));
-                else if (d == QLatin1Char('_')) text(QChar(0x2011));
-                else if (d == QLatin1Char('\\') || d == QLatin1Char('{') || d == QLatin1Char('}')) text(d);
-                else if (d == QLatin1Char('\n') || d == QLatin1Char('\r')) paragraphWord(QStringLiteral("par"), 0);
-            }
-        } else if (c == QLatin1Char('\r') || c == QLatin1Char('\n')) {
-            continue;
-        } else if (st().dest == TDest::Pict) {
-            if (FPict.size() < (64 << 20) && isxdigit(c.unicode() < 128 ? c.toLatin1() : 'x'))
-                FPict += c.toLatin1();
+            if (FPos < FIn.size())
+                control();
         } else {
-            text(c);
+            character(c);
         }
     }
-    // The last paragraph has no \par of its own: give it its format.
-    QTextBlockFormat bf;
-    bf.setAlignment(FPara.align);
-    if (!FTable)
-        FCursor.setBlockFormat(bf);
+    if (FStack.size() > 1)
+        finishLastParagraph();   // the input ends inside the document's group
 }
 
 }  // namespace
+
+QString RtfTextFromBytes(const QByteArray& bytes)
+{
+    const QByteArray text = bytes.startsWith("\xef\xbb\xbf") ? bytes.mid(3) : bytes;
+    return LooksLikeRtf(QString::fromLatin1(text.left(64))) ? QString::fromLatin1(text) : QString::fromUtf8(text);
+}
 
 bool LooksLikeRtf(const QString& text)
 {

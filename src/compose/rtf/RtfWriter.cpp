@@ -1,10 +1,10 @@
 #include "compose/rtf/RtfWriter.h"
 
 #include "compose/TableCommands.h"
+#include "compose/rtf/RtfLists.h"
+#include "compose/rtf/RtfPicture.h"
 
-#include <QBuffer>
 #include <QHash>
-#include <QImage>
 #include <QTextBlock>
 #include <QTextDocument>
 #include <QTextFrame>
@@ -29,15 +29,20 @@ private:
     void writeTable(const QTextTable* table);
     void writeRowDefinition(const QTextTable* table, int row);
     QString cellDefinition(const QTextTable* table, int row, int column);
-    QString cellBorder(const QTextTableCellFormat& format, TBorderSide side, bool tableBorder);
+    QString cellBorder(const QTextTableCellFormat& format, TBorderSide side, double tableBorder);
+    void writeFragments(const QTextBlock& block);
     void writeFragment(const QTextFragment& fragment);
     void writeImage(const QTextImageFormat& format);
-    QString escapeText(const QString& text) const;
+    QString listParagraph(const QTextBlock& block, QTextList* list);
+    int listNumber(const QTextList* list);
+    QString escapeText(const QString& text, bool unicodeOnly) const;
     QString charFormat(const QTextCharFormat& f);
 
     const QTextDocument& FDoc;
     QStringList FFonts;
     QList<QColor> FColors;
+    QList<TWrittenList> FLists;
+    QHash<const QTextList*, int> FListNumbers;   // the lists are the document's
     QString FBody;
 };
 
@@ -53,7 +58,9 @@ bool inCp1252(char16_t c, QByteArray& byte)
     return true;
 }
 
-QString escapeChar(QChar ch)
+// Text in the Symbol font is read back through the font's own encoding:
+// every non-ASCII character is written as \uN there.
+QString escapeChar(QChar ch, bool unicodeOnly = false)
 {
     const char16_t c = ch.unicode();
     if (c == '\\' || c == '{' || c == '}')
@@ -62,10 +69,12 @@ QString escapeChar(QChar ch)
         return QStringLiteral("\\tab ");
     if (c == QChar::LineSeparator || c == '\n')
         return QStringLiteral("\\line ");
+    if (c < 0x20)   // a control character read from plain text: kept, but not raw
+        return QStringLiteral("\\u%1?").arg(int(c));
     if (c < 0x80)
         return QString(ch);
     QByteArray byte;
-    if (inCp1252(c, byte))
+    if (!unicodeOnly && inCp1252(c, byte))
         return QStringLiteral("\\'%1").arg(static_cast<unsigned char>(byte[0]), 2, 16, QLatin1Char('0'));
     return QStringLiteral("\\u%1?").arg(static_cast<int16_t>(c));
 }
@@ -143,20 +152,16 @@ QString verticalAlignment(const QTextCharFormat& format)
 }  // namespace
 
 // A side without a width of its own follows the table's border; one of
-// width 0 has none.
-QString TRtfWriter::cellBorder(const QTextTableCellFormat& format, TBorderSide side, bool tableBorder)
+// width 0 has none. Only borders that are drawn are written.
+QString TRtfWriter::cellBorder(const QTextTableCellFormat& format, TBorderSide side, double tableBorder)
 {
     static const char* const words[] = {"\\clbrdrl", "\\clbrdrr", "\\clbrdrt", "\\clbrdrb"};
-    const double width = CellBorderWidth(format, side);
+    const double width = CellBorderWidth(format, side) < 0 ? tableBorder : CellBorderWidth(format, side);
     const QColor color = CellBorderColor(format, side);
     QString s = QLatin1String(words[static_cast<int>(side)]);
-    if (width == 0)
-        return s + QStringLiteral("\\brdrnone");
-    if (width < 0 && !tableBorder && !color.isValid())
-        return QString();
-    s += QStringLiteral("\\brdrs");
-    if (width > 0)
-        s += QStringLiteral("\\brdrw%1").arg(qRound(width * 15));
+    if (width <= 0)
+        return CellBorderWidth(format, side) == 0 ? s + QStringLiteral("\\brdrnone") : QString();
+    s += QStringLiteral("\\brdrs\\brdrw%1").arg(std::max(1, qRound(width * 15)));
     if (color.isValid())
         s += QStringLiteral("\\brdrcf%1").arg(colorIndex(color));
     return s;
@@ -168,7 +173,7 @@ QString TRtfWriter::cellDefinition(const QTextTable* table, int row, int column)
     const QTextTableCellFormat f = cell.format().toTableCellFormat();
     QString s = mergeFlags(cell, row, column) + verticalAlignment(f);
     for (TBorderSide side : {TBorderSide::Top, TBorderSide::Left, TBorderSide::Bottom, TBorderSide::Right})
-        s += cellBorder(f, side, table->format().border() > 0);
+        s += cellBorder(f, side, table->format().border());
     if (f.background().style() != Qt::NoBrush)
         s += QStringLiteral("\\clcbpat%1").arg(colorIndex(f.background().color()));
     return s;
@@ -213,8 +218,10 @@ int TRtfWriter::colorIndex(const QColor& color)
     return static_cast<int>(i) + 1;   // 0 is the automatic colour
 }
 
-// Placeholders "<...>" (no blanks, no line break) are kept raw and whole.
-QString TRtfWriter::escapeText(const QString& text) const
+// Placeholders "<...>" are kept raw and whole, unless they hold what is no
+// text raw: a line break, a control character, a C1 control (which a
+// reader takes for a byte of the code page).
+QString TRtfWriter::escapeText(const QString& text, bool unicodeOnly) const
 {
     QString out;
     for (qsizetype i = 0; i < text.size(); ++i) {
@@ -223,13 +230,14 @@ QString TRtfWriter::escapeText(const QString& text) const
             const QString inner = close > i ? text.mid(i + 1, close - i - 1) : QString();
             if (close > i && !inner.isEmpty() && !inner.contains(QLatin1Char('<'))
                 && !inner.contains(QLatin1Char('\\')) && !inner.contains(QLatin1Char('{')) && !inner.contains(QLatin1Char('}'))
-                && !inner.contains(QChar::LineSeparator)) {
+                && !inner.contains(QChar::LineSeparator) && !unicodeOnly
+                && std::none_of(inner.begin(), inner.end(), [](QChar ch) { return ch.unicode() < 0x20 || (ch.unicode() >= 0x80 && ch.unicode() < 0xA0); })) {
                 out += text.mid(i, close - i + 1);
                 i = close;
                 continue;
             }
         }
-        out += escapeChar(text.at(i));
+        out += escapeChar(text.at(i), unicodeOnly);
     }
     return out;
 }
@@ -250,36 +258,114 @@ QString TRtfWriter::charFormat(const QTextCharFormat& f)
     return s + QLatin1Char(' ');
 }
 
+// A picture in \shppict, as word processors write it: the PNG or JPEG
+// bytes of the resource unchanged, at the size the document shows it.
 void TRtfWriter::writeImage(const QTextImageFormat& format)
 {
-    const QVariant resource = FDoc.resource(QTextDocument::ImageResource, QUrl(format.name()));
-    QImage image = resource.value<QImage>();
-    if (image.isNull())
-        image = QImage(format.name());
-    if (image.isNull())
+    const TEncodedImage image = EncodeDocumentImage(FDoc, format.name());
+    if (image.bytes.isEmpty())
         return;
-    QByteArray png;
-    QBuffer buffer(&png);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    const int w = format.width() > 0 ? qRound(format.width()) : image.width();
-    const int h = format.height() > 0 ? qRound(format.height()) : image.height();
-    FBody += QStringLiteral("{\\pict\\pngblip\\picw%1\\pich%2\\picwgoal%3\\pichgoal%4\n")
-                 .arg(image.width()).arg(image.height()).arg(w * 15).arg(h * 15);
-    const QByteArray hex = png.toHex();
+    const QSize natural = image.size;
+    const double w = format.width() > 0 ? format.width()
+                   : format.height() > 0 ? natural.width() * format.height() / natural.height() : natural.width();
+    const double h = format.height() > 0 ? format.height() : natural.height() * w / natural.width();
+    FBody += QStringLiteral("{\\*\\shppict{\\pict\\%1\\picw%2\\pich%3\\picwgoal%4\\pichgoal%5\n")
+                 .arg(QString::fromLatin1(image.blip)).arg(natural.width()).arg(natural.height())
+                 .arg(qRound(w * 15)).arg(qRound(h * 15));
+    const QByteArray hex = image.bytes.toHex();
     for (qsizetype i = 0; i < hex.size(); i += 128)
         FBody += QString::fromLatin1(hex.mid(i, 128)) + QLatin1Char('\n');
-    FBody += QLatin1Char('}');
+    FBody += QStringLiteral("}}");
+}
+
+// A link's address as the argument of HYPERLINK: 7-bit, quoted; a link
+// into the document as \l "anchor".
+static QString hyperlinkArgument(const QString& href)
+{
+    if (href.startsWith(QLatin1Char('#')))
+        return QStringLiteral("\\\\l \"%1\"").arg(RtfEscapeText(href.mid(1).remove(QLatin1Char('"'))));
+    const QUrl url(href);
+    const QString address = url.isValid() ? QString::fromLatin1(url.toEncoded()) : href;
+    return QLatin1Char('"') + RtfEscapeText(QString(address).replace(QLatin1Char('"'), QLatin1String("%22"))) + QLatin1Char('"');
+}
+
+// Fragments with one link target are the result of one HYPERLINK field.
+void TRtfWriter::writeFragments(const QTextBlock& block)
+{
+    QString open;
+    for (auto it = block.begin(); !it.atEnd(); ++it) {
+        const QTextCharFormat f = it.fragment().charFormat();
+        const QString href = f.isAnchor() ? f.anchorHref() : QString();
+        if (href != open && !open.isEmpty())
+            FBody += QStringLiteral("}}}");
+        if (href != open && !href.isEmpty())
+            FBody += QStringLiteral("{\\field{\\*\\fldinst{HYPERLINK %1}}{\\fldrslt{").arg(hyperlinkArgument(href));
+        open = href;
+        writeFragment(it.fragment());
+    }
+    if (!open.isEmpty())
+        FBody += QStringLiteral("}}}");
+}
+
+int TRtfWriter::listNumber(const QTextList* list)
+{
+    if (const auto it = FListNumbers.constFind(list); it != FListNumbers.constEnd())
+        return *it;
+    const int number = static_cast<int>(FLists.size()) + 1;
+    FLists.append({list->format().style(), number});
+    FListNumbers.insert(list, number);
+    return number;
+}
+
+// A list item for every reader: \ls and \ilvl name its list of the list
+// table (Word, LibreOffice), \pn and \pntext describe it on their own
+// (WordPad); the marker is returned, to stand before the text.
+QString TRtfWriter::listParagraph(const QTextBlock& block, QTextList* list)
+{
+    const QTextListFormat::Style style = list->format().style();
+    const int level = std::clamp(list->format().indent(), 1, kListLevels);
+    FBody += QStringLiteral("\\fi-360\\ls%1\\ilvl%2").arg(listNumber(list)).arg(level - 1);
+    if (IsBulletStyle(style)) {
+        const int symbol = fontIndex(QStringLiteral("Symbol"));
+        FBody += QStringLiteral("{\\*\\pn\\pnlvlblt\\pnf%1\\pnindent0{\\pntxtb\\'b7}}").arg(symbol);
+        return QStringLiteral("{\\pntext\\f%1\\'b7\\tab}").arg(symbol);
+    }
+    static const QHash<int, const char*> kinds = {{QTextListFormat::ListLowerAlpha, "pnlcltr"}, {QTextListFormat::ListUpperAlpha, "pnucltr"},
+                                                  {QTextListFormat::ListLowerRoman, "pnlcrm"}, {QTextListFormat::ListUpperRoman, "pnucrm"}};
+    FBody += QStringLiteral("{\\*\\pn\\pnlvlbody\\pnindent0\\pnstart1\\%1{\\pntxta .}}").arg(QLatin1String(kinds.value(style, "pndec")));
+    return QStringLiteral("{\\pntext %1.\\tab}").arg(ListMarker(style, list->itemNumber(block) + 1));
+}
+
+static QString spacing(const QTextBlockFormat& bf)
+{
+    QString s;
+    if (bf.topMargin() > 0)
+        s += QStringLiteral("\\sb%1").arg(qRound(bf.topMargin() * 15));
+    if (bf.bottomMargin() > 0)
+        s += QStringLiteral("\\sa%1").arg(qRound(bf.bottomMargin() * 15));
+    const double line = bf.lineHeight();
+    switch (bf.lineHeightType()) {
+    case QTextBlockFormat::ProportionalHeight:
+        if (line > 0 && line != 100)
+            s += QStringLiteral("\\sl%1\\slmult1").arg(qRound(line * 240 / 100));
+        break;
+    case QTextBlockFormat::FixedHeight: s += QStringLiteral("\\sl-%1\\slmult0").arg(qRound(line * 15)); break;
+    case QTextBlockFormat::MinimumHeight: s += QStringLiteral("\\sl%1\\slmult0").arg(qRound(line * 15)); break;
+    default: break;
+    }
+    return s;
 }
 
 void TRtfWriter::writeFragment(const QTextFragment& fragment)
 {
     const QTextCharFormat f = fragment.charFormat();
-    if (f.isImageFormat()) {
-        writeImage(f.toImageFormat());
+    if (f.isImageFormat()) {   // equal pictures side by side share one fragment
+        for (int i = 0; i < fragment.length(); ++i)
+            writeImage(f.toImageFormat());
         return;
     }
-    FBody += QLatin1Char('{') + charFormat(f) + escapeText(fragment.text()) + QLatin1Char('}');
+    const bool symbol = f.fontFamilies().toStringList().value(0) == QLatin1String("Symbol");
+    FBody += QLatin1Char('{') + charFormat(f) + escapeText(fragment.text(), symbol) + QLatin1Char('}');
 }
 
 void TRtfWriter::writeBlock(const QTextBlock& block, bool inTable)
@@ -291,24 +377,19 @@ void TRtfWriter::writeBlock(const QTextBlock& block, bool inTable)
     const Qt::Alignment a = bf.alignment();
     FBody += a & Qt::AlignHCenter ? QStringLiteral("\\qc") : a & Qt::AlignRight ? QStringLiteral("\\qr")
            : a & Qt::AlignJustify ? QStringLiteral("\\qj") : QStringLiteral("\\ql");
+    FBody += spacing(bf);
     int left = qRound(bf.leftMargin() * 15) + bf.indent() * kIndentTwips;
     QString marker;
     if (QTextList* list = block.textList()) {
-        const QTextListFormat lf = list->format();
-        left += kIndentTwips * std::max(1, lf.indent());
-        const bool bullet = lf.style() == QTextListFormat::ListDisc || lf.style() == QTextListFormat::ListCircle
-                         || lf.style() == QTextListFormat::ListSquare;
-        marker = bullet ? QStringLiteral("{\\pntext\\'b7\\tab}") : QStringLiteral("{\\pntext %1.\\tab}").arg(list->itemNumber(block) + 1);
-        FBody += bullet ? QStringLiteral("{\\*\\pn\\pnlvlblt\\pntxtb\\'b7}") : QStringLiteral("{\\*\\pn\\pnlvlbody\\pndec}");
-        FBody += QStringLiteral("\\fi-360");
+        left += kIndentTwips * std::clamp(list->format().indent(), 1, kListLevels);
+        marker = listParagraph(block, list);
     } else if (bf.textIndent() != 0) {
         FBody += QStringLiteral("\\fi%1").arg(qRound(bf.textIndent() * 15));
     }
     if (left)
         FBody += QStringLiteral("\\li%1").arg(left);
     FBody += QLatin1Char(' ') + marker;
-    for (auto it = block.begin(); !it.atEnd(); ++it)
-        writeFragment(it.fragment());
+    writeFragments(block);
     if (!inTable)
         FBody += QStringLiteral("\\par\n");
 }
@@ -356,11 +437,12 @@ QString TRtfWriter::Write()
     writeFrame(FDoc.rootFrame(), false);
     QString head = QStringLiteral("{\\rtf1\\ansi\\ansicpg1252\\deff0\\uc1{\\fonttbl");
     for (int i = 0; i < FFonts.size(); ++i)
-        head += QStringLiteral("{\\f%1\\fnil %2;}").arg(i).arg(fontName(FFonts[i]));
+        head += QStringLiteral("{\\f%1\\fnil%2 %3;}").arg(i)
+                    .arg(FFonts[i] == QLatin1String("Symbol") ? QStringLiteral("\\fcharset2") : QString(), fontName(FFonts[i]));
     head += QStringLiteral("}{\\colortbl ;");
     for (const QColor& c : FColors)
         head += QStringLiteral("\\red%1\\green%2\\blue%3;").arg(c.red()).arg(c.green()).arg(c.blue());
-    head += QStringLiteral("}\n");
+    head += QStringLiteral("}\n") + ListTableRtf(FLists);
     return head + FBody + QLatin1Char('}');
 }
 
