@@ -95,14 +95,14 @@ void TOAuthGroup::Load(const QString& configIni)
     edAuthorizationUrl->setText(s.authorizationUrl);
     edTokenUrl->setText(s.tokenUrl);
     edScopes->setText(s.scopes);
-    FHiddenDeviceUrl = s.deviceUrl;
+    FStored = s;
     showSignedIn(TTokenStore(configIni).Load().user);
     methodChanged();
 }
 
 TOAuthSettings TOAuthGroup::Settings() const
 {
-    TOAuthSettings s;
+    TOAuthSettings s = FStored;   // what the group does not show (device URL, issuer, client authentication) stays
     s.enabled = IsOAuth();
     s.provider = static_cast<TOAuthProvider>(cbProvider->currentData().toInt());
     s.clientId = edClientId->text().trimmed();
@@ -111,7 +111,6 @@ TOAuthSettings TOAuthGroup::Settings() const
     s.authorizationUrl = edAuthorizationUrl->text().trimmed();
     s.tokenUrl = edTokenUrl->text().trimmed();
     s.scopes = edScopes->text().simplified();
-    s.deviceUrl = FHiddenDeviceUrl;
     return s;
 }
 

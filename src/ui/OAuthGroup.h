@@ -57,7 +57,7 @@ private:
     TBrowserOpener FOpen = SystemBrowser();
     QString FConfigIni;
     QList<QWidget*> FOAuthControls;
-    QString FHiddenDeviceUrl;
+    TOAuthSettings FStored;   // as last loaded; the base of Settings()
 };
 
 }  // namespace kalvex

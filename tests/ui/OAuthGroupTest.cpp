@@ -104,6 +104,18 @@ TEST(OAuthGroup, ChoiceSignInAndStoredSettings)
     EXPECT_EQ(again.gbOAuth->edClientId->text(), "kalvex-test-client");
     EXPECT_EQ(again.gbOAuth->edScopes->text(), "smtp openid");
     EXPECT_EQ(again.gbOAuth->lbAngemeldet->text(), "Angemeldet als nutzer@kalvex.test");
+    // What only the command line sets (issuer, client authentication)
+    // survives the dialog's OK.
+    TOAuthSettings hidden = LoadOAuthSettings(config.ConfigIniFileName());
+    hidden.issuer = oauth.Base();
+    hidden.clientAuth = TOAuthClientAuth::Body;
+    SaveOAuthSettings(config.ConfigIniFileName(), hidden);
+    TFormSetup third(messages);
+    third.Initialize(config);
+    third.accept();
+    const TOAuthSettings kept = LoadOAuthSettings(config.ConfigIniFileName());
+    EXPECT_EQ(kept.issuer, oauth.Base());
+    EXPECT_EQ(kept.clientAuth, TOAuthClientAuth::Body);
     // The mail-program mode leaves the whole group disabled.
     again.rbStandardClient->click();
     EXPECT_FALSE(again.gbOAuth->isEnabled());
