@@ -13,7 +13,6 @@
 #include "config/KalvexError.h"
 #include "config/LanguageUnit.h"
 #include "config/LogFileUnit.h"
-#include "config/TextDecoding.h"
 #include "config/uConfig.h"
 #include "db/uDatenModul.h"
 #include "mailinterface/uMailInterface.h"
@@ -508,7 +507,7 @@ void checkComposeArguments(const QCommandLineParser& p)
 void fillModel(const QCommandLineParser& p, TComposeModel& model)
 {
     model.Subject = p.value(QStringLiteral("subject"));
-    QString body = p.isSet(QStringLiteral("body-file")) ? DecodeTextFileBytes(readFile(p.value(QStringLiteral("body-file"))))
+    QString body = p.isSet(QStringLiteral("body-file")) ? RtfTextFromBytes(readFile(p.value(QStringLiteral("body-file"))))
                                                         : p.value(QStringLiteral("body"));
     if (p.isSet(QStringLiteral("template")))
         applyTemplate(p, model.Subject, body);

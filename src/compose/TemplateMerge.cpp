@@ -4,7 +4,6 @@
 #include "compose/RTFEditorEngine.h"
 #include "compose/rtf/RtfReader.h"
 #include "compose/rtf/RtfWriter.h"
-#include "config/TextDecoding.h"
 #include "mailinterface/uMailInterface.h"
 
 #include <QFile>
@@ -38,7 +37,7 @@ TMergedTemplate MergeProgrammVorlage(const TProgrammVorlage& vorlage, const TFel
     if (!vorlage.FVorlagePfad.isEmpty()) {
         QFile file(vorlage.FVorlagePfad);
         if (file.open(QIODevice::ReadOnly))
-            body = DecodeTextFileBytes(file.readAll());
+            body = RtfTextFromBytes(file.readAll());
     }
     TMergedTemplate out;
     TProgrammVorlage::ReplaceGuidToFeldnamen(lang, vorlage.FBetreff, out.subject, felder);

@@ -26,6 +26,7 @@
 #include <QApplication>
 #include <QTextCursor>
 #include <QTextDocument>
+#include <QTextBlock>
 #include <QTextDocumentFragment>
 #include <QTextEdit>
 #include <QTimer>
@@ -108,6 +109,20 @@ QList<TComposeRecipient> pickRecipients(QWidget* parent, TAdressDB* adr, IUserMe
 }
 
 // A text block goes in at the cursor, with its formatting when it has any.
+// A fragment carries the pictures' names but not their bytes: those go
+// into the editor's document first.
+void copyPictures(const QTextDocument& from, QTextDocument& to)
+{
+    for (QTextBlock block = from.begin(); block.isValid(); block = block.next())
+        for (auto it = block.begin(); !it.atEnd(); ++it) {
+            const QTextCharFormat format = it.fragment().charFormat();
+            if (!format.isImageFormat())
+                continue;
+            const QUrl name(format.toImageFormat().name());
+            to.addResource(QTextDocument::ImageResource, name, from.resource(QTextDocument::ImageResource, name));
+        }
+}
+
 void insertAtCursor(QTextEdit& editor, const QString& text)
 {
     if (!LooksLikeRtf(text)) {
@@ -116,6 +131,7 @@ void insertAtCursor(QTextEdit& editor, const QString& text)
     }
     QTextDocument block;
     RtfToDocument(text, block);
+    copyPictures(block, *editor.document());
     editor.textCursor().insertFragment(QTextDocumentFragment(&block));
 }
 

@@ -2,6 +2,8 @@
 // indents, alignment, symbols, grid lines, pictures) and "Tabelle" (rows,
 // columns, merging, borders, full width). The buttons follow the cursor.
 #include "ui/fMainForm.h"
+
+#include "compose/MailBodyExport.h"
 #include "ui/RibbonGroup.h"
 
 #include "compose/LinkCommands.h"
@@ -515,8 +517,8 @@ void TMainForm::ShowPictureProperties()
         return;
     }
     QTextImageFormat image = pictureAt(cursor);
-    const QImage natural = FModel.Body().resource(QTextDocument::ImageResource, QUrl(image.name())).value<QImage>();
-    TFormBildeigenschaften dialog(shownSize(image, natural.size()), natural.size(), this);
+    const QSize natural = PictureSize(DocumentPicture(FModel.Body(), image.name()));
+    TFormBildeigenschaften dialog(shownSize(image, natural), natural, this);
     if (RunModal(dialog) != QDialog::Accepted)
         return;
     image.setWidth(dialog.ShownSize().width());

@@ -604,6 +604,16 @@ TEST_F(CliTest, ABodyFileInWindows1252ArrivesAsWritten)
             EXPECT_TRUE(part["text"].toString().contains("font-size:10pt"));
         }
     }
+    // RTF whose 8-bit text stands raw in its code page, as older programs
+    // write it: decoded by the code page, neither as UTF-8 nor twice.
+    writeBytes(dir.filePath("brief.rtf"), "{\\rtf1\\ansi\\ansicpg1252{\\fonttbl{\\f0 Arial;}}\\f0 Stra\xDF" "e \x80 5 \\'80\\par}");
+    const Result rtf = run({"send", "--subject", "Brief", "--body-file", dir.filePath("brief.rtf"), "--to", "a@example.org"});
+    ASSERT_EQ(rtf.code, 0) << rtf.err.toStdString();
+    QString plain;
+    for (const QJsonValue part : server.Parsed(2)["parts"].toArray())
+        if (part["type"] == "text/plain")
+            plain = part["text"].toString().remove('\r').trimmed();
+    EXPECT_EQ(plain, "Straße € 5 €");
 }
 
 // A store that an older version left (tables without the columns added

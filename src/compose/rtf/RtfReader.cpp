@@ -5,6 +5,7 @@
 #include "compose/rtf/RtfLists.h"
 #include "compose/rtf/RtfPicture.h"
 #include "compose/rtf/RtfTableRow.h"
+#include "config/TextDecoding.h"
 
 #include <QRegularExpression>
 #include <QTextBlock>
@@ -864,7 +865,7 @@ void TRtfReader::Read()
 QString RtfTextFromBytes(const QByteArray& bytes)
 {
     const QByteArray text = bytes.startsWith("\xef\xbb\xbf") ? bytes.mid(3) : bytes;
-    return LooksLikeRtf(QString::fromLatin1(text.left(64))) ? QString::fromLatin1(text) : QString::fromUtf8(text);
+    return LooksLikeRtf(QString::fromLatin1(text.left(64))) ? QString::fromLatin1(text) : DecodeTextFileBytes(text);
 }
 
 bool LooksLikeRtf(const QString& text)

@@ -17,7 +17,7 @@ namespace kalvex {
 void RtfToDocument(const QString& rtf, QTextDocument& document);
 // The text of a file or blob that holds RTF or plain text, for
 // RtfToDocument: RTF one character per byte (its 8-bit text is in its code
-// page), anything else as UTF-8.
+// page), anything else as UTF-8 when it is valid UTF-8, else Windows-1252.
 QString RtfTextFromBytes(const QByteArray& bytes);
 bool LooksLikeRtf(const QString& text);
 
