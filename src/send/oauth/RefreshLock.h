@@ -2,7 +2,9 @@
 // Serialises the refreshes of one installation's grant across processes:
 // a provider that rotates refresh tokens takes a second use of the same
 // one for theft and revokes the whole grant. The lock is flock(2) on
-// <config.ini>.oauth-lock; the system releases it when a holder dies.
+// <config.ini>.oauth-lock (RefreshLockPosix.cpp), on Windows that file
+// opened without sharing (RefreshLockWindows.cpp); the system releases it
+// when a holder dies.
 
 #include <QObject>
 #include <QString>
@@ -29,7 +31,7 @@ private:
     void retry(std::function<void()> held, int waitedMs);
 
     QString FPath;
-    int FFd = -1;   // open while held
+    qintptr FHandle = -1;   // the lock file, open while held
 };
 
 }  // namespace kalvex
