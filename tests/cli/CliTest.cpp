@@ -917,3 +917,70 @@ TEST_F(CliTest, APortOutOfRangeInTheSettingsFileIsRefused)
     EXPECT_EQ(run({"send", "--to", "a@example.org", "--subject", "x", "--body", "y"}).code, 0);
     EXPECT_EQ(server.MailCount(), 1);
 }
+
+// Letters written by LibreOffice, pandoc, AbiWord and in RichEdit's manner,
+// sent as they are: each picture a part of its own behind its cid:, links
+// with their targets, the text exact in both parts; and the RTF the store
+// keeps opens in LibreOffice with its bullets, numbers and cells.
+TEST_F(CliTest, LettersFromOtherProgramsReachTheRecipientAsWritten)
+{
+    SmtpServer server({});
+    ASSERT_TRUE(server.Running());
+    ASSERT_EQ(run({"config", "--direct", "--host", "127.0.0.1", "--port", QString::number(server.Port()), "--encrypted",
+                   "0", "--sender", "cli@example.org"}).code, 0);
+    const QString corpus = qEnvironmentVariable("KALVEX_SOURCE_DIR") + "/tests/data/rtf/";
+    const QList<QPair<QString, int>> letters{{"libreoffice", 2}, {"pandoc", 2}, {"abiword", 2}, {"abiword-rule", 0}, {"wordpad", 2}};
+    for (int n = 1; n <= letters.size(); ++n) {
+        const auto& [name, pictures] = letters[n - 1];
+        const Result r = run({"send", "--subject", name, "--body-file", corpus + name + ".rtf", "--to", "a@example.org"});
+        ASSERT_EQ(r.code, 0) << name.toStdString() << ": " << r.err.toStdString();
+        const QJsonObject m = server.Parsed(n);
+        EXPECT_TRUE(m["problems"].toArray().isEmpty()) << name.toStdString() << QJsonDocument(m["problems"].toArray()).toJson().toStdString();
+        int parts = 0;
+        QString plain, hrefs;
+        for (const QJsonValue part : m["parts"].toArray()) {
+            parts += part["cid"].isString();
+            if (part["type"] == "text/plain")
+                plain = part["text"].toString();
+            for (const QJsonValue link : part["links"].toArray())
+                hrefs += link["href"].toString() + ' ';
+        }
+        EXPECT_EQ(parts, pictures) << name.toStdString();
+        EXPECT_TRUE(plain.contains("die Fläche <Fläche> kostet 25 € je m² – Grüße aus der Straße.")) << plain.toStdString();
+        EXPECT_TRUE(plain.contains("Nummer eins")) << plain.toStdString();
+        if (name != "abiword-rule") {
+            EXPECT_TRUE(hrefs.contains("https://www.example.com/kalvex?a=1&b=2 ")) << name.toStdString() << hrefs.toStdString();
+            EXPECT_TRUE(plain.contains("Kalvex-Seite <https://www.example.com/kalvex?a=1&b=2>")) << plain.toStdString();
+        }
+    }
+
+    // The stored bodies, as LibreOffice reads them.
+    QStringList files;
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "letters");
+        db.setDatabaseName(storeFile());
+        ASSERT_TRUE(db.open());
+        QSqlQuery q("SELECT Betreff, InhaltRTF FROM KVXGesendeteMails", db);
+        while (q.next()) {
+            files << dir.filePath(q.value(0).toString() + ".rtf");
+            writeBytes(files.last(), q.value(1).toString().toLatin1());   // the writer writes 7-bit text
+        }
+    }
+    QSqlDatabase::removeDatabase("letters");
+    ASSERT_EQ(files.size(), letters.size());
+    QProcess office;
+    office.start("soffice", QStringList{"-env:UserInstallation=" + QUrl::fromLocalFile(dir.filePath("profile")).toString(),
+                                        "--headless", "--convert-to", "txt:Text (encoded):UTF8", "--outdir", dir.path()} + files);
+    ASSERT_TRUE(office.waitForFinished(300000)) << "soffice (Debian libreoffice-writer-nogui) did not finish";
+    for (const QString& file : files) {
+        QFile text(QString(file).replace(".rtf", ".txt"));
+        ASSERT_TRUE(text.open(QIODevice::ReadOnly)) << file.toStdString() << office.readAllStandardError().toStdString();
+        const QString shown = QString::fromUtf8(text.readAll());
+        // AbiWord's letter lost its list markers on the way from LibreOffice: its items are plain text.
+        const bool markers = !file.endsWith("abiword-rule.rtf");
+        for (const char* line : {markers ? "^\\s*•\\s+erster Punkt$" : "^\\s*erster Punkt$",
+                                 markers ? "^\\s*1\\.\\s+Nummer eins$" : "^\\s*Nummer eins$", "Äpfel", "^\\s*Menge$|\\tMenge"})
+            EXPECT_TRUE(shown.contains(QRegularExpression(QString::fromUtf8(line), QRegularExpression::MultilineOption)))
+                << file.toStdString() << ": " << line << "\nin:\n" << shown.toStdString();
+    }
+}
