@@ -82,22 +82,6 @@ QString THunspellDictionary::decode(const std::string& bytes) const
     return decoder.decode(QByteArray::fromStdString(bytes));
 }
 
-std::shared_ptr<const THunspellDictionary> TSpellDictionaries::Shared(const QString& folder, const QString& language)
-{
-    return instance().get(folder, language);
-}
-
-QString TSpellDictionaries::LanguageOf(int langCode)
-{
-    return langCode == 1033 ? QStringLiteral("en_US") : QStringLiteral("de_DE");
-}
-
-TSpellDictionaries& TSpellDictionaries::instance()
-{
-    static TSpellDictionaries dictionaries;
-    return dictionaries;
-}
-
 std::shared_ptr<const THunspellDictionary> TSpellDictionaries::get(const QString& folder, const QString& language)
 {
     const QString key = folder + QLatin1Char('/') + language;
