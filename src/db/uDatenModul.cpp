@@ -357,14 +357,24 @@ void TDatenModul::openStore(const QString& databaseFolder, IProcessWait* wait, I
 
 // ---------------------------------------------------------------- mails
 
+// What a list shows of a mail: no bodies (a large log would be read and
+// converted whole for nothing).
+static QString mailListSql()
+{
+    return QStringLiteral("select ID, Betreff, Datum, MailStatus, Status, GesendetDurch, SeperatSenden from KVXGesendeteMails");
+}
+
 void TDatenModul::LoadEMailListeFromDB(bool withAttachmentContent)
 {
     TEMailListe mails;
     QHash<int32_t, TEMail*> byId;
-    TQMBDataSet* ds = FDBHandler->OpenSQL(QStringLiteral("select * from KVXGesendeteMails"));
+    TQMBDataSet* ds = FDBHandler->OpenSQL(withAttachmentContent ? QStringLiteral("select * from KVXGesendeteMails")
+                                                                : mailListSql());
     while (ds->Next()) {
         TEMail& mail = mails.Add();
         readMail(*ds, mail);
+        if (withAttachmentContent)
+            readMailTexts(*ds, mail);
         byId[mail.FID] = &mail;
     }
     ds->Close();
@@ -375,22 +385,39 @@ void TDatenModul::LoadEMailListeFromDB(bool withAttachmentContent)
     FEMailListe = std::move(mails);
 }
 
-std::unique_ptr<TEMail> TDatenModul::LoadEMail(int32_t mailId)
+// Drafts are few and their list shows the start of the text: only theirs is read.
+void TDatenModul::LoadDraftTexts()
+{
+    for (const auto& mail : FEMailListe) {
+        if (mail->FStatus != TMailStatus::stEntwurf)
+            continue;
+        TQMBDataSet* ds = FDBHandler->OpenSQL(QStringLiteral("select Inhalt from KVXGesendeteMails where ID = :ID"),
+                                              {P("ID", mail->FID)});
+        if (ds->Next())
+            mail->FBodyPlain = ds->Field("Inhalt").toString();
+        ds->Close();
+    }
+}
+
+std::unique_ptr<TEMail> TDatenModul::LoadEMail(int32_t mailId, bool withAttachmentContent)
 {
     auto mail = std::make_unique<TEMail>();
     TQMBDataSet* ds = FDBHandler->OpenSQL(QStringLiteral("select * from KVXGesendeteMails where ID = :ID"), {P("ID", mailId)});
     const bool found = ds->Next();
-    if (found)
+    if (found) {
         readMail(*ds, *mail);
+        readMailTexts(*ds, *mail);
+    }
     ds->Close();
     if (!found)
         return nullptr;
     const QHash<int32_t, TEMail*> byId{{mailId, mail.get()}};
     readRecipients(FDBHandler->OpenSQL(QStringLiteral("select * from KVXEmpfaenger where MailID = :MailID"), {P("MailID", mailId)}),
                    byId);
-    readAttachments(FDBHandler->OpenSQL(attachmentListSql(QStringLiteral(" where MailID = :MailID")),
+    readAttachments(FDBHandler->OpenSQL(withAttachmentContent ? QStringLiteral("select * from KVXAnhang where MailID = :MailID")
+                                                              : attachmentListSql(QStringLiteral(" where MailID = :MailID")),
                                         {P("MailID", mailId)}),
-                    byId, false);
+                    byId, withAttachmentContent);
     return mail;
 }
 
@@ -402,9 +429,13 @@ void TDatenModul::readMail(TQMBDataSet& ds, TEMail& mail)
     mail.SetStatus(statusOf(ds.Field("MailStatus"), ds.Field("Status").toString()));
     mail.FGesendetDurch = ds.Field("GesendetDurch").toString();
     mail.FSender = senderOf(mail.FGesendetDurch);
+    mail.FSeperatSenden = ds.Field("SeperatSenden").toInt() != 0;
+}
+
+void TDatenModul::readMailTexts(TQMBDataSet& ds, TEMail& mail)
+{
     mail.FBodyRTF = ds.Field("InhaltRTF").toString();
     mail.FBodyPlain = ds.Field("Inhalt").toString();
-    mail.FSeperatSenden = ds.Field("SeperatSenden").toInt() != 0;
 }
 
 void TDatenModul::readRecipients(TQMBDataSet* ds, const QHash<int32_t, TEMail*>& byId)
@@ -429,10 +460,12 @@ void TDatenModul::readRecipients(TQMBDataSet* ds, const QHash<int32_t, TEMail*>&
 }
 
 // Without the contents, their length tells whether the store holds them.
+// Not the byte count: only whether it is 0 matters, and SQLite answers the
+// plain length of a blob from the record header without reading the blob.
 QString TDatenModul::attachmentListSql(const QString& where) const
 {
     return QStringLiteral("select ID, MailID, Pfad, Dateigroesse, %1 from KVXAnhang")
-               .arg(FDBHandler->BuildSqlDataLength(QStringLiteral("Objekt"), true, QStringLiteral("ObjektLaenge")))
+               .arg(FDBHandler->BuildSqlDataLength(QStringLiteral("Objekt"), false, QStringLiteral("ObjektLaenge")))
          + where;
 }
 
