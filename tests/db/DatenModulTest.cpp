@@ -605,6 +605,43 @@ TEST_P(DatenModulTest, LargeAttachmentsAreNotReadForTheList)
     EXPECT_LT(PeakMemoryBytes() - before, large / 4);
 }
 
+// A new file store has large pages (an attachment's pages are written once
+// instead of spilled, read back and written again); an existing one keeps
+// its pages and its mails.
+TEST_P(DatenModulTest, NewFileStoresHaveLargePagesOldOnesKeepTheirs)
+{
+    if (!IsSQLite())
+        GTEST_SKIP() << "a file store only";
+    {
+        TDatenModul dm;
+        EXPECT_EQ(dm.Handler().CalcSQL_Int(0, "pragma page_size"), 65536);
+    }
+    TDatenModul::Free();
+    QFile::remove(storeFile());
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "old");
+        db.setDatabaseName(storeFile());
+        ASSERT_TRUE(db.open());
+        QSqlQuery q(db);
+        ASSERT_TRUE(q.exec("pragma page_size = 4096"));
+        ASSERT_TRUE(q.exec("create table Platzhalter (x integer)"));
+        ASSERT_TRUE(q.exec("drop table Platzhalter"));
+        db.close();
+    }
+    QSqlDatabase::removeDatabase("old");
+    int32_t id = 0;
+    {
+        TDatenModul dm;
+        EXPECT_EQ(dm.Handler().CalcSQL_Int(0, "pragma page_size"), 4096);
+        id = saveListedMails(dm, FDir)[1];
+    }
+    TDatenModul reopened;
+    EXPECT_EQ(reopened.Handler().CalcSQL_Int(0, "pragma page_size"), 4096);
+    const std::unique_ptr<TEMail> mail = reopened.LoadEMail(id, true);
+    ASSERT_NE(mail, nullptr);
+    EXPECT_EQ(mail->FLAnhaengeBlob[0].FObjekt, pattern(70001));
+}
+
 INSTANTIATE_TEST_SUITE_P(Stores, DatenModulTest, ::testing::ValuesIn(Backends()), BackendName);
 
 #include "address/uKontakt.h"
