@@ -7,7 +7,7 @@
 # Needs: sqlite3, python3, /usr/bin/time. Usage: bench/store/run_store.sh [build-dir]
 set -eu
 BUILD=${1:-build}
-KALVEX=$(cd "$BUILD" && pwd)/apps/kalvex/kalvex
+KALVEX=${KALVEX:-$(cd "$BUILD" && pwd)/apps/kalvex/kalvex}   # KALVEX=... compares another build
 WORK=$(mktemp -d)
 trap 'rm -rf "$WORK"' EXIT
 DB=$WORK/common/Common04/kalvex.db
