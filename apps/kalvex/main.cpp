@@ -7,6 +7,7 @@
 #include <QGuiApplication>
 
 #include <cstdio>
+#include <cstdlib>   // __GLIBC__
 
 namespace {
 
@@ -18,12 +19,15 @@ QStringList argumentsOf(int argc, char** argv)
     return args;
 }
 
-// The local time zone file is read once: without TZ the C library checks
-// /etc/localtime again for every date a list shows.
+// The local time zone file is read once: without TZ the GNU C library
+// checks /etc/localtime again for every date a list shows. (Elsewhere TZ
+// has another syntax or none of this cost.)
 void keepLocalTimeZone()
 {
+#ifdef __GLIBC__
     if (qEnvironmentVariableIsEmpty("TZ"))
         qputenv("TZ", ":/etc/localtime");
+#endif
 }
 
 }  // namespace
