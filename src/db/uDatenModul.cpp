@@ -564,6 +564,16 @@ QByteArray TDatenModul::AnhangOeffnen(const QString& path)
     return content;
 }
 
+QByteArray TDatenModul::AnhangInhalt(int32_t attachmentId)
+{
+    TQMBDataSet* ds = FDBHandler->OpenSQL(QStringLiteral("select Objekt from KVXAnhang where ID = :ID"), {P("ID", attachmentId)});
+    QByteArray content;
+    if (ds->Next())
+        content = ds->Field("Objekt").toByteArray();
+    ds->Close();
+    return content;
+}
+
 QString TDatenModul::AnhangOeffnenUndAnzeigen(const QString& path)
 {
     const QString target = WriteAttachmentToTemp(path, AnhangOeffnen(path));

@@ -77,6 +77,9 @@ public:
     void CheckAttachmentsFit(const TEMail& mail);
     void DeleteEMail(int32_t mailId);                   // one transaction
     QByteArray AnhangOeffnen(const QString& path);
+    // One stored attachment's content by its ID (empty when there is none),
+    // read when it is opened or saved from a mail shown.
+    QByteArray AnhangInhalt(int32_t attachmentId);
     // Writes a stored attachment below Common04/KVXIni/Temp/ (base name
     // only) and opens it with the desktop's open action; returns the path.
     QString AnhangOeffnenUndAnzeigen(const QString& path);

@@ -203,6 +203,10 @@ TMainFormServices makeServices(TMailingRun& run, IUserMessages& messages, IProgr
         TDatenModul* module = TDatenModul::Instance();
         return module ? module->LoadEMail(id, withAttachmentContent) : nullptr;
     };
+    services.attachmentContent = [](int32_t attachmentId) {
+        TDatenModul* module = TDatenModul::Instance();
+        return module ? module->AnhangInhalt(attachmentId) : QByteArray();
+    };
     services.deleteMail = [](int32_t id) {
         if (TDatenModul* module = TDatenModul::Instance())
             module->DeleteEMail(id);

@@ -148,8 +148,10 @@ void TMainForm::buildActions()
     barbtNachtrag = makeAction("barbtNachtrag", Tx(1924, "Nachtrag"), [this] { composeFromRow(gridGesendet); });
     barbtLoeschen = makeAction("barbtLoeschen", Tx(1925, "Löschen"), [this] { deleteRow(gridGesendet); });
     barbtZeigeGesendeteMail = makeAction("barbtZeigeGesendeteMail", Tx(1926, "E-Mail anzeigen"), [this] {
-        withOpenedMail(gridGesendet, true, [this](const TEMail& mail) {
-            TFormGesendeteMail view(mail, FMessages, this);
+        withOpenedMail(gridGesendet, false, [this](const TEMail& mail) {
+            TFormGesendeteMail view(mail, FMessages, this, [this](const TAnhang& a) {
+                return FServices.attachmentContent ? FServices.attachmentContent(a.FID) : QByteArray();
+            });
             RunModal(view);
         });
     });

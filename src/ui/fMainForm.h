@@ -58,6 +58,7 @@ struct TMainFormServices {
     std::function<const TEMailListe*()> mails;              // sent mails and drafts, as a list shows them
     // One mail as it is opened: with its bodies (and attachment contents when asked).
     std::function<std::unique_ptr<TEMail>(int32_t mailId, bool withAttachmentContent)> loadMail;
+    std::function<QByteArray(int32_t attachmentId)> attachmentContent;   // read when opened or saved
     std::function<bool(QWidget*)> setupConnection;          // settings dialog + check; true when changed
     std::function<void(QWidget*)> editTemplates;            // template manager
     std::function<TKategorieListe()> ownTemplates;          // the user's templates, fresh from the store

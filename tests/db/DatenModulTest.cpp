@@ -570,6 +570,9 @@ TEST_P(DatenModulTest, ListHoldsRowsAndSizesWithoutBodies)
     ASSERT_EQ(opened->FLAnhaengeBlob.Count(), 2);
     for (const auto& a : opened->FLAnhaengeBlob)
         EXPECT_EQ(a->FObjekt, readAll(a->FPfad));
+    const TAnhang& listedAttachment = dm.FEMailListe.FindByID(ids[1])->FLAnhaengeBlob[1];
+    EXPECT_EQ(dm.AnhangInhalt(listedAttachment.FID), readAll(listedAttachment.FPfad));   // read when opened
+    EXPECT_TRUE(dm.AnhangInhalt(listedAttachment.FID + 1000).isEmpty());
     dm.LoadEMailListeFromDB(true);   // the host's stream of the whole log has everything
     EXPECT_EQ(dm.FEMailListe.FindByID(ids[0])->FBodyPlain, QString("Text 3000 ").repeated(50));
     EXPECT_EQ(dm.FEMailListe.FindByID(ids[0])->FLAnhaengeBlob[0].FObjekt, pattern(3000));
