@@ -81,6 +81,8 @@ deb: deps deb-deps
 bench: build
 	for b in $$(find $(BUILD_DIR)/bench -maxdepth 2 -type f -name 'kalvex_bench_*' -perm -u+x | sort); do \
 		echo "== $$b"; $$b --benchmark_counters_tabular=true || exit 1; done
+	@if [ -x /usr/bin/time ]; then echo "== bench/store/run_store.sh"; sh bench/store/run_store.sh $(BUILD_DIR); \
+	else echo "== bench/store/run_store.sh skipped: /usr/bin/time (package time) is missing"; fi
 
 # libFuzzer over the record stream readers; needs clang (not part of CI).
 fuzz: deps

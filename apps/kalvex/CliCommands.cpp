@@ -895,6 +895,18 @@ const std::vector<TCommand>& Commands()
     return commands;
 }
 
+bool AnswersWithoutGui(const QStringList& arguments)
+{
+    for (qsizetype i = 0; i < arguments.size() && arguments[i].startsWith(QLatin1String("--")); ++i) {
+        const QString& opt = arguments[i];
+        if (opt == QLatin1String("--help") || opt == QLatin1String("--version"))
+            return true;
+        if (opt == QLatin1String("--lang") || opt == QLatin1String("--install-key"))
+            ++i;   // its value
+    }
+    return false;
+}
+
 int RunCommandLine(const QStringList& arguments)
 {
     QStringList args = arguments;

@@ -38,5 +38,8 @@ const std::vector<TCommand>& Commands();
 // Loads the installation's settings, the log and the translations.
 TConfig& OpenInstallation(const TGlobalOptions& options);
 int RunCommandLine(const QStringList& arguments);
+// True when the global options answer by themselves (--help, --version):
+// the program then needs no GUI layer.
+bool AnswersWithoutGui(const QStringList& arguments);
 
 }  // namespace kalvex::cli

@@ -31,11 +31,18 @@ bool HasControlCharacter(const QString& text)
 QString VisibleControlCharacters(const QString& text, bool keepLineBreaks)
 {
     const QString source = keepLineBreaks ? QString(text).replace(QStringLiteral("\r\n"), QStringLiteral("\n")) : text;
+    const auto shownAsIs = [keepLineBreaks](QChar c) {
+        return !IsControlCharacter(c) || (keepLineBreaks && c == QLatin1Char('\n'));
+    };
+    if (std::all_of(source.begin(), source.end(), shownAsIs))   // the common case: nothing to copy
+        return source;
     QString out;
     out.reserve(source.size());
     for (const QChar c : source) {
-        const bool lineBreak = keepLineBreaks && c == QLatin1Char('\n');
-        out += IsControlCharacter(c) && !lineBreak ? visible(c) : QString(c);
+        if (shownAsIs(c))
+            out += c;
+        else
+            out += visible(c);
     }
     return out;
 }

@@ -3,7 +3,8 @@
 // against the other processes that start on the same log. One source per
 // platform (LockedLogPosix.cpp: open/flock; LockedLogWindows.cpp:
 // CreateFileW/LockFileEx). The lock is held from construction until
-// destruction; the file handle is owned by the object.
+// Unlock (or destruction) and taken again by Lock, so that the file can
+// stay open between entries; the file handle is owned by the object.
 
 #include <QByteArray>
 #include <QString>
@@ -20,6 +21,9 @@ public:
     TLockedLog(const TLockedLog&) = delete;
     TLockedLog& operator=(const TLockedLog&) = delete;
 
+    // Raise EKalvex when the lock cannot be taken or given back.
+    void Lock() const;
+    void Unlock() const;
     // False when another process rotated the file away while we waited.
     bool IsCurrent() const;
     qint64 Size() const;

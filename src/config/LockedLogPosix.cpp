@@ -38,6 +38,18 @@ TLockedLog::~TLockedLog()
     ::close(static_cast<int>(FHandle));
 }
 
+void TLockedLog::Lock() const
+{
+    if (::flock(static_cast<int>(FHandle), LOCK_EX) != 0)
+        throwNotCreated();
+}
+
+void TLockedLog::Unlock() const
+{
+    if (::flock(static_cast<int>(FHandle), LOCK_UN) != 0)
+        throwNotCreated();
+}
+
 bool TLockedLog::IsCurrent() const
 {
     struct stat opened {}, named {};

@@ -68,6 +68,20 @@ TLockedLog::~TLockedLog()
     CloseHandle(handleOf(FHandle));
 }
 
+void TLockedLog::Lock() const
+{
+    OVERLAPPED at = lockPlace();
+    if (!LockFileEx(handleOf(FHandle), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &at))
+        throwNotCreated();
+}
+
+void TLockedLog::Unlock() const
+{
+    OVERLAPPED at = lockPlace();
+    if (!UnlockFileEx(handleOf(FHandle), 0, 1, 0, &at))
+        throwNotCreated();
+}
+
 bool TLockedLog::IsCurrent() const
 {
     const HANDLE named = CreateFileW(widePath(FPath).c_str(), FILE_READ_ATTRIBUTES,

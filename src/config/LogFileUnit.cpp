@@ -65,17 +65,19 @@ void TLogFile::writeStartEntry()
 {
     const QByteArray path = QFile::encodeName(FLogFileDateiName);
     for (int attempt = 0; attempt < 100; ++attempt) {
-        TLockedLog log(path);
-        if (!log.IsCurrent())
+        auto log = std::make_unique<TLockedLog>(path);
+        if (!log->IsCurrent())
             continue;
-        if (log.Size() > MaxSizeBeforeRotation) {
+        if (log->Size() > MaxSizeBeforeRotation) {
             rotate();
             continue;
         }
         QStringList lines;
-        if (log.Size() == 0)
+        if (log->Size() == 0)
             lines << QStringLiteral("Logdatei - ") + executablePath() << SeparatorLine() << QString();
-        log.Write(linesOf(lines << SeparatorLine() << QStringLiteral("Programmstart: ") + Timestamp()));
+        log->Write(linesOf(lines << SeparatorLine() << QStringLiteral("Programmstart: ") + Timestamp()));
+        log->Unlock();
+        FFile = std::move(log);
         return;
     }
     throwNotCreated();
@@ -88,14 +90,33 @@ void TLogFile::rotate() const
         throwNotCreated();
 }
 
-void TLogFile::appendLines(const QStringList& lines) const
+TLockedLog& TLogFile::lockedCurrentFile()
 {
-    QFile file(FLogFileDateiName);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Append))
-        throwNotCreated();
+    const QByteArray path = QFile::encodeName(FLogFileDateiName);
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        if (FFile)
+            FFile->Lock();
+        else
+            FFile = std::make_unique<TLockedLog>(path);   // opens locked
+        if (FFile->IsCurrent())
+            return *FFile;
+        FFile.reset();
+    }
+    throwNotCreated();
+}
+
+void TLogFile::appendLines(const QStringList& lines)
+{
     const QByteArray bytes = linesOf(lines);
-    if (file.write(bytes) != bytes.size())
-        throwNotCreated();
+    const std::lock_guard<std::mutex> writing(FWriting);
+    try {
+        TLockedLog& file = lockedCurrentFile();
+        file.Write(bytes);
+        file.Unlock();
+    } catch (const EKalvex&) {
+        FFile.reset();   // closing gives the lock back; the next entry opens anew
+        throw;
+    }
 }
 
 bool TLogFile::LogWrite(bool isInfo, const QString& message)

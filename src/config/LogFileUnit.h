@@ -5,8 +5,11 @@
 
 #include <QString>
 #include <memory>
+#include <mutex>
 
 namespace kalvex {
+
+class TLockedLog;
 
 class TLogFile {
 public:
@@ -50,10 +53,17 @@ public:
 private:
     void writeStartEntry();
     void rotate() const;
-    void appendLines(const QStringList& lines) const;
+    void appendLines(const QStringList& lines);
+    // The open file, locked, as its name names it now: reopened when another
+    // process rotated it away.
+    TLockedLog& lockedCurrentFile();
 
     bool FInitializied = false;
     QString FLogFileDateiName;
+    // Open for the whole run (one open and close per entry cost more than
+    // the entry); unlocked between entries.
+    std::unique_ptr<TLockedLog> FFile;
+    std::mutex FWriting;   // one descriptor for every thread of the process
 };
 
 }  // namespace kalvex

@@ -357,14 +357,24 @@ void TDatenModul::openStore(const QString& databaseFolder, IProcessWait* wait, I
 
 // ---------------------------------------------------------------- mails
 
+// What a list shows of a mail: no bodies (a large log would be read and
+// converted whole for nothing).
+static QString mailListSql()
+{
+    return QStringLiteral("select ID, Betreff, Datum, MailStatus, Status, GesendetDurch, SeperatSenden from KVXGesendeteMails");
+}
+
 void TDatenModul::LoadEMailListeFromDB(bool withAttachmentContent)
 {
     TEMailListe mails;
     QHash<int32_t, TEMail*> byId;
-    TQMBDataSet* ds = FDBHandler->OpenSQL(QStringLiteral("select * from KVXGesendeteMails"));
+    TQMBDataSet* ds = FDBHandler->OpenSQL(withAttachmentContent ? QStringLiteral("select * from KVXGesendeteMails")
+                                                                : mailListSql());
     while (ds->Next()) {
         TEMail& mail = mails.Add();
         readMail(*ds, mail);
+        if (withAttachmentContent)
+            readMailTexts(*ds, mail);
         byId[mail.FID] = &mail;
     }
     ds->Close();
@@ -375,52 +385,73 @@ void TDatenModul::LoadEMailListeFromDB(bool withAttachmentContent)
     FEMailListe = std::move(mails);
 }
 
-std::unique_ptr<TEMail> TDatenModul::LoadEMail(int32_t mailId)
+// Drafts are few and their list shows the start of the text: only theirs is read.
+void TDatenModul::LoadDraftTexts()
+{
+    for (const auto& mail : FEMailListe) {
+        if (mail->FStatus != TMailStatus::stEntwurf)
+            continue;
+        TQMBDataSet* ds = FDBHandler->OpenSQL(QStringLiteral("select Inhalt from KVXGesendeteMails where ID = :ID"),
+                                              {P("ID", mail->FID)});
+        if (ds->Next())
+            mail->FBodyPlain = ds->Field(QStringLiteral("Inhalt")).toString();
+        ds->Close();
+    }
+}
+
+std::unique_ptr<TEMail> TDatenModul::LoadEMail(int32_t mailId, bool withAttachmentContent)
 {
     auto mail = std::make_unique<TEMail>();
     TQMBDataSet* ds = FDBHandler->OpenSQL(QStringLiteral("select * from KVXGesendeteMails where ID = :ID"), {P("ID", mailId)});
     const bool found = ds->Next();
-    if (found)
+    if (found) {
         readMail(*ds, *mail);
+        readMailTexts(*ds, *mail);
+    }
     ds->Close();
     if (!found)
         return nullptr;
     const QHash<int32_t, TEMail*> byId{{mailId, mail.get()}};
     readRecipients(FDBHandler->OpenSQL(QStringLiteral("select * from KVXEmpfaenger where MailID = :MailID"), {P("MailID", mailId)}),
                    byId);
-    readAttachments(FDBHandler->OpenSQL(attachmentListSql(QStringLiteral(" where MailID = :MailID")),
+    readAttachments(FDBHandler->OpenSQL(withAttachmentContent ? QStringLiteral("select * from KVXAnhang where MailID = :MailID")
+                                                              : attachmentListSql(QStringLiteral(" where MailID = :MailID")),
                                         {P("MailID", mailId)}),
-                    byId, false);
+                    byId, withAttachmentContent);
     return mail;
 }
 
 void TDatenModul::readMail(TQMBDataSet& ds, TEMail& mail)
 {
-    mail.FID = ds.Field("ID").toInt();
-    mail.FBetreff = ds.Field("Betreff").toString();
-    mail.FDatum = TQMBDatabaseHandler::DaysOf(ds.Field("Datum"));
-    mail.SetStatus(statusOf(ds.Field("MailStatus"), ds.Field("Status").toString()));
-    mail.FGesendetDurch = ds.Field("GesendetDurch").toString();
+    mail.FID = ds.Field(QStringLiteral("ID")).toInt();
+    mail.FBetreff = ds.Field(QStringLiteral("Betreff")).toString();
+    mail.FDatum = TQMBDatabaseHandler::DaysOf(ds.Field(QStringLiteral("Datum")));
+    mail.SetStatus(statusOf(ds.Field(QStringLiteral("MailStatus")), ds.Field(QStringLiteral("Status")).toString()));
+    mail.FGesendetDurch = ds.Field(QStringLiteral("GesendetDurch")).toString();
     mail.FSender = senderOf(mail.FGesendetDurch);
-    mail.FBodyRTF = ds.Field("InhaltRTF").toString();
-    mail.FBodyPlain = ds.Field("Inhalt").toString();
-    mail.FSeperatSenden = ds.Field("SeperatSenden").toInt() != 0;
+    mail.FSeperatSenden = ds.Field(QStringLiteral("SeperatSenden")).toInt() != 0;
+}
+
+void TDatenModul::readMailTexts(TQMBDataSet& ds, TEMail& mail)
+{
+    mail.FBodyRTF = ds.Field(QStringLiteral("InhaltRTF")).toString();
+    mail.FBodyPlain = ds.Field(QStringLiteral("Inhalt")).toString();
 }
 
 void TDatenModul::readRecipients(TQMBDataSet* ds, const QHash<int32_t, TEMail*>& byId)
 {
     while (ds->Next()) {
-        const auto it = byId.constFind(ds->Field("MailID").toInt());
+        const auto it = byId.constFind(ds->Field(QStringLiteral("MailID")).toInt());
         if (it == byId.constEnd())
             continue;
         TEMailEmpfaenger& r = (*it)->FLEmpfaenger.Add();
-        r.FID = ds->Field("ID").toInt();
+        r.FID = ds->Field(QStringLiteral("ID")).toInt();
         r.FMailID = it.key();
-        r.FAdresse = ds->Field("Adresse").toString();
-        r.FGanzerName = ds->Field("GanzerName").toString();
-        r.FFirma = ds->Field("Firma").toString();
-        r.FAdressDB_ID = ds->Field("AdressDB_ID").toInt();
-        const int type = ds->Field("EmpfType").toInt();
+        r.FAdresse = ds->Field(QStringLiteral("Adresse")).toString();
+        r.FGanzerName = ds->Field(QStringLiteral("GanzerName")).toString();
+        r.FFirma = ds->Field(QStringLiteral("Firma")).toString();
+        r.FAdressDB_ID = ds->Field(QStringLiteral("AdressDB_ID")).toInt();
+        const int type = ds->Field(QStringLiteral("EmpfType")).toInt();
         r.FEmpfType = type >= 0 && type <= 2 ? static_cast<TEmpfaengerTyp>(type) : TEmpfaengerTyp::elAn;
     }
     ds->Close();
@@ -429,27 +460,29 @@ void TDatenModul::readRecipients(TQMBDataSet* ds, const QHash<int32_t, TEMail*>&
 }
 
 // Without the contents, their length tells whether the store holds them.
+// Not the byte count: only whether it is 0 matters, and SQLite answers the
+// plain length of a blob from the record header without reading the blob.
 QString TDatenModul::attachmentListSql(const QString& where) const
 {
     return QStringLiteral("select ID, MailID, Pfad, Dateigroesse, %1 from KVXAnhang")
-               .arg(FDBHandler->BuildSqlDataLength(QStringLiteral("Objekt"), true, QStringLiteral("ObjektLaenge")))
+               .arg(FDBHandler->BuildSqlDataLength(QStringLiteral("Objekt"), false, QStringLiteral("ObjektLaenge")))
          + where;
 }
 
 void TDatenModul::readAttachments(TQMBDataSet* ds, const QHash<int32_t, TEMail*>& byId, bool withContent)
 {
     while (ds->Next()) {
-        const auto it = byId.constFind(ds->Field("MailID").toInt());
+        const auto it = byId.constFind(ds->Field(QStringLiteral("MailID")).toInt());
         if (it == byId.constEnd())
             continue;
         TAnhang& a = (*it)->FLAnhaengeBlob.Add();
-        a.FID = ds->Field("ID").toInt();
+        a.FID = ds->Field(QStringLiteral("ID")).toInt();
         a.FMailID = it.key();
-        a.FPfad = ds->Field("Pfad").toString();
-        a.FDateigroesse = ds->Field("Dateigroesse").toDouble();
+        a.FPfad = ds->Field(QStringLiteral("Pfad")).toString();
+        a.FDateigroesse = ds->Field(QStringLiteral("Dateigroesse")).toDouble();
         if (withContent)
-            a.FObjekt = ds->Field("Objekt").toByteArray();
-        a.FGespeichert = withContent ? !a.FObjekt.isEmpty() : ds->Field("ObjektLaenge").toLongLong() > 0;
+            a.FObjekt = ds->Field(QStringLiteral("Objekt")).toByteArray();
+        a.FGespeichert = withContent ? !a.FObjekt.isEmpty() : ds->Field(QStringLiteral("ObjektLaenge")).toLongLong() > 0;
         (*it)->FAnhaenge << a.FPfad;
     }
     ds->Close();
@@ -526,7 +559,17 @@ QByteArray TDatenModul::AnhangOeffnen(const QString& path)
     TQMBDataSet* ds = FDBHandler->OpenSQL(QStringLiteral("select Objekt from KVXAnhang where Pfad like :a;"), {P("a", path)});
     QByteArray content;
     if (ds->Next())
-        content = ds->Field("Objekt").toByteArray();
+        content = ds->Field(QStringLiteral("Objekt")).toByteArray();
+    ds->Close();
+    return content;
+}
+
+QByteArray TDatenModul::AnhangInhalt(int32_t attachmentId)
+{
+    TQMBDataSet* ds = FDBHandler->OpenSQL(QStringLiteral("select Objekt from KVXAnhang where ID = :ID"), {P("ID", attachmentId)});
+    QByteArray content;
+    if (ds->Next())
+        content = ds->Field(QStringLiteral("Objekt")).toByteArray();
     ds->Close();
     return content;
 }
@@ -553,17 +596,17 @@ void TDatenModul::LoadProgrammVorlageArtListeFromDB()
     TQMBDataSet* ds = FDBHandler->OpenSQL(QStringLiteral("select va.GUID, va.Name1031, va.Beschreibung1031, va.Name1033, va.Beschreibung1033, va.Felder, va.FelderVersion, vp.Programm_ID from ProgrammVorlageArt va left join ProgrammVorlageArt_Programm vp on (va.GUID = vp.ProgrammVorlageArt_GUID) order by va.GUID asc"));
     TProgrammVorlageArt* current = nullptr;
     while (ds->Next()) {
-        const QUuid guid = StringToGuid(ds->Field("GUID").toString());
+        const QUuid guid = StringToGuid(ds->Field(QStringLiteral("GUID")).toString());
         if (!current || current->FGUID != guid) {
             current = &kinds.Add();
             current->FGUID = guid;
-            current->SetTranslation(1031, ds->Field("Name1031").toString(), ds->Field("Beschreibung1031").toString());
-            current->SetTranslation(1033, ds->Field("Name1033").toString(), ds->Field("Beschreibung1033").toString());
-            current->FFelderVersion = ds->Field("FelderVersion").toInt();
-            current->FFelder = felderOf(ds->Field("Felder"));
+            current->SetTranslation(1031, ds->Field(QStringLiteral("Name1031")).toString(), ds->Field(QStringLiteral("Beschreibung1031")).toString());
+            current->SetTranslation(1033, ds->Field(QStringLiteral("Name1033")).toString(), ds->Field(QStringLiteral("Beschreibung1033")).toString());
+            current->FFelderVersion = ds->Field(QStringLiteral("FelderVersion")).toInt();
+            current->FFelder = felderOf(ds->Field(QStringLiteral("Felder")));
         }
-        if (!ds->Field("Programm_ID").isNull())
-            current->AddProgID(ds->Field("Programm_ID").toInt());
+        if (!ds->Field(QStringLiteral("Programm_ID")).isNull())
+            current->AddProgID(ds->Field(QStringLiteral("Programm_ID")).toInt());
     }
     ds->Close();
     kinds.SortByName();
@@ -612,16 +655,16 @@ void TDatenModul::LoadProgrammVorlageListeFromDB(const QUuid& art)
                               {P("Art", guidText(art))});
     while (ds->Next()) {
         TProgrammVorlage& t = list.Add();
-        t.FGUID = StringToGuid(ds->Field("GUID").toString());
-        t.FArt = StringToGuid(ds->Field("Art").toString());
-        t.SetTranslation(1031, ds->Field("Name1031").toString());
-        t.SetTranslation(1033, ds->Field("Name1033").toString());
-        t.FBetreff = ds->Field("Betreff").toString();
-        t.FBody = ds->Field("Body").toString();
-        t.FIsStandard = ds->Field("IsStandard").toInt() != 0;
-        t.FIsDefault = ds->Field("IsDefault").toInt() != 0;
-        t.FOrvanProgVersion = ds->Field("OrvanProgVersion").toInt();
-        t.FFelderVersion = ds->Field("FelderVersion").toInt();
+        t.FGUID = StringToGuid(ds->Field(QStringLiteral("GUID")).toString());
+        t.FArt = StringToGuid(ds->Field(QStringLiteral("Art")).toString());
+        t.SetTranslation(1031, ds->Field(QStringLiteral("Name1031")).toString());
+        t.SetTranslation(1033, ds->Field(QStringLiteral("Name1033")).toString());
+        t.FBetreff = ds->Field(QStringLiteral("Betreff")).toString();
+        t.FBody = ds->Field(QStringLiteral("Body")).toString();
+        t.FIsStandard = ds->Field(QStringLiteral("IsStandard")).toInt() != 0;
+        t.FIsDefault = ds->Field(QStringLiteral("IsDefault")).toInt() != 0;
+        t.FOrvanProgVersion = ds->Field(QStringLiteral("OrvanProgVersion")).toInt();
+        t.FFelderVersion = ds->Field(QStringLiteral("FelderVersion")).toInt();
     }
     ds->Close();
     list.SortByName();

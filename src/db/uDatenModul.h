@@ -61,12 +61,15 @@ public:
     TQMBDatabaseHandler& Handler() { return *FDBHandler; }
     const TQMBDatabaseConfig& Config() const { return FConfig; }
 
-    // Sent mails and drafts. Attachments are read with their content only
-    // when asked (the list of a large log stays small).
+    // Sent mails and drafts. Without withAttachmentContent only what a list
+    // shows (no bodies, attachments' paths and sizes); with it everything
+    // (the host's stream of the log).
     void LoadEMailListeFromDB(bool withAttachmentContent = false);
-    // One mail with its recipients and its attachments' paths and sizes
-    // (no contents); null when there is no mail with that ID.
-    std::unique_ptr<TEMail> LoadEMail(int32_t mailId);
+    // The plain texts of the loaded list's drafts (the draft list shows their start).
+    void LoadDraftTexts();
+    // One mail with its bodies, its recipients and its attachments' paths and
+    // sizes (contents only when asked); null when there is no mail with that ID.
+    std::unique_ptr<TEMail> LoadEMail(int32_t mailId, bool withAttachmentContent = false);
     void SaveEMail(TEMail& mail, TMailStatus status);   // one transaction; adds nothing to the list
     // The largest attachment the store takes (-1: no limit), and the check
     // a sender runs before a mail goes out that could not be logged.
@@ -74,6 +77,9 @@ public:
     void CheckAttachmentsFit(const TEMail& mail);
     void DeleteEMail(int32_t mailId);                   // one transaction
     QByteArray AnhangOeffnen(const QString& path);
+    // One stored attachment's content by its ID (empty when there is none),
+    // read when it is opened or saved from a mail shown.
+    QByteArray AnhangInhalt(int32_t attachmentId);
     // Writes a stored attachment below Common04/KVXIni/Temp/ (base name
     // only) and opens it with the desktop's open action; returns the path.
     QString AnhangOeffnenUndAnzeigen(const QString& path);
@@ -127,6 +133,7 @@ private:
                                      const TQMBDatabaseConfig& defaults);
     static void requireStoreKeys(const TQMBDatabaseConfig& dbConfig, const TStoreSettings& source);
     static void readMail(TQMBDataSet& ds, TEMail& mail);
+    static void readMailTexts(TQMBDataSet& ds, TEMail& mail);
     static void readRecipients(TQMBDataSet* ds, const QHash<int32_t, TEMail*>& byId);
     QString attachmentListSql(const QString& where) const;
     static void readAttachments(TQMBDataSet* ds, const QHash<int32_t, TEMail*>& byId, bool withContent);

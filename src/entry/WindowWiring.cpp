@@ -62,6 +62,7 @@ TMailingRunDeps makeRunDeps(IUserMessages& messages, IProgressDisplay& progress,
         if (TDatenModul* module = TDatenModul::Instance()) {
             module->SaveEMail(mail, kind == 1 ? TMailStatus::stEntwurf : TMailStatus::stGesendet);
             module->LoadEMailListeFromDB();
+            module->LoadDraftTexts();
         }
     };
     deps.checkStorable = [](const TEMail& mail) {
@@ -214,6 +215,14 @@ TMainFormServices makeServices(TMailingRun& run, IUserMessages& messages, IProgr
         TDatenModul* module = TDatenModul::Instance();
         return module ? &module->FEMailListe : nullptr;
     };
+    services.loadMail = [](int32_t id, bool withAttachmentContent) -> std::unique_ptr<TEMail> {
+        TDatenModul* module = TDatenModul::Instance();
+        return module ? module->LoadEMail(id, withAttachmentContent) : nullptr;
+    };
+    services.attachmentContent = [](int32_t attachmentId) {
+        TDatenModul* module = TDatenModul::Instance();
+        return module ? module->AnhangInhalt(attachmentId) : QByteArray();
+    };
     services.deleteMail = [](int32_t id) {
         if (TDatenModul* module = TDatenModul::Instance())
             module->DeleteEMail(id);
@@ -229,8 +238,10 @@ void fillWindow(TMainForm& window, const TDistributionWindowSetup& setup)
     window.SetFelder(setup.felder);
     window.FVorlageArtGUID = setup.art;
     TDatenModul* module = TDatenModul::Instance();
-    if (module)
+    if (module) {
         module->LoadEMailListeFromDB();
+        module->LoadDraftTexts();
+    }
     window.InitializeVorlagenAuswahl(module ? &module->FProgrammVorlageListe : nullptr, setup.lang);
     window.FillMailLists();
     if (!setup.vorlage.isNull())

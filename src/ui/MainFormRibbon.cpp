@@ -148,10 +148,12 @@ void TMainForm::buildActions()
     barbtNachtrag = makeAction("barbtNachtrag", Tx(1924, "Nachtrag"), [this] { composeFromRow(gridGesendet); });
     barbtLoeschen = makeAction("barbtLoeschen", Tx(1925, "Löschen"), [this] { deleteRow(gridGesendet); });
     barbtZeigeGesendeteMail = makeAction("barbtZeigeGesendeteMail", Tx(1926, "E-Mail anzeigen"), [this] {
-        if (const TEMail* mail = mailOfRow(gridGesendet)) {
-            TFormGesendeteMail view(*mail, FMessages, this);
+        withOpenedMail(gridGesendet, false, [this](const TEMail& mail) {
+            TFormGesendeteMail view(mail, FMessages, this, [this](const TAnhang& a) {
+                return FServices.attachmentContent ? FServices.attachmentContent(a.FID) : QByteArray();
+            });
             RunModal(view);
-        }
+        });
     });
     barbtEntwurfBearbeiten = makeAction("barbtEntwurfBearbeiten", Tx(1927, "Entwurf bearbeiten"),
                                         [this] { composeFromRow(gridEntwuerfe); });
@@ -195,10 +197,10 @@ void TMainForm::buildActions()
 // A follow-up of a sent mail, or a draft to go on with.
 void TMainForm::composeFromRow(const QTableWidget* grid)
 {
-    if (const TEMail* mail = mailOfRow(grid)) {
+    withOpenedMail(grid, false, [this](const TEMail& mail) {
         ribbon->setCurrentIndex(0);
-        LoadMailIntoCompose(*mail);
-    }
+        LoadMailIntoCompose(mail);
+    });
 }
 
 // Deletes without asking, as the sent and draft lists always did.

@@ -40,8 +40,9 @@ QString recipientsText(const TEMail& mail)
 
 }  // namespace
 
-TFormGesendeteMail::TFormGesendeteMail(const TEMail& mail, IUserMessages& messages, QWidget* parent)
-    : QDialog(parent), FMail(mail), FMessages(messages)
+TFormGesendeteMail::TFormGesendeteMail(const TEMail& mail, IUserMessages& messages, QWidget* parent,
+                                       TAttachmentContent content)
+    : QDialog(parent), FMail(mail), FMessages(messages), FContent(std::move(content))
 {
     setWindowTitle(Tx(1926, "E-Mail anzeigen"));
     resize(720, 560);
@@ -99,13 +100,18 @@ TFormGesendeteMail::~TFormGesendeteMail()
     SaveWindowGeometry(this, QStringLiteral("fGesendeteMail"));
 }
 
+QByteArray TFormGesendeteMail::contentOf(const TAnhang& a) const
+{
+    return a.FObjekt.isEmpty() && FContent ? FContent(a) : a.FObjekt;
+}
+
 void TFormGesendeteMail::OpenAttachment(int row)
 {
     if (row < 0 || row >= FMail.FLAnhaengeBlob.Count())
         return;
     const TAnhang& a = FMail.FLAnhaengeBlob[row];
     try {
-        const QString path = WriteAttachmentToTemp(a.FPfad, a.FObjekt);
+        const QString path = WriteAttachmentToTemp(a.FPfad, contentOf(a));
         OpenWithShell(QUrl::fromLocalFile(path));
     } catch (const std::exception& e) {
         FMessages.ShowError(QString::fromUtf8(e.what()));
@@ -117,7 +123,7 @@ void TFormGesendeteMail::SaveAttachment(int row, const QString& targetFile)
     if (row < 0 || row >= FMail.FLAnhaengeBlob.Count())
         return;
     QSaveFile file(targetFile);
-    const QByteArray& content = FMail.FLAnhaengeBlob[row].FObjekt;
+    const QByteArray content = contentOf(FMail.FLAnhaengeBlob[row]);
     if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size() || !file.commit())
         FMessages.ShowError(Tx(1996, "Der Anhang konnte nicht nach %1 geschrieben werden: %2").arg(targetFile, file.errorString()));
 }

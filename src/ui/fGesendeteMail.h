@@ -2,7 +2,9 @@
 // The sent-mail view: one logged mail with its recipients, body and
 // attachments; attachments can be opened or saved.
 
+#include <QByteArray>
 #include <QDialog>
+#include <functional>
 
 class QLabel;
 class QTableWidget;
@@ -11,14 +13,20 @@ class QTextBrowser;
 namespace kalvex {
 
 class IUserMessages;
+class TAnhang;
 class TEMail;
+
+// An attachment's content read from the store when it is opened or saved.
+using TAttachmentContent = std::function<QByteArray(const TAnhang&)>;
 
 class TFormGesendeteMail : public QDialog {
     Q_OBJECT
 
 public:
-    // mail and messages must outlive the window.
-    TFormGesendeteMail(const TEMail& mail, IUserMessages& messages, QWidget* parent = nullptr);
+    // mail and messages must outlive the window. Without content, the
+    // attachments' contents are those the mail holds.
+    TFormGesendeteMail(const TEMail& mail, IUserMessages& messages, QWidget* parent = nullptr,
+                       TAttachmentContent content = {});
     ~TFormGesendeteMail() override;
 
     void OpenAttachment(int row);
@@ -30,8 +38,11 @@ public:
     QTableWidget* gridAnhang;
 
 private:
+    QByteArray contentOf(const TAnhang& a) const;
+
     const TEMail& FMail;
     IUserMessages& FMessages;
+    TAttachmentContent FContent;
 };
 
 }  // namespace kalvex

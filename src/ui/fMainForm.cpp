@@ -725,6 +725,16 @@ const TEMail* TMainForm::mailOfRow(const QTableWidget* grid) const
     return item ? const_cast<TEMailListe*>(mails)->FindByID(item->text().toInt()) : nullptr;
 }
 
+void TMainForm::withOpenedMail(const QTableWidget* grid, bool withAttachmentContent,
+                               const std::function<void(const TEMail&)>& use) const
+{
+    const TEMail* listed = mailOfRow(grid);
+    if (!listed)
+        return;
+    const std::unique_ptr<TEMail> loaded = FServices.loadMail ? FServices.loadMail(listed->FID, withAttachmentContent) : nullptr;
+    use(loaded ? *loaded : *listed);
+}
+
 void TMainForm::FillMailLists()
 {
     const TEMailListe* mails = FServices.mails ? FServices.mails() : nullptr;

@@ -17,6 +17,7 @@
 #include <QUrl>
 #include <QUuid>
 #include <functional>
+#include <memory>
 
 class QAction;
 class QCheckBox;
@@ -54,7 +55,10 @@ struct TMainFormServices {
     std::function<void(TComposeModel&)> send;               // the mailing run
     std::function<void(TComposeModel&)> storeDraft;         // "Entwurf speichern"
     std::function<void(int32_t mailId)> deleteMail;         // sent mail or draft
-    std::function<const TEMailListe*()> mails;              // sent mails and drafts
+    std::function<const TEMailListe*()> mails;              // sent mails and drafts, as a list shows them
+    // One mail as it is opened: with its bodies (and attachment contents when asked).
+    std::function<std::unique_ptr<TEMail>(int32_t mailId, bool withAttachmentContent)> loadMail;
+    std::function<QByteArray(int32_t attachmentId)> attachmentContent;   // read when opened or saved
     std::function<bool(QWidget*)> setupConnection;          // settings dialog + check; true when changed
     std::function<void(QWidget*)> editTemplates;            // template manager
     std::function<TKategorieListe()> ownTemplates;          // the user's templates, fresh from the store
@@ -194,6 +198,9 @@ private:
     void fillSentList(const TEMailListe& mails);
     void fillDraftList(const TEMailListe& mails);
     const TEMail* mailOfRow(const QTableWidget* grid) const;
+    // The row's mail read whole from the store (the list holds no bodies).
+    void withOpenedMail(const QTableWidget* grid, bool withAttachmentContent,
+                        const std::function<void(const TEMail&)>& use) const;
     void composeFromRow(const QTableWidget* grid);
     void deleteRow(const QTableWidget* grid);
     void onRibbonTab(int index);

@@ -181,6 +181,29 @@ TEST_F(CliTest, SendFromAFreshInstallationWithStartTlsAndAuth)
     EXPECT_TRUE(r.out.contains("bau@example.org, chef@example.org"));
 }
 
+// --version and --help answer before any GUI object exists: a platform
+// that cannot be loaded does not stop them, and stops a real command.
+TEST_F(CliTest, VersionAndHelpNeedNoGuiLayer)
+{
+    auto runWithoutPlatform = [&](const QStringList& args) {
+        QProcess p;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("KALVEX_REGISTRY", dir.filePath("registry.ini"));
+        env.insert("QT_QPA_PLATFORM", "keine-plattform");
+        p.setProcessEnvironment(env);
+        p.start(KALVEX_CLI, args);
+        p.waitForFinished(60000);
+        return resultOf(p);
+    };
+    const Result version = runWithoutPlatform({"--version"});
+    EXPECT_EQ(version.code, 0) << version.err.toStdString();
+    EXPECT_TRUE(version.out.startsWith("kalvex ")) << version.out.toStdString();
+    const Result help = runWithoutPlatform({"--lang", "1033", "--install-key", "Cli", "--help"});
+    EXPECT_EQ(help.code, 0) << help.err.toStdString();
+    EXPECT_TRUE(help.out.contains("--version"));
+    EXPECT_NE(runWithoutPlatform({"--install-key", "Cli", "list"}).code, 0);   // this one does load the GUI layer
+}
+
 TEST_F(CliTest, UsageErrorsAndFailuresHaveTheirExitCodes)
 {
     EXPECT_EQ(run({"unbekannt"}).code, 2);

@@ -106,6 +106,54 @@ TEST(LogFile, ProcessesStartingTogetherRotateOnceAndLoseNothing)
     }
 }
 
+// A run keeps its log open: when another process rotates the file away,
+// the run's next entries go to the new file by its name, not to the backup.
+TEST(LogFile, EntriesOfALongRunFollowARotationByAnotherProcess)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath("logfile_kalvex.txt");
+    TLogFile running(path);
+    ASSERT_TRUE(running.LogWrite(true, "vorher"));
+    {
+        QFile grow(path);
+        ASSERT_TRUE(grow.open(QIODevice::Append));
+        grow.write(QByteArray(20001, 'x'));
+    }
+    ASSERT_EQ(RunTogether(1, [&](int) {
+                  TLogFile other(path);
+                  return true;
+              }),
+              0);
+    ASSERT_TRUE(running.LogWrite(true, "nachher"));
+    const QString backup = readText(dir.filePath("Logfile.sav"));
+    const QString current = readText(path);
+    EXPECT_TRUE(backup.contains(" - vorher\n"));
+    EXPECT_FALSE(backup.contains("nachher"));
+    EXPECT_TRUE(current.startsWith("Logdatei - "));
+    EXPECT_TRUE(current.contains(" - nachher\n")) << current.toStdString();
+}
+
+// Processes writing many entries each through their open logs lose none
+// and mix no line into another.
+TEST(LogFile, ManyEntriesOfSeveralProcessesAllArrive)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath("logfile_kalvex.txt");
+    const int failed = RunTogether(4, [&](int i) {
+        TLogFile log(path);
+        bool ok = true;
+        for (int n = 0; n < 200; ++n)
+            ok = log.LogWrite(true, QString("Prozess %1 Zeile %2").arg(i).arg(n)) && ok;
+        return ok;
+    });
+    ASSERT_EQ(failed, 0);
+    const QString log = readText(path);
+    for (int i = 0; i < 4; ++i)
+        for (int n = 0; n < 200; n += 37)
+            EXPECT_EQ(log.count(QString(" - Prozess %1 Zeile %2\n").arg(i).arg(n)), 1);
+    EXPECT_EQ(log.count(" - Prozess "), 800);
+}
+
 // What a server echoes back (a password, a token) never lands in the log,
 // which only its owner can read.
 TEST(LogFile, SecretsAreMaskedAndTheFileIsPrivate)

@@ -10,10 +10,13 @@
 #include <QDir>
 #include <QRegularExpression>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QSqlDatabase>
 #include <QSqlQuery>
+
+#include <sys/resource.h>
 
 using namespace kalvex;
 using namespace kalvex::testing;
@@ -108,6 +111,14 @@ QByteArray pattern(qsizetype size)
     for (qsizetype i = 0; i < size; ++i)
         bytes[i] = static_cast<char>((i * 7 + i / 251) & 0xff);
     return bytes;
+}
+
+// The process's peak resident memory so far.
+qint64 PeakMemoryBytes()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<qint64>(usage.ru_maxrss) * 1024;
 }
 
 QByteArray readAll(const QString& path)
@@ -503,6 +514,135 @@ TEST_P(DatenModulTest, UnknownRegistryMakesNothingInTheWorkingFolder)
     EXPECT_EQ(QDir(work.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
     EXPECT_TRUE(QFile::exists(FDir.filePath("user") + "/kalvex/Common/Common04/kalvex.db"));
     EXPECT_TRUE(QFile::exists(FDir.filePath("user") + "/kalvex/Common/Common04/KVXLog/logfile_kalvex.txt"));
+}
+
+namespace {
+
+// A sent mail and a draft, each with a body and attachments of their own sizes.
+QList<int32_t> saveListedMails(TDatenModul& dm, const QTemporaryDir& dir)
+{
+    QList<int32_t> ids;
+    const QList<QPair<TMailStatus, qsizetype>> kinds = {{TMailStatus::stGesendet, 3000}, {TMailStatus::stEntwurf, 70001}};
+    for (const auto& [status, size] : kinds) {
+        TEMail mail;
+        mail.FBetreff = QString("Betreff %1").arg(size);
+        mail.FBodyPlain = QString("Text %1 ").arg(size).repeated(50);
+        mail.FBodyRTF = "{\\rtf1 " + mail.FBodyPlain + "}";
+        mail.FLEmpfaenger.Add().FAdresse = QString("to%1@example.org").arg(size);
+        mail.FAnhaenge << writeFile(dir, QString("a%1.bin").arg(size), pattern(size))
+                       << writeFile(dir, QString("b%1.bin").arg(size), pattern(size / 3));
+        dm.SaveEMail(mail, status);
+        ids << mail.FID;
+    }
+    return ids;
+}
+
+}  // namespace
+
+// A list holds what it shows: subjects, recipients, attachment sizes, but
+// no bodies and no attachment contents; the opened mail has them all.
+TEST_P(DatenModulTest, ListHoldsRowsAndSizesWithoutBodies)
+{
+    TDatenModul dm;
+    const QList<int32_t> ids = saveListedMails(dm, FDir);
+    dm.LoadEMailListeFromDB();
+    ASSERT_EQ(dm.FEMailListe.Count(), 2);
+    for (const auto& mail : dm.FEMailListe) {
+        EXPECT_TRUE(ids.contains(mail->FID));
+        const QString size = mail->FBetreff.mid(8);
+        EXPECT_EQ(mail->FAn, QStringList{"to" + size + "@example.org"});
+        EXPECT_TRUE(mail->FBodyPlain.isEmpty());
+        EXPECT_TRUE(mail->FBodyRTF.isEmpty());
+        ASSERT_EQ(mail->FLAnhaengeBlob.Count(), 2);
+        for (const auto& a : mail->FLAnhaengeBlob) {
+            EXPECT_EQ(a->FDateigroesse, QFileInfo(a->FPfad).size()) << a->FPfad.toStdString();
+            EXPECT_TRUE(a->FGespeichert);
+            EXPECT_TRUE(a->FObjekt.isEmpty());
+        }
+    }
+    dm.LoadDraftTexts();   // the draft list shows the start of a draft's text, of no sent mail
+    EXPECT_EQ(dm.FEMailListe.FindByID(ids[0])->FBodyPlain, "");
+    EXPECT_EQ(dm.FEMailListe.FindByID(ids[1])->FBodyPlain, QString("Text 70001 ").repeated(50));
+
+    const std::unique_ptr<TEMail> opened = dm.LoadEMail(ids[1], true);
+    ASSERT_NE(opened, nullptr);
+    EXPECT_EQ(opened->FBodyRTF, "{\\rtf1 " + QString("Text 70001 ").repeated(50) + "}");
+    ASSERT_EQ(opened->FLAnhaengeBlob.Count(), 2);
+    for (const auto& a : opened->FLAnhaengeBlob)
+        EXPECT_EQ(a->FObjekt, readAll(a->FPfad));
+    const TAnhang& listedAttachment = dm.FEMailListe.FindByID(ids[1])->FLAnhaengeBlob[1];
+    EXPECT_EQ(dm.AnhangInhalt(listedAttachment.FID), readAll(listedAttachment.FPfad));   // read when opened
+    EXPECT_TRUE(dm.AnhangInhalt(listedAttachment.FID + 1000).isEmpty());
+    dm.LoadEMailListeFromDB(true);   // the host's stream of the whole log has everything
+    EXPECT_EQ(dm.FEMailListe.FindByID(ids[0])->FBodyPlain, QString("Text 3000 ").repeated(50));
+    EXPECT_EQ(dm.FEMailListe.FindByID(ids[0])->FLAnhaengeBlob[0].FObjekt, pattern(3000));
+}
+
+// A list and a mail shown next to large attachments do not read them: the
+// process's peak memory stays far below one attachment.
+TEST_P(DatenModulTest, LargeAttachmentsAreNotReadForTheList)
+{
+    if (!IsSQLite())
+        GTEST_SKIP() << "the server measures its own attachments; this is about the file store read in the process";
+    constexpr qint64 large = 300 * 1024 * 1024;
+    int32_t id = 0;
+    {
+        TDatenModul dm;
+        id = saveListedMails(dm, FDir)[0];
+        dm.Handler().ExecSQL(QString("update KVXAnhang set Objekt = zeroblob(%1) where MailID = :id").arg(large),
+                             {P("id", id)});
+    }
+    const qint64 before = PeakMemoryBytes();
+    ASSERT_LT(before, large) << "the process used more than one attachment before";
+    TDatenModul dm;
+    dm.LoadEMailListeFromDB();
+    ASSERT_EQ(dm.FEMailListe.Count(), 2);
+    const TEMail* listed = dm.FEMailListe.FindByID(id);
+    ASSERT_NE(listed, nullptr);
+    ASSERT_EQ(listed->FLAnhaengeBlob.Count(), 2);
+    EXPECT_TRUE(listed->FLAnhaengeBlob[0].FGespeichert);
+    EXPECT_EQ(listed->FLAnhaengeBlob[0].FDateigroesse, 3000);
+    const std::unique_ptr<TEMail> shown = dm.LoadEMail(id);
+    ASSERT_NE(shown, nullptr);
+    EXPECT_TRUE(shown->FLAnhaengeBlob[1].FGespeichert);
+    EXPECT_LT(PeakMemoryBytes() - before, large / 4);
+}
+
+// A new file store has large pages (an attachment's pages are written once
+// instead of spilled, read back and written again); an existing one keeps
+// its pages and its mails.
+TEST_P(DatenModulTest, NewFileStoresHaveLargePagesOldOnesKeepTheirs)
+{
+    if (!IsSQLite())
+        GTEST_SKIP() << "a file store only";
+    {
+        TDatenModul dm;
+        EXPECT_EQ(dm.Handler().CalcSQL_Int(0, "pragma page_size"), 65536);
+    }
+    TDatenModul::Free();
+    QFile::remove(storeFile());
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "old");
+        db.setDatabaseName(storeFile());
+        ASSERT_TRUE(db.open());
+        QSqlQuery q(db);
+        ASSERT_TRUE(q.exec("pragma page_size = 4096"));
+        ASSERT_TRUE(q.exec("create table Platzhalter (x integer)"));
+        ASSERT_TRUE(q.exec("drop table Platzhalter"));
+        db.close();
+    }
+    QSqlDatabase::removeDatabase("old");
+    int32_t id = 0;
+    {
+        TDatenModul dm;
+        EXPECT_EQ(dm.Handler().CalcSQL_Int(0, "pragma page_size"), 4096);
+        id = saveListedMails(dm, FDir)[1];
+    }
+    TDatenModul reopened;
+    EXPECT_EQ(reopened.Handler().CalcSQL_Int(0, "pragma page_size"), 4096);
+    const std::unique_ptr<TEMail> mail = reopened.LoadEMail(id, true);
+    ASSERT_NE(mail, nullptr);
+    EXPECT_EQ(mail->FLAnhaengeBlob[0].FObjekt, pattern(70001));
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, DatenModulTest, ::testing::ValuesIn(Backends()), BackendName);

@@ -76,6 +76,22 @@ TEST(CompanionWindows, SentMailViewAndManualAddress)
     EXPECT_EQ(copy.readAll(), QByteArray("%PDF-1.4"));
     view.SaveAttachment(0, dir.filePath("gibt/es/nicht/x.pdf"));
     EXPECT_EQ(messages.Texts(TRecordingMessages::Kind::Error).size(), 1);
+    // A mail read without contents: the content is asked for when it is saved, not before.
+    TEMail listed;
+    TAnhang& stored = listed.FLAnhaengeBlob.Add();
+    stored.FID = 42;
+    stored.FPfad = "/alt/pfad/gross.bin";
+    QList<int32_t> asked;
+    TFormGesendeteMail lazy(listed, messages, nullptr, [&](const TAnhang& wanted) {
+        asked << wanted.FID;
+        return QByteArray("aus dem Speicher");
+    });
+    EXPECT_TRUE(asked.isEmpty());
+    lazy.SaveAttachment(0, dir.filePath("gross.bin"));
+    EXPECT_EQ(asked, QList<int32_t>{42});
+    QFile lazyCopy(dir.filePath("gross.bin"));
+    ASSERT_TRUE(lazyCopy.open(QIODevice::ReadOnly));
+    EXPECT_EQ(lazyCopy.readAll(), QByteArray("aus dem Speicher"));
 
     TFormAdresseManuell manual;
     manual.edEMail->setText("kein-adresse");

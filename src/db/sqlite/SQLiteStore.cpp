@@ -55,8 +55,15 @@ TQMBSQLiteDatabase::TQMBSQLiteDatabase(const TQMBDatabaseConfig& config)
 // notice at the first statement); a commit then waits for the journal but
 // not for every page on disk (a power cut may lose the last commit, never
 // the file).
+//
+// A new store gets large pages: an attachment is written as a zero blob and
+// then filled, and with small pages the zero pages spill to the file, are
+// read back and written again page by page (three system calls per 4 kB).
+// An existing store keeps its page size (SQLite changes it only for a new
+// file).
 void TQMBSQLiteDatabase::AfterOpen(QSqlDatabase& db)
 {
+    execPragma(db, QStringLiteral("PRAGMA page_size = %1").arg(NewStorePageSize));
     execPragma(db, QStringLiteral("PRAGMA schema_version"));
     execPragma(db, QStringLiteral("PRAGMA synchronous = NORMAL"));
 }

@@ -10,6 +10,7 @@ namespace kalvex {
 class TQMBSQLiteDatabase : public TQMBQtSqlDatabase {
 public:
     explicit TQMBSQLiteDatabase(const TQMBDatabaseConfig& config);
+    static constexpr int NewStorePageSize = 65536;   // SQLite's largest
 
 protected:
     void AfterOpen(QSqlDatabase& db) override;
