@@ -109,6 +109,9 @@ TMailingRun::TMailingRun(TComposeModel& model, IUserMessages& messages, TConfig&
 {
 }
 
+TMailingRun::TMailingRun(TMailingRun&&) noexcept = default;
+TMailingRun::~TMailingRun() = default;
+
 void TMailingRun::NewMail()
 {
     FSentFlag = false;

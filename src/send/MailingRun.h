@@ -177,6 +177,8 @@ class TMailingRun {
 public:
     // All references must outlive the run.
     TMailingRun(TComposeModel& model, IUserMessages& messages, TConfig& config, TMailingRunDeps deps);
+    TMailingRun(TMailingRun&&) noexcept;
+    ~TMailingRun();
 
     void SendClick();
     void SaveDraft();

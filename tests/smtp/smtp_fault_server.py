@@ -232,6 +232,7 @@ class Session:
                 break
             data += line[1:] if line.startswith(b".") else line
         record("DATA-END %d" % len(data))
+        self.end_held = bool(args.batch)   # whatever the reply, it is held for now
         if args.drop.get("END") == reached("END"):
             save(bytes(data), self.mail_line, self.mail_from, self.rcpts)   # taken, but the client never hears so
             record("DROP END")
@@ -256,12 +257,10 @@ class Session:
             if args.end_reply[self.rcpts[0]].startswith("421"):
                 await self.flush()
                 raise ConnectionResetError()   # closing, as the reply says
-            self.end_held = True
             return
         save(bytes(data), self.mail_line, self.mail_from, self.rcpts)
         self.mails += 1
         await self.send("250 Message accepted")
-        self.end_held = True
 
     async def mail(self, line):
         if self.end_held:
