@@ -11,9 +11,10 @@
 #include "send/oauth/OAuthTokenProvider.h"
 
 #include <QFileInfo>
+#include <QSet>
+
 #include <algorithm>
 #include <optional>
-#include <QSet>
 
 namespace kalvex {
 
