@@ -57,10 +57,7 @@ TSmtpSession::~TSmtpSession()
 
 void TSmtpSession::Run(const TSmtpEnvelope& envelope, std::vector<TMimeSegment> message)
 {
-    if (FState == State::Ahead) {   // the server may say 354 to the DATA sent ahead: only a new line is safe
-        dropSocket();
-        FState = State::Done;
-    }
+    aheadLinkGone();   // the server may say 354 to the DATA sent ahead: only a new line is safe
     start(envelope, std::move(message));
 }
 
@@ -80,10 +77,7 @@ void TSmtpSession::RunQueued()
 void TSmtpSession::DropQueue()
 {
     FQueue.clear();
-    if (FState == State::Ahead) {
-        dropSocket();
-        FState = State::Done;
-    }
+    aheadLinkGone();
 }
 
 void TSmtpSession::start(const TSmtpEnvelope& envelope, std::vector<TMimeSegment> message)
@@ -195,8 +189,9 @@ bool TSmtpSession::restingEvent()
     return true;
 }
 
-// The link is gone while commands of the next mail were on their way:
-// it never got its data, so its Run sends it on a new connection.
+// The link is gone, or given up, while commands of the next mail were on
+// their way: that mail never got its data, so its Run sends it on a new
+// connection.
 bool TSmtpSession::aheadLinkGone()
 {
     if (FState != State::Ahead)
