@@ -13,6 +13,9 @@
 #include <QFileInfo>
 #include <QSet>
 
+#include <algorithm>
+#include <optional>
+
 namespace kalvex {
 
 namespace {
@@ -109,13 +112,17 @@ void TEMailVersand::validate(const TEMail& mail) const
 bool TEMailVersand::SendMail(TEMail& mail)
 {
     validate(mail);
-    const TMimeMessage message = BuildMimeMessage(mail);
-    if (message.to.empty())   // entries of nothing but separators
-        throw TKeinEmpfaengerException();
+    const bool queued = takeQueued(mail);
+    std::optional<TMimeMessage> message;
+    if (!queued) {
+        message = BuildMimeMessage(mail);
+        if (message->to.empty())   // entries of nothing but separators
+            throw TKeinEmpfaengerException();
+    }
     FDelivery = TDeliveryReport();
     FRunStarted = false;
     try {
-        send(message);
+        send(message ? &*message : nullptr);
         takeDelivery(nullptr);
     } catch (const std::exception& e) {
         TLogFile::LogGlobal(false, QStringLiteral("TEMailVersand.Send - ") + QString::fromUtf8(e.what()));
@@ -150,9 +157,41 @@ void TEMailVersand::takeDelivery(const std::exception* failure)
         FDelivery.refused.append(qMakePair(address, reason));
 }
 
-void TEMailVersand::send(const TMimeMessage& message)
+// Whether mail is the next one queued. A mail queued behind others that
+// were never sent voids the queue: it is built and sent anew.
+bool TEMailVersand::takeQueued(const TEMail& mail)
 {
-    const TSmtpEnvelope envelope{message.from, envelopeRecipients(message)};
+    const auto it = std::find(FQueued.begin(), FQueued.end(), &mail);
+    if (it == FQueued.end())
+        return false;
+    if (it != FQueued.begin()) {
+        FQueued.clear();
+        FSession->DropQueue();
+        return false;
+    }
+    FQueued.pop_front();
+    return true;
+}
+
+void TEMailVersand::QueueNext(TEMail& mail)
+{
+    if (!FKeep)
+        return;
+    try {
+        validate(mail);
+        const TMimeMessage message = BuildMimeMessage(mail);
+        if (message.to.empty())
+            return;
+        session().Queue({message.from, envelopeRecipients(message)}, AssembleMessage(message));
+        FQueued.push_back(&mail);
+    } catch (const std::exception&) {
+        // not queued: its SendMail builds it again and reports why it cannot go
+    }
+}
+
+// Without a message: the first queued mail.
+void TEMailVersand::send(const TMimeMessage* message)
+{
     if (FTokens)
         FTokens->EnsureFresh();   // a sign-in may be needed: before the server waits for us
     TSmtpSession& session = this->session();
@@ -162,9 +201,15 @@ void TEMailVersand::send(const TMimeMessage& message)
     } end{FProgress};
     if (FProgress)
         FProgress->Begin(Tx(1013, "E-Mail wird gesendet ..."), 0);
-    std::vector<TMimeSegment> segments = AssembleMessage(message);
-    FRunStarted = true;   // from here the session's outcome is this mail's
-    session.Run(envelope, std::move(segments));
+    if (!message) {
+        FRunStarted = true;   // from here the session's outcome is this mail's
+        session.RunQueued();
+        FLastMechanism = session.ChosenMechanism();
+        return;
+    }
+    std::vector<TMimeSegment> segments = AssembleMessage(*message);
+    FRunStarted = true;
+    session.Run({message->from, envelopeRecipients(*message)}, std::move(segments));
     FLastMechanism = session.ChosenMechanism();
 }
 
@@ -188,6 +233,7 @@ void TEMailVersand::KeepConnection()
 
 void TEMailVersand::Close()
 {
+    FQueued.clear();
     if (FSession)
         FSession->Close();
 }

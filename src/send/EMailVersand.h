@@ -9,6 +9,8 @@
 #include "send/MailingRun.h"
 #include "send/SmtpSession.h"
 
+#include <deque>
+
 namespace kalvex {
 
 class IUserMessages;
@@ -59,6 +61,9 @@ public:
     bool SendMail(TEMail& mail) override;
     TDeliveryReport LastDelivery() const override { return FDelivery; }
     void KeepConnection() override;
+    // A kept sender hands the built mail to its session ahead; SendMail of
+    // the same object then sends that one.
+    void QueueNext(TEMail& mail) override;
     void Close() override;
     // Connections made so far by the kept session.
     int Connections() const;
@@ -72,7 +77,8 @@ public:
 
 private:
     void validate(const TEMail& mail) const;
-    void send(const TMimeMessage& message);
+    void send(const TMimeMessage* message);
+    bool takeQueued(const TEMail& mail);
     [[noreturn]] void throwFailure(const std::exception& e) const;
     void takeDelivery(const std::exception* failure);
     TSmtpSession& session();
@@ -86,6 +92,7 @@ private:
     QByteArray FLastMechanism;
     TDeliveryReport FDelivery;
     bool FRunStarted = false;
+    std::deque<const TEMail*> FQueued;   // mails handed to QueueNext, in the session's order
 };
 
 }  // namespace kalvex

@@ -109,6 +109,9 @@ TMailingRun::TMailingRun(TComposeModel& model, IUserMessages& messages, TConfig&
 {
 }
 
+TMailingRun::TMailingRun(TMailingRun&&) noexcept = default;
+TMailingRun::~TMailingRun() = default;
+
 void TMailingRun::NewMail()
 {
     FSentFlag = false;
@@ -216,7 +219,8 @@ void TMailingRun::runSeparately(const std::vector<size_t>& allRows, TSendMode mo
         showSeparateProgress(done, rows.size(), rows[done], FRunClock.elapsed());
         if (!paceNextMail())
             break;   // cancelled while waiting: this one was not tried
-        sendSeparateMail(rows[done], mode, done == 0);
+        sendSeparateMail(rows[done], mode, done == 0,
+                         done + 1 < rows.size() ? std::optional<size_t>(rows[done + 1]) : std::nullopt);
     }
     for (size_t k = done; k < rows.size(); ++k)
         markNotTried(FModel.Recipients[rows[k]].email);
@@ -291,15 +295,17 @@ void TMailingRun::endSeparateRun()
     if (FRunSender)
         FRunSender->Close();
     FRunSender.reset();
+    FQueuedMail.reset();
     if (FDeps.progress)
         FDeps.progress->EndRun();
 }
 
-void TMailingRun::sendSeparateMail(size_t index, TSendMode mode, bool first)
+void TMailingRun::sendSeparateMail(size_t index, TSendMode mode, bool first, std::optional<size_t> next)
 {
-    TEMail mail;
-    BuildMail(mail, FModel.Recipients[index].email);
-    personalize(mail, index);
+    const std::unique_ptr<TEMail> owned = runMail(index);
+    TEMail& mail = *owned;
+    if (mode == TSendMode::smDirect && next)
+        queueNextMail(*next);
     const QString subject = mail.FBetreff;   // the log keeps the template's
     const TMailOutcome outcome = mode == TSendMode::smMailClient
                                      ? (SendViaMailClient(mail, first) ? TMailOutcome::moSent : TMailOutcome::moFailed)
@@ -307,6 +313,29 @@ void TMailingRun::sendSeparateMail(size_t index, TSendMode mode, bool first)
     mail.FBetreff = subject;
     FSentFlag = true;
     recordSeparateResult(mail, outcome);
+}
+
+// The mail for a row: the one handed to the sender ahead, or a new one.
+std::unique_ptr<TEMail> TMailingRun::runMail(size_t index)
+{
+    if (FQueuedMail && FQueuedRow == index)
+        return std::move(FQueuedMail);
+    auto mail = std::make_unique<TEMail>();
+    BuildMail(*mail, FModel.Recipients[index].email);
+    personalize(*mail, index);
+    return mail;
+}
+
+// Without a pause between mails the sender learns the next one before the
+// current one goes, so it can start it behind the current one's end.
+void TMailingRun::queueNextMail(size_t index)
+{
+    if (!FRunSender || FPacing.mailsPerMinute > 0)
+        return;
+    FQueuedMail = runMail(index);
+    FQueuedRow = index;
+    FQueuedMail->FVon = FConfig.FUser;
+    FRunSender->QueueNext(*FQueuedMail);
 }
 
 void TMailingRun::recordSeparateResult(const TEMail& mail, TMailOutcome outcome)

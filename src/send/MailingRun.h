@@ -74,6 +74,11 @@ public:
     // A run of mails: one connection for all of them where the server
     // allows it, until Close.
     virtual void KeepConnection() {}
+    // The mail of the run that SendMail gets next, handed over before the
+    // current one is sent: its commands may then go out right behind the
+    // current mail's end (PIPELINING). The object must stay as it is until
+    // that SendMail.
+    virtual void QueueNext(TEMail& /*mail*/) {}
     virtual void Close() {}
 };
 
@@ -172,6 +177,8 @@ class TMailingRun {
 public:
     // All references must outlive the run.
     TMailingRun(TComposeModel& model, IUserMessages& messages, TConfig& config, TMailingRunDeps deps);
+    TMailingRun(TMailingRun&&) noexcept;
+    ~TMailingRun();
 
     void SendClick();
     void SaveDraft();
@@ -207,7 +214,9 @@ private:
     void markNotTried(const QString& address);
     void beginSeparateRun();
     void endSeparateRun();
-    void sendSeparateMail(size_t index, TSendMode mode, bool first);
+    void sendSeparateMail(size_t index, TSendMode mode, bool first, std::optional<size_t> next);
+    std::unique_ptr<TEMail> runMail(size_t index);
+    void queueNextMail(size_t index);
     enum class TMailOutcome { moSent, moUnknown, moFailed };
     void recordSeparateResult(const TEMail& mail, TMailOutcome outcome);
     TMailOutcome sendInRun(TEMail& mail, bool log);
@@ -250,6 +259,8 @@ private:
     TSendPacingSettings FPacing;
     std::optional<TSendPacer> FPacer;
     QElapsedTimer FRunClock;
+    std::unique_ptr<TEMail> FQueuedMail;   // the next mail, handed to FRunSender ahead
+    size_t FQueuedRow = 0;
     QString FLastFailure;   // the reason of the last mail that did not go out
     bool FServerUnreachable = false;   // a separate run ends: no connection could be made
     bool FPasswordWarningLogged = false;

@@ -57,6 +57,31 @@ TSmtpSession::~TSmtpSession()
 
 void TSmtpSession::Run(const TSmtpEnvelope& envelope, std::vector<TMimeSegment> message)
 {
+    aheadLinkGone();   // the server may say 354 to the DATA sent ahead: only a new line is safe
+    start(envelope, std::move(message));
+}
+
+void TSmtpSession::Queue(const TSmtpEnvelope& envelope, std::vector<TMimeSegment> message)
+{
+    FQueue.push_back({envelope, std::move(message)});
+}
+
+void TSmtpSession::RunQueued()
+{
+    TQueuedMail mail = std::move(FQueue.front());
+    FQueue.pop_front();
+    FAheadSent = false;   // commands sent ahead are now the running mail's own
+    start(mail.envelope, std::move(mail.message));
+}
+
+void TSmtpSession::DropQueue()
+{
+    FQueue.clear();
+    aheadLinkGone();
+}
+
+void TSmtpSession::start(const TSmtpEnvelope& envelope, std::vector<TMimeSegment> message)
+{
     FEnvelope = envelope;
     FMessageSize = EncodedMessageSize(message);
     FBody = TDataBody(std::move(message));
@@ -66,14 +91,28 @@ void TSmtpSession::Run(const TSmtpEnvelope& envelope, std::vector<TMimeSegment> 
     FTransactionStart = 0;
     FAccepted.clear();
     FDelivery = TSmtpDelivery();
-    if (FState == State::Ready) {
-        FCancelPoll.start();
-        startOnRestingConnection();
-    } else {
-        connectSocket();
-    }
+    startMail();
     runLoop();
     finishRun();
+}
+
+// On a connection where this mail's commands went ahead, its replies may
+// already wait in the parser: they are taken now, in order.
+void TSmtpSession::startMail()
+{
+    if (FState == State::Ahead) {
+        FCancelPoll.start();
+        FOnRestedLink = true;
+        if (refuseBeforeMail())
+            return;
+        sendMailFrom();
+        return takeReplies();
+    }
+    if (FState == State::Ready) {
+        FCancelPoll.start();
+        return startOnRestingConnection();
+    }
+    connectSocket();
 }
 
 // All events: the progress display's cancel button must work while the
@@ -82,7 +121,7 @@ void TSmtpSession::runLoop()
 {
     QEventLoop loop;
     FLoop = &loop;
-    if (FState != State::Done && FState != State::Ready)
+    if (FState != State::Done && FState != State::Ready && FState != State::Ahead)
         loop.exec();
     FLoop = nullptr;
     FTimer.stop();
@@ -92,7 +131,7 @@ void TSmtpSession::runLoop()
 // A resting connection stays; anything else is closed.
 void TSmtpSession::finishRun()
 {
-    if (FState != State::Ready)
+    if (FState != State::Ready && FState != State::Ahead)
         dropSocket();
     settleDelivery();
     if (FError)
@@ -114,8 +153,12 @@ void TSmtpSession::settleDelivery()
     }
 }
 
+// A connection with commands sent ahead is dropped, not QUIT: the server
+// may take QUIT as message text after its 354, and without the final "."
+// the queued mail is not delivered.
 void TSmtpSession::Close()
 {
+    FQueue.clear();
     if (FState == State::Ready) {
         sendQuit();
         runLoop();
@@ -127,6 +170,7 @@ void TSmtpSession::Close()
 // The socket may be the one whose signal is being handled: it goes later.
 void TSmtpSession::dropSocket()
 {
+    FAheadSent = false;
     if (!FSocket)
         return;
     FSocket->disconnect(this);
@@ -143,6 +187,28 @@ bool TSmtpSession::restingEvent()
     dropSocket();
     FState = State::Done;
     return true;
+}
+
+// The link is gone, or given up, while commands of the next mail were on
+// their way: that mail never got its data, so its Run sends it on a new
+// connection.
+bool TSmtpSession::aheadLinkGone()
+{
+    if (FState != State::Ahead)
+        return false;
+    dropSocket();
+    FState = State::Done;
+    return true;
+}
+
+// The mail's outcome is known; the replies to the commands sent ahead stay
+// in the parser for the next mail's Run.
+void TSmtpSession::restAhead()
+{
+    FState = State::Ahead;
+    FTimer.stop();
+    if (FLoop)
+        FLoop->quit();
 }
 
 void TSmtpSession::rest()
@@ -292,7 +358,7 @@ void TSmtpSession::onSocketError(QAbstractSocket::SocketError error)
 {
     if (FState == State::Quit)
         return leave();
-    if (FState == State::Done || restingEvent())
+    if (FState == State::Done || restingEvent() || aheadLinkGone())
         return;
     if (restedLinkGone() && error == QAbstractSocket::RemoteHostClosedError)
         return connectSocket();
@@ -312,7 +378,7 @@ void TSmtpSession::onDisconnected()
 {
     if (FState == State::Quit)
         return leave();
-    if (restingEvent())
+    if (restingEvent() || aheadLinkGone())
         return;
     if (restedLinkGone())
         return connectSocket();
@@ -343,7 +409,7 @@ void TSmtpSession::onReadyRead()
 void TSmtpSession::takeReplies()
 {
     Reply reply;
-    while (FState != State::Done) {
+    while (FState != State::Done && FState != State::Ahead) {
         switch (FParser.Next(reply)) {
         case TSmtpReplyParser::Result::NeedMore:
             return;
@@ -497,7 +563,7 @@ void TSmtpSession::startAuthOrMail()
     if (FTokens)
         return startOAuth();
     if (FSettings.user.isEmpty() || FSettings.password.isEmpty())   // no AUTH without both
-        return sendMailFrom();
+        return startTransaction();
     FMechanisms = CreateSaslMechanisms({FSettings.user, FSettings.password});
     TSaslMechanism* mechanism = ChooseSaslMechanism(FMechanisms, FAuthMechanisms);
     if (!mechanism)
@@ -516,18 +582,23 @@ bool TSmtpSession::refuseBeforeMail()
     return !refusal.isEmpty();
 }
 
-// Why this mail cannot go to this server, or nothing; decides SMTPUTF8.
 QString TSmtpSession::mailRefusal()
 {
-    if (FSizeLimit > 0 && FMessageSize > FSizeLimit)
+    return mailRefusal(FEnvelope, FMessageSize, FUseSmtpUtf8);
+}
+
+// Why a mail cannot go to this server, or nothing; decides SMTPUTF8.
+QString TSmtpSession::mailRefusal(const TSmtpEnvelope& envelope, qint64 size, bool& smtpUtf8) const
+{
+    if (FSizeLimit > 0 && size > FSizeLimit)
         return Tx(2600, "Die E-Mail ist %1 Bytes groß, der SMTP-Server nimmt aber höchstens %2 Bytes an.")
-            .arg(FMessageSize).arg(FSizeLimit);
-    std::vector<TMailbox> all = FEnvelope.recipients;
-    all.insert(all.begin(), FEnvelope.from);
-    FUseSmtpUtf8 = FCapabilities.contains("SMTPUTF8")
-                && std::any_of(all.begin(), all.end(), [](const TMailbox& m) { return !m.IsAscii(); });
+            .arg(size).arg(FSizeLimit);
+    std::vector<TMailbox> all = envelope.recipients;
+    all.insert(all.begin(), envelope.from);
+    smtpUtf8 = FCapabilities.contains("SMTPUTF8")
+            && std::any_of(all.begin(), all.end(), [](const TMailbox& m) { return !m.IsAscii(); });
     for (const TMailbox& m : all)
-        if (!FUseSmtpUtf8 && !m.LocalPartIsAscii())
+        if (!smtpUtf8 && !m.LocalPartIsAscii())
             return Tx(2601, "Die Adresse %1 enthält vor dem @ Zeichen außerhalb von ASCII. Der SMTP-Server "
                             "kann solche Adressen nicht annehmen (SMTPUTF8 fehlt).").arg(m.Address());
     return QString();
@@ -549,7 +620,7 @@ void TSmtpSession::startAuth(TSaslMechanism* mechanism)
 void TSmtpSession::handleAuth(const Reply& r)
 {
     if (r.code == 235)
-        return sendMailFrom();
+        return startTransaction();
     if (r.code == 334)
         return answerChallenge(r);
     if (r.code == 535 && FTokens)
@@ -632,7 +703,12 @@ void TSmtpSession::refreshToken()
 // their IDNA form (local parts are ASCII by then).
 QByteArray TSmtpSession::envelopeAddress(const TMailbox& mailbox) const
 {
-    return FUseSmtpUtf8 ? mailbox.Address().toUtf8() : mailbox.AceAddress().toLatin1();
+    return envelopeAddress(mailbox, FUseSmtpUtf8);
+}
+
+QByteArray TSmtpSession::envelopeAddress(const TMailbox& mailbox, bool smtpUtf8)
+{
+    return smtpUtf8 ? mailbox.Address().toUtf8() : mailbox.AceAddress().toLatin1();
 }
 
 void TSmtpSession::sendMailFrom()
@@ -642,12 +718,59 @@ void TSmtpSession::sendMailFrom()
 
 QByteArray TSmtpSession::mailFromCommand() const
 {
-    QByteArray command = "MAIL FROM:<" + envelopeAddress(FEnvelope.from) + ">";
+    return mailFromCommand(FEnvelope, FMessageSize, FUseSmtpUtf8);
+}
+
+QByteArray TSmtpSession::mailFromCommand(const TSmtpEnvelope& envelope, qint64 size, bool smtpUtf8) const
+{
+    QByteArray command = "MAIL FROM:<" + envelopeAddress(envelope.from, smtpUtf8) + ">";
     if (FCapabilities.contains("SIZE"))
-        command += " SIZE=" + QByteArray::number(FMessageSize);
-    if (FUseSmtpUtf8)
+        command += " SIZE=" + QByteArray::number(size);
+    if (smtpUtf8)
         command += " SMTPUTF8";
     return command;
+}
+
+// MAIL, RCPT and DATA of a mail to one recipient: a group RFC 2920 lets
+// end with DATA.
+QList<QByteArray> TSmtpSession::pipelinedGroup(const TSmtpEnvelope& envelope, qint64 size, bool smtpUtf8) const
+{
+    return {mailFromCommand(envelope, size, smtpUtf8), "RCPT TO:<" + envelopeAddress(envelope.recipients[0], smtpUtf8) + ">",
+            "DATA"};
+}
+
+// The first transaction of a mail to one recipient goes in one write where
+// the server allows it; sendCommand then leaves out what is on its way.
+void TSmtpSession::startTransaction()
+{
+    if (FCapabilities.contains("PIPELINING") && FEnvelope.recipients.size() == 1) {
+        FPipelined = pipelinedGroup(FEnvelope, FMessageSize, FUseSmtpUtf8);
+        FSocket->write(FPipelined.join("\r\n") + "\r\n");
+    }
+    sendMailFrom();
+}
+
+// Only behind the last transaction of the running mail, and only for a
+// queued mail this server can take.
+bool TSmtpSession::canSendAhead() const
+{
+    if (!FKeepOpen || FQueue.empty() || !FCapabilities.contains("PIPELINING"))
+        return false;
+    if (FNextRecipient < FEnvelope.recipients.size() || FQueue.front().envelope.recipients.size() != 1)
+        return false;
+    bool smtpUtf8 = false;
+    return mailRefusal(FQueue.front().envelope, EncodedMessageSize(FQueue.front().message), smtpUtf8).isEmpty();
+}
+
+void TSmtpSession::sendAhead()
+{
+    const TQueuedMail& next = FQueue.front();
+    const qint64 size = EncodedMessageSize(next.message);
+    bool smtpUtf8 = false;
+    mailRefusal(next.envelope, size, smtpUtf8);
+    FPipelined = pipelinedGroup(next.envelope, size, smtpUtf8);
+    FSocket->write(FPipelined.join("\r\n") + "\r\n");
+    FAheadSent = true;
 }
 
 // A finished mail leaves no transaction behind, so the next one starts
@@ -663,11 +786,7 @@ void TSmtpSession::startOnRestingConnection()
     if (refuseBeforeMail())
         return;
     FOnRestedLink = true;
-    if (FCapabilities.contains("PIPELINING") && FEnvelope.recipients.size() == 1) {
-        FPipelined = {mailFromCommand(), "RCPT TO:<" + envelopeAddress(FEnvelope.recipients[0]) + ">", "DATA"};
-        FSocket->write(FPipelined.join("\r\n") + "\r\n");
-    }
-    sendMailFrom();
+    startTransaction();
 }
 
 bool TSmtpSession::restedLinkGone() const
@@ -743,6 +862,8 @@ void TSmtpSession::pumpBody()
             if (chunk.isEmpty()) {
                 sendCommand(FBody.EndLine(), State::DataEnd, FSettings.dataEndTimeoutMs);
                 FEndOfDataSent = true;
+                if (canSendAhead())
+                    sendAhead();
                 step(Tx(1015, "Der SMTP-Server bestätigt die E-Mail ..."));
                 return;
             }
@@ -757,6 +878,8 @@ void TSmtpSession::pumpBody()
 
 void TSmtpSession::handleDataEnd(const Reply& r)
 {
+    if (FAheadSent)
+        return endBeforeAhead(r);
     if (r.code != 250)
         return failReply(r);
     for (size_t i : FAccepted)
@@ -771,6 +894,24 @@ void TSmtpSession::handleDataEnd(const Reply& r)
     if (FKeepOpen)
         return rest();
     sendQuit();
+}
+
+// The reply to the final "." ends this mail's transaction whatever it says
+// (RFC 5321 4.1.1.4), so the next mail, already on its way, goes on. A 421
+// closes the connection: the next mail's commands stay unanswered and it
+// goes on a new connection.
+void TSmtpSession::endBeforeAhead(const Reply& r)
+{
+    if (r.code == 421)
+        return abortWith(std::make_exception_ptr(ESmtpReply(r)));
+    if (r.code != 250) {
+        FError = std::make_exception_ptr(ESmtpReply(r));
+        return restAhead();
+    }
+    for (size_t i : FAccepted)
+        FDelivery.delivered << FEnvelope.recipients[i].Address();
+    FAccepted.clear();
+    restAhead();
 }
 
 }  // namespace kalvex

@@ -12,7 +12,11 @@
 // that answers it with 421 (its limit per connection) or hung up meanwhile
 // gets the mail on a new connection. New TLS connections offer the last session ticket, so
 // the server can resume instead of a full handshake. With PIPELINING the
-// commands up to DATA of such a mail go in one write.
+// commands up to DATA of a mail to one recipient go in one write, and a
+// mail queued for later (Queue) has them written right behind the final "."
+// of the mail before it (RFC 2920 3.1): the replies are then taken in
+// order, the one to that "." first, and the queued mail's replies wait for
+// its own Run.
 
 #include "mailinterface/MailAddress.h"
 #include "send/DataBody.h"
@@ -29,6 +33,7 @@
 #include <QSslSocket>
 #include <QStringList>
 #include <QTimer>
+#include <deque>
 #include <exception>
 #include <memory>
 
@@ -134,7 +139,8 @@ class TSmtpSession : public QObject {
 
 public:
     enum class State { Idle, Connecting, Greeting, Ehlo, Helo, StartTls, TlsHandshake, EhloAgain, Auth, AuthCancel, AuthToken, MailFrom,
-                       RcptTo, Data, Body, DataEnd, Quit, Done, Ready };
+                       RcptTo, Data, Body, DataEnd, Quit, Done, Ready,
+                       Ahead };   // resting, with the next mail's MAIL, RCPT and DATA on their way
 
     // events and progress may be null; they must outlive the session.
     TSmtpSession(TSmtpSettings settings, ISmtpEvents* events, IProgressDisplay* progress);
@@ -145,6 +151,15 @@ public:
     void SetTokenProvider(IAccessTokenProvider* tokens) { FTokens = tokens; }
     // Runs the whole exchange; raises the failure as one of the classes above.
     void Run(const TSmtpEnvelope& envelope, std::vector<TMimeSegment> message);
+    // A kept session: the mail a later RunQueued sends. Its commands may go
+    // out behind the end of the running mail; a Run of another mail in
+    // between voids them (the connection is given up, as the server may
+    // have taken DATA), the queued mail itself stays queued.
+    void Queue(const TSmtpEnvelope& envelope, std::vector<TMimeSegment> message);
+    // Runs the first queued mail, where its commands went ahead from there.
+    void RunQueued();
+    bool HasQueued() const { return !FQueue.empty(); }
+    void DropQueue();
     // After a mail the connection rests for the next Run instead of QUIT.
     void KeepOpen(bool on) { FKeepOpen = on; }
     // Says QUIT on a resting connection and closes it.
@@ -171,7 +186,15 @@ private:
     void finishRun();
     bool restingEvent();
     void rest();
+    void restAhead();
+    bool aheadLinkGone();
     bool restedLinkGone() const;
+    void start(const TSmtpEnvelope& envelope, std::vector<TMimeSegment> message);
+    void startMail();
+    bool canSendAhead() const;
+    void sendAhead();
+    QList<QByteArray> pipelinedGroup(const TSmtpEnvelope& envelope, qint64 size, bool smtpUtf8) const;
+    void endBeforeAhead(const Reply& r);
     void onConnected();
     void onEncrypted();
     void onReadyRead();
@@ -200,8 +223,11 @@ private:
     void startAuthOrMail();
     bool refuseBeforeMail();
     QString mailRefusal();
+    QString mailRefusal(const TSmtpEnvelope& envelope, qint64 size, bool& smtpUtf8) const;
     QByteArray mailFromCommand() const;
+    QByteArray mailFromCommand(const TSmtpEnvelope& envelope, qint64 size, bool smtpUtf8) const;
     void startOnRestingConnection();
+    void startTransaction();
     void startAuth(TSaslMechanism* mechanism);
     void answerChallenge(const Reply& r);
     void cancelAuthOrFail();
@@ -211,6 +237,7 @@ private:
     void refreshToken();
     void sendMailFrom();
     QByteArray envelopeAddress(const TMailbox& mailbox) const;
+    static QByteArray envelopeAddress(const TMailbox& mailbox, bool smtpUtf8);
     void sendNextRecipient();
     void refuseRecipient(const Reply& r);
     void settleDelivery();
@@ -268,6 +295,12 @@ private:
     bool FTokenRefreshed = false;      // a refused token is refreshed once, not again and again
     qint64 FMessageSize = 0;           // octets of the message as SIZE counts them
     TDataBody FBody;   // the message as it streams out
+    struct TQueuedMail {
+        TSmtpEnvelope envelope;
+        std::vector<TMimeSegment> message;
+    };
+    std::deque<TQueuedMail> FQueue;   // mails a later RunQueued sends, in order
+    bool FAheadSent = false;          // the first queued mail's commands are on this connection
 };
 
 // Wraps the chosen TLS mode from the port rule: 587 needs STARTTLS, every

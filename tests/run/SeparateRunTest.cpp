@@ -226,6 +226,52 @@ TEST_F(SeparateRunTest, ADroppedLineIsRetriedButATakenMailNeverSentTwice)
     EXPECT_EQ(server.RawTranscript(3).filter(QRegularExpression("^CONNECT ")).size(), 3);
 }
 
+// With PIPELINING each mail's commands go right behind the end of the one
+// before. A temporary refusal of an end of data is tried again (on a new
+// connection: the mail sent ahead may have had its 354); a line dropped
+// after an end of data leaves that mail unknown, and the one sent ahead
+// behind it goes on a new connection, once.
+TEST_F(SeparateRunTest, PipelinedRunRetriesAndNeverSendsAMailTwice)
+{
+    SmtpServer server({"--pipelining", "--batch", "0.05", "--tempfail", "END=@2", "--drop", "END=5"},
+                      "smtp_fault_server.py");
+    useServer(server);
+    circularTo({"a@example.org", "b@example.org", "c@example.org", "d@example.org", "e@example.org"});
+    TMailingRun run = makeRun();
+    run.SendClick();
+    EXPECT_EQ(received(server), QStringList({"a@example.org", "b@example.org", "c@example.org", "d@example.org",
+                                             "e@example.org"}));
+    ASSERT_EQ(summaries.size(), 1u);
+    EXPECT_EQ(summaries[0].sent, QStringList({"a@example.org", "b@example.org", "c@example.org", "e@example.org"}));
+    EXPECT_EQ(summaries[0].Unknown(), QStringList({"d@example.org"}));
+    EXPECT_TRUE(summaries[0].Missing().isEmpty());
+    const QStringList t = server.Transcript(3);
+    EXPECT_EQ(t.filter(QRegularExpression("^AHEAD ")),
+              QStringList({"AHEAD after a@example.org", "AHEAD after b@example.org", "AHEAD after b@example.org",
+                           "AHEAD after c@example.org"}));   // c behind b's refusal and behind its retry
+    EXPECT_EQ(t.filter(QRegularExpression("^DATA-END ")).size(), 6);   // b twice: refused for now, then taken
+}
+
+// A cancel while the next mail's commands are on their way: that mail
+// never gets its data (the connection is dropped, not ended with a QUIT
+// the server could take as message text) and counts as not sent.
+TEST_F(SeparateRunTest, ACancelWithTheNextMailSentAheadDoesNotSendIt)
+{
+    SmtpServer server({"--pipelining", "--batch", "0.05"}, "smtp_fault_server.py");
+    useServer(server);
+    circularTo({"a@example.org", "b@example.org", "c@example.org", "d@example.org"});
+    progress.CancelOn = "^Empfänger 3 von";
+    TMailingRun run = makeRun();
+    run.SendClick();
+    EXPECT_EQ(received(server), QStringList({"a@example.org", "b@example.org"}));
+    ASSERT_EQ(summaries.size(), 1u);
+    EXPECT_TRUE(summaries[0].cancelled);
+    EXPECT_EQ(summaries[0].notSent, QStringList({"c@example.org", "d@example.org"}));
+    const QStringList t = server.Transcript(1);
+    EXPECT_TRUE(t.contains("AHEAD after b@example.org"));   // c's commands had gone out
+    EXPECT_EQ(t.count("QUIT"), 0);
+}
+
 // The first mail of a run taken without an answer (the time ran out) is
 // logged like a sent one: the log shows what probably went out.
 TEST_F(SeparateRunTest, AnUnansweredFirstMailIsLoggedAndNotRetried)

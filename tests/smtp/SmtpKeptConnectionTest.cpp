@@ -152,3 +152,47 @@ TEST_F(SmtpKeptConnectionTest, NewTlsConnectionsResumeTheSession)
     EXPECT_EQ(connects, QStringList({"CONNECT tls=1 reused=0", "CONNECT tls=1 reused=1", "CONNECT tls=1 reused=1"}));
     EXPECT_EQ(server.MailCount(), 3);
 }
+
+// With PIPELINING the next mail's MAIL, RCPT and DATA go out right behind
+// the final "." of the mail before it, and the server, answering like one
+// behind a slow link, holds its replies and sends them together. Each
+// reply must still reach its own mail: a refused recipient (mail 2), a
+// refused DATA (mail 3), a 550 (mail 4) and a 421 (mail 5) to the end of
+// data, and the mails that got 250 are reported sent, each received once.
+TEST_F(SmtpKeptConnectionTest, PipelinedAcrossMailsEachReplyReachesItsMail)
+{
+    SmtpServer server({"--pipelining", "--batch", "0.05", "--refuse", "a1@example.org",
+                       "--data-reply", "a2@example.org=554 5.6.0 Content refused",
+                       "--end-reply", "a3@example.org=550 5.7.1 Message refused",
+                       "--end-reply", "a4@example.org=421 4.4.2 Closing connection"},
+                      "smtp_fault_server.py");
+    TEMailVersand sender;
+    keep(sender, server);
+    std::vector<std::unique_ptr<TEMail>> mails;
+    for (int i = 0; i < 7; ++i)
+        mails.push_back(std::make_unique<TEMail>(circularTo(QString("a%1@example.org").arg(i))));
+    QStringList outcomes;
+    for (size_t i = 0; i < mails.size(); ++i) {
+        if (i + 1 < mails.size())
+            sender.QueueNext(*mails[i + 1]);   // as the run does: the next mail is known before this one goes
+        try {
+            sender.SendMail(*mails[i]);
+            outcomes << (sender.LastDelivery().Complete() ? "ok" : "partly");
+        } catch (const ESendFailed& e) {
+            outcomes << QString(e.Temporary() ? "temporary " : "permanent ") + e.message().section("Antwort des Servers: ", 1).left(9);
+        }
+    }
+    sender.Close();
+    EXPECT_EQ(outcomes, QStringList({"ok", "permanent 550 5.1.1", "permanent 554 5.6.0", "permanent 550 5.7.1",
+                                     "temporary 421 4.4.2", "ok", "ok"}));
+    ASSERT_EQ(server.MailCount(), 3);
+    EXPECT_EQ(server.Envelope(1).value(1), "a0@example.org");
+    EXPECT_EQ(server.Envelope(2).value(1), "a5@example.org");
+    EXPECT_EQ(server.Envelope(3).value(1), "a6@example.org");
+    const QStringList t = server.Transcript(sender.Connections());
+    // The next mail's MAIL came before the server had answered the "." of the one before.
+    EXPECT_EQ(t.filter(QRegularExpression("^AHEAD ")), QStringList({"AHEAD after a0@example.org", "AHEAD after a3@example.org",
+                                                                    "AHEAD after a5@example.org"}));
+    EXPECT_EQ(t.filter(QRegularExpression("^DATA-END ")).size(), 5);   // a0, a3, a4, a5, a6: no message twice
+    EXPECT_EQ(sender.Connections(), 4);   // a failure before the "." and the 421 end the connection
+}

@@ -6,7 +6,12 @@ temporary refusals for the first tries, a line dropped at a chosen step, a
 421 after a number of mails on one connection, a chosen reply to one
 recipient of a mail, a server that takes the mail and then never answers
 or answers late, a server that accepts connections and never greets;
-plain or implicit TLS.
+plain or implicit TLS. With --batch it answers like a pipelining server over
+a slow link: replies are held while more commands are already waiting and
+go out together in one write once the client pauses; a MAIL that arrives
+while the reply to the previous end of data is still held is recorded as
+"AHEAD after <recipients of that mail>" (the client sent it before it
+could know that reply).
 Plain asyncio sockets. Prints READY <port> when it listens.
 
 Every command line it receives goes to <maildir>/transcript.txt (AUTH
@@ -69,10 +74,37 @@ class Session:
         self.rcpts = []
         self.rcpt_count = 0
         self.mails = 0   # accepted on this connection
+        self.held = []   # --batch: replies not yet written
+        self.end_held = False   # among them the reply to an end of data
 
     async def send(self, line):
+        if args.batch:
+            self.held.append(line)
+            return
         self.writer.write(line.encode("utf-8") + b"\r\n")
         await self.writer.drain()
+
+    async def flush(self):
+        if self.held:
+            self.writer.write("".join(line + "\r\n" for line in self.held).encode("utf-8"))
+            self.held = []
+            self.end_held = False
+            await self.writer.drain()
+
+    async def next_line(self):
+        """--batch: a line the client sent already keeps the replies held;
+        when it pauses they go out in one write."""
+        if self.held:
+            try:
+                return await asyncio.wait_for(asyncio.shield(self.pending_line()), args.batch)
+            except asyncio.TimeoutError:
+                await self.flush()
+        return await self.pending_line()
+
+    def pending_line(self):
+        if not hasattr(self, "_line") or self._line.done():
+            self._line = asyncio.ensure_future(self.reader.readline())
+        return self._line
 
     async def reply(self, step, default):
         await self.send(args.reply.get(step, default))
@@ -91,7 +123,7 @@ class Session:
         return False
 
     async def readline(self):
-        line = await self.reader.readline()
+        line = await self.next_line()
         if not line:
             raise ConnectionResetError()
         text = line.rstrip(b"\r\n").decode("utf-8", "backslashreplace")
@@ -184,18 +216,23 @@ class Session:
     async def data(self):
         if "DATA" in args.reply:
             return await self.reply("DATA", "")
+        if not self.rcpts:
+            return await self.send("554 5.5.1 No valid recipients")
+        if self.rcpts[0] in args.data_reply:
+            return await self.send(args.data_reply[self.rcpts[0]])
         if await self.fault_at("DATA"):
             return
         await self.send("354 go ahead")
         data = bytearray()
         while True:
-            line = await self.reader.readline()
+            line = await self.next_line()
             if not line:
                 raise ConnectionResetError()
             if line == b".\r\n":
                 break
             data += line[1:] if line.startswith(b".") else line
         record("DATA-END %d" % len(data))
+        self.end_held = bool(args.batch)   # whatever the reply, it is held for now
         if args.drop.get("END") == reached("END"):
             save(bytes(data), self.mail_line, self.mail_from, self.rcpts)   # taken, but the client never hears so
             record("DROP END")
@@ -214,11 +251,20 @@ class Session:
             return await self.send("552 5.3.4 Message size exceeds fixed limit")
         if "END" in args.reply:
             return await self.reply("END", "")
+        if self.rcpts[0] in args.end_reply:
+            record("END-REPLY " + self.rcpts[0])
+            await self.send(args.end_reply[self.rcpts[0]])
+            if args.end_reply[self.rcpts[0]].startswith("421"):
+                await self.flush()
+                raise ConnectionResetError()   # closing, as the reply says
+            return
         save(bytes(data), self.mail_line, self.mail_from, self.rcpts)
         self.mails += 1
         await self.send("250 Message accepted")
 
     async def mail(self, line):
+        if self.end_held:
+            record("AHEAD after " + ",".join(self.rcpts))
         self.mail_line = line.decode("utf-8", "replace")
         self.mail_from = address_of(line)
         self.rcpts = []
@@ -265,11 +311,13 @@ class Session:
         await self.reply("GREETING", "220 fault.test ready")
         while await self.command(await self.readline()):
             pass
+        await self.flush()
 
 
 async def client(reader, writer):
+    session = Session(reader, writer)
     try:
-        await Session(reader, writer).run()
+        await session.run()
     except (ConnectionError, asyncio.IncompleteReadError):
         pass
     finally:
@@ -321,12 +369,20 @@ def main():
     p.add_argument("--starttls", action="store_true")
     p.add_argument("--smtputf8", action="store_true")
     p.add_argument("--pipelining", action="store_true", help="announce PIPELINING (commands are read in order anyway)")
+    p.add_argument("--batch", type=float, default=0,
+                   help="hold replies while commands wait; write them together after this many seconds of quiet")
+    p.add_argument("--data-reply", action="append", default=[],
+                   help="ADDRESS=reply line: the answer to DATA of the mail to that (first) recipient")
+    p.add_argument("--end-reply", action="append", default=[],
+                   help="ADDRESS=reply line: the answer to the end of data of that mail (421: then closes)")
     args = p.parse_args()
     args.reply = dict(r.split("=", 1) for r in args.reply)
     args.tempfail = dict(t.split("=", 1) for t in args.tempfail)
     args.drop = {k: int(v) for k, v in (t.split("=", 1) for t in args.drop)}
     args.hang = {k: int(v) for k, v in (t.split("=", 1) for t in args.hang)}
     args.rcpt_reply = dict(r.split("=", 1) for r in args.rcpt_reply)
+    args.data_reply = dict(r.split("=", 1) for r in args.data_reply)
+    args.end_reply = dict(r.split("=", 1) for r in args.end_reply)
     try:
         asyncio.run(serve())
     except KeyboardInterrupt:
