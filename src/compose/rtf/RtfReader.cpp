@@ -108,6 +108,7 @@ private:
     bool paragraphWord(const QString& word, int arg);
     bool tableWord(const QString& word, int arg);
     void text(QChar c);
+    void flushText();
     void hexByte(unsigned char b);
     void groupEnd();
     void endParagraph();
@@ -133,6 +134,10 @@ private:
     qsizetype FPos = 0;
     QTextDocument& FDoc;
     QTextCursor FCursor;
+    // Text of one run (no control word or group between), inserted with one
+    // call: a character at a time costs the document a fragment each.
+    QString FPending;
+    QTextCharFormat FPendingFormat;
     std::vector<TState> FStack{TState{}};
     int FOverflow = 0;
     int FSkipChars = 0;
@@ -323,8 +328,19 @@ void TRtfReader::text(QChar c)
         return;
     case TDest::Text: break;
     }
-    prepareInsert();
-    FCursor.insertText(QString(c), format());
+    if (FPending.isEmpty()) {
+        prepareInsert();
+        FPendingFormat = format();
+    }
+    FPending += c;
+}
+
+void TRtfReader::flushText()
+{
+    if (FPending.isEmpty())
+        return;
+    FCursor.insertText(FPending, FPendingFormat);
+    FPending.clear();
 }
 
 // The characters after \uN that stand in for it are dropped; an escaped
@@ -790,6 +806,7 @@ void TRtfReader::controlWordAt()
     const int arg = hasArg ? FIn.mid(numStart, FPos - numStart).toInt() : 0;
     if (FPos < n && FIn.at(FPos) == QLatin1Char(' '))
         ++FPos;
+    flushText();
     if (word == QLatin1String("bin") && hasArg)
         binaryData(arg);
     else
@@ -820,6 +837,7 @@ void TRtfReader::control()
     } else if (d == QLatin1Char('\\') || d == QLatin1Char('{') || d == QLatin1Char('}')) {
         text(d);
     } else if (d == QLatin1Char('\n') || d == QLatin1Char('\r')) {
+        flushText();
         paragraphWord(QStringLiteral("par"), 0);
     }
 }
@@ -845,8 +863,10 @@ void TRtfReader::Read()
     while (FPos < FIn.size()) {
         const QChar c = FIn.at(FPos++);
         if (c == QLatin1Char('{')) {
+            flushText();
             groupStart();
         } else if (c == QLatin1Char('}')) {
+            flushText();
             if (!closeGroup())
                 return;
         } else if (c == QLatin1Char('\\')) {
@@ -856,6 +876,7 @@ void TRtfReader::Read()
             character(c);
         }
     }
+    flushText();
     if (FStack.size() > 1)
         finishLastParagraph();   // the input ends inside the document's group
 }
