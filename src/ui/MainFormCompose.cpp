@@ -1,5 +1,5 @@
 // The compose page's helpers for writing comfortably: the field tree beside
-// the body, the attachment total and file drops, the recipient line.
+// the body and the placeholders it inserts.
 #include "ui/fMainForm.h"
 
 #include "config/LanguageUnit.h"
@@ -61,34 +61,6 @@ void TMainForm::insertPlaceholder(const QString& name)
 {
     edBody->textCursor().insertText(FieldPlaceholder(name));
     edBody->setFocus();
-}
-
-void TMainForm::showAttachmentTotal()
-{
-    const qint64 total = TotalAttachmentBytes(FModel.Attachments);
-    lbAnhangGesamt->setVisible(!FModel.Attachments.empty());
-    lbAnhangGesamt->setText(Tx(3204, "Gesamt: %1").arg(FormatAttachmentSize(total, InterfaceLocale())));
-    lbAnhangWarnung->setVisible(total > LargeMailBytes);
-}
-
-void TMainForm::AddDroppedUrls(const QList<QUrl>& urls)
-{
-    const TDroppedFiles dropped = SortDroppedUrls(urls);
-    AddAttachmentFiles(dropped.files);
-    if (!dropped.refusals.isEmpty())
-        FMessages.ShowError(dropped.refusals.join(QLatin1Char('\n')));
-}
-
-void TMainForm::TakeRecipientEntry()
-{
-    const TRecipientLine line = edEmpfaenger->Take();
-    for (const TComposeRecipient& r : line.recipients)
-        FModel.AddRecipient(r);
-    refreshRecipients();
-    if (line.invalid.isEmpty())
-        return;
-    FMessages.ShowError(Tx(1995, "Die Adresse %1 scheint fehlerhaft zu sein.").arg(line.invalid.first()));
-    edEmpfaenger->edAdresse->setFocus();
 }
 
 }  // namespace kalvex
