@@ -172,9 +172,15 @@ QString RunSummaryText(const TSeparateRunSummary& s)
     const qsizetype missing = s.Missing().size();
     const qsizetype unknown = s.unknown.size();
     QString text = Tx(3610, "%1 von %2 E-Mails wurden gesendet.").arg(s.sent.size()).arg(s.sent.size() + missing + unknown);
-    if (missing > 0)
+    if (missing == 1)
+        text += QLatin1Char(' ') + Tx(4290, "1 Empfänger hat die E-Mail nicht erhalten.");
+    else if (missing > 1)
         text += QLatin1Char(' ') + Tx(3611, "%1 Empfänger haben die E-Mail nicht erhalten.").arg(missing);
-    if (unknown > 0)
+    if (unknown == 1)
+        text += QLatin1Char(' ') + Tx(4291, "Bei 1 Empfänger ist die Zustellung unbekannt: die Verbindung endete, bevor "
+                                            "der Server den Empfang bestätigte. Die E-Mail ist wahrscheinlich angekommen "
+                                            "und wird nicht erneut gesendet.");
+    else if (unknown > 1)
         text += QLatin1Char(' ') + Tx(4201, "Bei %1 Empfängern ist die Zustellung unbekannt: die Verbindung endete, bevor "
                                             "der Server den Empfang bestätigte. Die E-Mail ist wahrscheinlich angekommen "
                                             "und wird an sie nicht erneut gesendet.").arg(unknown);

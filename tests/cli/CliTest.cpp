@@ -728,7 +728,7 @@ TEST_F(CliTest, ASeparateSendListsTheFailedAndSendsAgainToJustThem)
              "--subject", "Rundschreiben", "--body", "Text", "--failed-to", failed});
     EXPECT_EQ(r.code, 1) << r.err.toStdString();
     EXPECT_TRUE(r.out.contains("gesendet: a@example.org\ngesendet: c@example.org\nnicht gesendet: b@example.org (")) << r.out.toStdString();
-    EXPECT_TRUE(r.out.contains("2 von 3 E-Mails wurden gesendet. 1 Empfänger haben die E-Mail nicht erhalten.")) << r.out.toStdString();
+    EXPECT_TRUE(r.out.contains("2 von 3 E-Mails wurden gesendet. 1 Empfänger hat die E-Mail nicht erhalten.")) << r.out.toStdString();
     EXPECT_EQ(readBytes(failed), "b@example.org\n");
 
     r = run({"send", "--separate", "--to-file", failed, "--subject", "Rundschreiben", "--body", "Text", "--failed-to", failed});

@@ -109,7 +109,7 @@ TEST_F(RunCliTest, AnUnknownDeliveryHasItsOwnListAndExitCode)
     EXPECT_EQ(r.code, 6) << r.err.toStdString();
     EXPECT_TRUE(r.out.contains("gesendet: a@example.org\ngesendet: c@example.org\nZustellung unbekannt (Verbindung nach "
                                "dem Senden beendet): b@example.org (Der SMTP-Server hat die Verbindung unerwartet beendet.)\n"
-                               "2 von 3 E-Mails wurden gesendet. Bei 1 Empfängern ist die Zustellung unbekannt"))
+                               "2 von 3 E-Mails wurden gesendet. Bei 1 Empfänger ist die Zustellung unbekannt"))
         << r.out.toStdString();
     EXPECT_EQ(readBytes(file("failed.txt")), "");
     EXPECT_EQ(readBytes(file("unknown.txt")), "b@example.org\n");

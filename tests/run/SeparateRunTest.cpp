@@ -182,7 +182,7 @@ TEST_F(SeparateRunTest, TemporaryRefusalsAreRetriedPermanentOnesNot)
     ASSERT_EQ(summaries[0].failed.size(), 1);
     EXPECT_EQ(summaries[0].failed[0].first, "falsch@example.org");
     EXPECT_TRUE(summaries[0].failed[0].second.contains("550 5.1.1 No such user"));
-    EXPECT_EQ(RunSummaryText(summaries[0]), "2 von 3 E-Mails wurden gesendet. 1 Empfänger haben die E-Mail nicht erhalten.");
+    EXPECT_EQ(RunSummaryText(summaries[0]), "2 von 3 E-Mails wurden gesendet. 1 Empfänger hat die E-Mail nicht erhalten.");
     EXPECT_EQ(run.Tally().sent, 2);
     EXPECT_EQ(run.Tally().failed, 1);
     EXPECT_EQ(logged("select count(*) from KVXGesendeteMails"), 1);   // one entry per run
@@ -218,8 +218,8 @@ TEST_F(SeparateRunTest, ADroppedLineIsRetriedButATakenMailNeverSentTwice)
     EXPECT_EQ(summaries[0].unknown, (QList<QPair<QString, QString>>{
                                         {"c@example.org", "Der SMTP-Server hat die Verbindung unerwartet beendet."}}));
     EXPECT_EQ(RunSummaryText(summaries[0]),
-              "3 von 4 E-Mails wurden gesendet. Bei 1 Empfängern ist die Zustellung unbekannt: die Verbindung endete, "
-              "bevor der Server den Empfang bestätigte. Die E-Mail ist wahrscheinlich angekommen und wird an sie nicht "
+              "3 von 4 E-Mails wurden gesendet. Bei 1 Empfänger ist die Zustellung unbekannt: die Verbindung endete, "
+              "bevor der Server den Empfang bestätigte. Die E-Mail ist wahrscheinlich angekommen und wird nicht "
               "erneut gesendet.");
     EXPECT_EQ(run.Tally().unknown, 1);
     EXPECT_EQ(run.Tally().failed, 0);

@@ -122,9 +122,9 @@ TEST(RunSummary, NamesTheUnknownDeliveriesApartAndDoesNotOfferThemAgain)
     s.sent = {"a@example.org"};
     s.unknown = {{"b@example.org", "Der SMTP-Server hat die Verbindung unerwartet beendet."}};
     TFormRunSummary form(s);
-    EXPECT_EQ(form.lbResult->text(), "1 von 2 E-Mails wurden gesendet. Bei 1 Empfängern ist die Zustellung unbekannt: "
+    EXPECT_EQ(form.lbResult->text(), "1 von 2 E-Mails wurden gesendet. Bei 1 Empfänger ist die Zustellung unbekannt: "
                                      "die Verbindung endete, bevor der Server den Empfang bestätigte. Die E-Mail ist "
-                                     "wahrscheinlich angekommen und wird an sie nicht erneut gesendet.");
+                                     "wahrscheinlich angekommen und wird nicht erneut gesendet.");
     EXPECT_EQ(rows(form), QStringList({"b@example.org | Zustellung unbekannt (Verbindung nach dem Senden beendet): Der "
                                        "SMTP-Server hat die Verbindung unerwartet beendet.",
                                        "a@example.org | gesendet"}));
