@@ -13,6 +13,7 @@
 #include <QString>
 #include <QStringList>
 
+class QImage;
 class QTextDocument;
 
 namespace kalvex {
@@ -27,6 +28,8 @@ TPicture DocumentPicture(const QTextDocument& document, const QString& name);
 // A picture file's bytes as the document keeps them: JPEG as it is,
 // anything else Qt reads as PNG; empty when the bytes are no picture.
 TPicture PictureFromFileBytes(const QByteArray& bytes);
+// An image as PNG; empty for a null image.
+TPicture PictureFromImage(const QImage& image);
 // Adds the picture as a resource named by its content; returns the name.
 QString AddPictureResource(QTextDocument& document, const TPicture& picture);
 QSize PictureSize(const TPicture& picture);

@@ -41,7 +41,11 @@ TPicture PictureFromFileBytes(const QByteArray& bytes)
         return {bytes, "image/jpeg"};
     if (isPng(bytes))
         return {bytes, "image/png"};
-    const QImage image = QImage::fromData(bytes);
+    return PictureFromImage(QImage::fromData(bytes));
+}
+
+TPicture PictureFromImage(const QImage& image)
+{
     return image.isNull() ? TPicture() : TPicture{pngBytes(image), "image/png"};
 }
 
@@ -49,9 +53,9 @@ TPicture DocumentPicture(const QTextDocument& document, const QString& name)
 {
     const QVariant value = document.resource(QTextDocument::ImageResource, QUrl(name));
     if (value.userType() == QMetaType::QImage)
-        return {pngBytes(value.value<QImage>()), "image/png"};
+        return PictureFromImage(value.value<QImage>());
     if (value.userType() == QMetaType::QPixmap)
-        return {pngBytes(value.value<QPixmap>().toImage()), "image/png"};
+        return PictureFromImage(value.value<QPixmap>().toImage());
     if (value.userType() == QMetaType::QByteArray)
         return PictureFromFileBytes(value.toByteArray());
     return {};

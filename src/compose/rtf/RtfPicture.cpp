@@ -1,10 +1,10 @@
 #include "compose/rtf/RtfPicture.h"
 
+#include "compose/MailBodyExport.h"
+
 #include <QBuffer>
-#include <QCryptographicHash>
 #include <QImage>
 #include <QImageReader>
-#include <QPixmap>
 #include <QTextDocument>
 #include <QTextFormat>
 #include <QUrl>
@@ -16,16 +16,6 @@ namespace {
 
 constexpr int kMaxGoalTwips = 200000;   // about 3.5 m: beyond it a size is nonsense
 constexpr int kMaxPixels = 20000;
-
-bool isPng(const QByteArray& data)
-{
-    return data.startsWith("\x89PNG\r\n\x1a\n");
-}
-
-bool isJpeg(const QByteArray& data)
-{
-    return data.startsWith("\xff\xd8\xff");
-}
 
 // A device-independent bitmap is a BMP file without its 14-byte file header.
 QByteArray bmpFromDib(const QByteArray& dib)
@@ -50,26 +40,23 @@ QByteArray bmpFromDib(const QByteArray& dib)
     return file + dib;
 }
 
-QByteArray pngBytes(const QImage& image)
-{
-    QByteArray png;
-    QBuffer buffer(&png);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return png;
-}
-
 // The decoded size, or an empty size when Qt cannot read the data.
-QSize decodedSize(const QByteArray& data, QImage* image = nullptr)
+QSize decodedSize(const QByteArray& data)
 {
     QBuffer buffer;
     buffer.setData(data);
     buffer.open(QIODevice::ReadOnly);
-    QImageReader reader(&buffer);
-    QImage decoded = reader.read();
-    if (image)
-        *image = decoded;
+    const QImage decoded = QImageReader(&buffer).read();
     return decoded.isNull() ? QSize() : decoded.size();
+}
+
+// The picture a name stands for: the document's resource, else an image
+// file of that name.
+TPicture pictureOf(const QTextDocument& document, const QString& name)
+{
+    if (document.resource(QTextDocument::ImageResource, QUrl(name)).isValid())
+        return DocumentPicture(document, name);
+    return PictureFromImage(QImage(name));
 }
 
 // The size the document gives the picture, in pixels at 96 dpi.
@@ -109,18 +96,11 @@ bool TRtfPicture::AddTo(QTextDocument& document, QTextImageFormat& format) const
 {
     if (FTooLarge || FData.isEmpty() || Kind == "emf" || Kind == "wmf")
         return false;   // Qt has no reader for Windows metafiles
-    QByteArray bytes = Kind == "dib" ? bmpFromDib(FData) : FData;
-    QImage image;
-    const QSize natural = decodedSize(bytes, &image);
+    const QByteArray bytes = Kind == "dib" ? bmpFromDib(FData) : FData;
+    const QSize natural = decodedSize(bytes);
     if (natural.isEmpty())
         return false;
-    if (!isPng(bytes) && !isJpeg(bytes))
-        bytes = pngBytes(image);
-    const QString name = QStringLiteral("kalvex-image://%1.%2")
-                             .arg(QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha1).toHex()),
-                                  isJpeg(bytes) ? QStringLiteral("jpg") : QStringLiteral("png"));
-    document.addResource(QTextDocument::ImageResource, QUrl(name), bytes);
-    format.setName(name);
+    format.setName(AddPictureResource(document, PictureFromFileBytes(bytes)));
     format.setWidth(shownPixels(GoalWidth, ScaleX, natural.width()));
     format.setHeight(shownPixels(GoalHeight, ScaleY, natural.height()));
     return true;
@@ -128,28 +108,11 @@ bool TRtfPicture::AddTo(QTextDocument& document, QTextImageFormat& format) const
 
 TEncodedImage EncodeDocumentImage(const QTextDocument& document, const QString& name)
 {
-    const QVariant resource = document.resource(QTextDocument::ImageResource, QUrl(name));
-    TEncodedImage out;
-    QImage image;
-    if (resource.userType() == QMetaType::QByteArray) {
-        out.bytes = resource.toByteArray();
-        out.size = decodedSize(out.bytes, &image);
-        if (out.size.isEmpty())
-            return {};
-        if (isPng(out.bytes) || isJpeg(out.bytes)) {
-            out.blip = isPng(out.bytes) ? "pngblip" : "jpegblip";
-            return out;
-        }
-    } else if (resource.userType() == QMetaType::QPixmap) {
-        image = resource.value<QPixmap>().toImage();
-    } else if (resource.userType() == QMetaType::QImage) {
-        image = resource.value<QImage>();
-    } else if (!resource.isValid()) {
-        image = QImage(name);
-    }
-    if (image.isNull())
+    const TPicture picture = pictureOf(document, name);
+    const QSize size = decodedSize(picture.bytes);
+    if (size.isEmpty())
         return {};
-    return {pngBytes(image), "pngblip", image.size()};
+    return {picture.bytes, picture.mimeType == "image/jpeg" ? "jpegblip" : "pngblip", size};
 }
 
 }  // namespace kalvex
