@@ -49,18 +49,22 @@ void look(const TrunProcessWindow& w, TSeen& seen)
     seen.offCentre = std::max(seen.offCentre, (w.geometry().center() - centre).manhattanLength());
 }
 
-// The window, and every line it was given to show.
+// The window, and every line it was given to show. The window is looked at
+// after each line too: a quick converter may show all its lines between
+// two ticks of the sampling timer.
 struct TRecordingWait : IProcessWait {
-    explicit TRecordingWait(TrunProcessWindow& w) : window(w) {}
+    TRecordingWait(TrunProcessWindow& w, TSeen& s) : window(w), seen(s) {}
     void Begin(const QString& program) override { window.Begin(program); }
     void Show(const QString& line) override
     {
         if (!line.isEmpty() && !lines.contains(line))
             lines << line;
         window.Show(line);
+        look(window, seen);
     }
     void End() override { window.End(); }
     TrunProcessWindow& window;
+    TSeen& seen;
     QStringList lines;
 };
 
@@ -84,8 +88,8 @@ TEST(WaitWindow, ShowsTheConverterAndItsStepsWhileAnOldStoreIsConverted)
     ASSERT_TRUE(QFile::copy(kSample, common + "Common04/kalvex.mdb"));
 
     TrunProcessWindow window;
-    TRecordingWait wait(window);
     TSeen seen;
+    TRecordingWait wait(window, seen);
     QTimer watch;
     QObject::connect(&watch, &QTimer::timeout, [&] { look(window, seen); });
     watch.start(5);
