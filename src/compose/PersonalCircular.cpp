@@ -39,7 +39,9 @@ QString fieldOf(QStringView inner, TPersonalText::TForm form)
     return shown.balanced && fieldPattern().match(shown.text).hasMatch() ? shown.text.toLower() : QString();
 }
 
-QHash<QString, QString> valueTable(const TRecipientPerson& person)
+}  // namespace
+
+QHash<QString, QString> RecipientValueTable(const TRecipientPerson& person)
 {
     QHash<QString, QString> values;
     for (const auto& [key, value] : RecipientFieldValues(person))
@@ -47,7 +49,20 @@ QHash<QString, QString> valueTable(const TRecipientPerson& person)
     return values;
 }
 
-}  // namespace
+void TTextPieces::AppendLiteral(const QString& text)
+{
+    if (literals.isEmpty())
+        literals << QString();
+    literals.last() += text;
+}
+
+void TTextPieces::Append(const TTextPieces& other)
+{
+    AppendLiteral(other.literals.value(0));
+    literals << other.literals.mid(1);
+    keys.insert(keys.end(), other.keys.begin(), other.keys.end());
+    written << other.written;
+}
 
 TPersonalText::TPersonalText(const QString& text, TForm form) : FForm(form)
 {
@@ -58,25 +73,25 @@ TPersonalText::TPersonalText(const QString& text, TForm form) : FForm(form)
         const QString key = fieldOf(m.capturedView(1), form);
         if (key.isEmpty())
             continue;
-        FLiterals << text.mid(from, m.capturedStart(0) - from);
-        FKeys.push_back(key);
-        FWritten << m.captured(0);
+        FPieces.literals << text.mid(from, m.capturedStart(0) - from);
+        FPieces.keys.push_back(key);
+        FPieces.written << m.captured(0);
         from = m.capturedEnd(0);
     }
-    FLiterals << text.mid(from);
+    FPieces.literals << text.mid(from);
     FLiteralSize = text.size();
 }
 
 QString TPersonalText::Merge(const QHash<QString, QString>& values) const
 {
     QString out;
-    out.reserve(FLiteralSize + 64 * static_cast<qsizetype>(FKeys.size()));
-    for (size_t i = 0; i < FKeys.size(); ++i) {
-        out += FLiterals[static_cast<qsizetype>(i)];
-        const auto value = values.constFind(FKeys[i]);
-        out += value == values.cend() ? FWritten[static_cast<qsizetype>(i)] : encode(*value);
+    out.reserve(FLiteralSize + 64 * static_cast<qsizetype>(FPieces.keys.size()));
+    for (size_t i = 0; i < FPieces.keys.size(); ++i) {
+        out += FPieces.literals[static_cast<qsizetype>(i)];
+        const auto value = values.constFind(FPieces.keys[i]);
+        out += value == values.cend() ? FPieces.written[static_cast<qsizetype>(i)] : encode(*value);
     }
-    out += FLiterals.last();
+    out += FPieces.literals.last();
     return out;
 }
 
@@ -105,15 +120,37 @@ TPersonalCircular::TPersonalCircular(const TEMail& m)
 
 void TPersonalCircular::Apply(TEMail& mail, const TRecipientPerson& person) const
 {
-    const QHash<QString, QString> values = valueTable(person);
-    mail.FBetreff = FSubjectText.Merge(values).replace(QLatin1Char('\r'), QLatin1Char(' ')).replace(QLatin1Char('\n'), QLatin1Char(' '));
+    ApplyHeader(mail, person);
+    const QHash<QString, QString> values = RecipientValueTable(person);
     mail.FBodyRTF = FRtfText.Merge(values);
     mail.FBodyPlain = FPlainText.Merge(values);
     mail.FBodyHTML = FHtml;
     for (const auto& [index, line] : FHtmlLines)
         mail.FBodyHTML[index] = line.Merge(values);
+}
+
+void TPersonalCircular::ApplyHeader(TEMail& mail, const TRecipientPerson& person) const
+{
+    const QHash<QString, QString> values = RecipientValueTable(person);
+    mail.FBetreff = FSubjectText.Merge(values).replace(QLatin1Char('\r'), QLatin1Char(' ')).replace(QLatin1Char('\n'), QLatin1Char(' '));
     for (const QString& file : person.attachments)
         mail.FAnhaenge << file;
+}
+
+TTextPieces TPersonalCircular::HtmlPieces() const
+{
+    TTextPieces pieces;
+    auto withFields = FHtmlLines.begin();
+    for (qsizetype i = 0; i < FHtml.size(); ++i) {
+        pieces.AppendLiteral(QStringLiteral(" "));
+        if (withFields != FHtmlLines.end() && withFields->first == i)
+            pieces.Append((withFields++)->second.Pieces());
+        else
+            pieces.AppendLiteral(FHtml[i]);
+    }
+    if (pieces.literals.isEmpty())
+        pieces.literals << QString();
+    return pieces;
 }
 
 void TPersonalCircular::Restore(TEMail& mail, const TRecipientPerson& person) const
@@ -124,6 +161,7 @@ void TPersonalCircular::Restore(TEMail& mail, const TRecipientPerson& person) co
     mail.FBodyRTF = FRtf;
     mail.FBodyPlain = FPlain;
     mail.FBodyHTML = FHtml;
+    mail.FPreparedBody.reset();
 }
 
 bool TPersonalCircular::HasFields() const

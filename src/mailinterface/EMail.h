@@ -21,6 +21,7 @@
 #include <QDateTime>
 #include <QString>
 #include <QStringList>
+#include <memory>
 
 namespace kalvex {
 
@@ -72,6 +73,8 @@ public:
     void LoadFromStream(TStreamReader& r);
 };
 
+struct TPreparedBody;
+
 class TEMail {
 public:
     void SetStatus(TMailStatus status);   // keeps FStatusStr in step
@@ -99,6 +102,10 @@ public:
     QStringList FAnhaenge;
     TAnhangListe FLAnhaengeBlob;
     TEMailEmpfaengerListe FLEmpfaenger;
+    // Set by a mailing run for one recipient's mail: its text parts as they
+    // go out, encoded from the run's template (the body fields then keep the
+    // template). Shared, read-only; never stored or streamed.
+    std::shared_ptr<const TPreparedBody> FPreparedBody;
 
 private:
     void readBody(TStreamReader& r);

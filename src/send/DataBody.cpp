@@ -4,6 +4,7 @@
 #include "config/LanguageUnit.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace kalvex {
 
@@ -44,6 +45,19 @@ QByteArray base64Lines(const QByteArray& raw)
     return out;
 }
 
+// Whether some line of bytes after the first starts with a ".": memchr
+// runs over a 200 KB body far faster than a search for "\n.".
+bool hasDotLine(const QByteArray& bytes)
+{
+    const char* p = bytes.constData();
+    const char* const end = p + bytes.size();
+    while ((p = static_cast<const char*>(std::memchr(p, '\n', static_cast<size_t>(end - p)))) != nullptr) {
+        if (++p < end && *p == '.')
+            return true;
+    }
+    return false;
+}
+
 // Doubles a "." at the start of any line, so no line ends the data early.
 // Most chunks (all of base64) hold no line starting with ".": they pass as
 // they are.
@@ -51,7 +65,7 @@ QByteArray dotStuff(const QByteArray& bytes, bool& atLineStart)
 {
     if (bytes.isEmpty())
         return bytes;
-    const bool clean = !(atLineStart && bytes.front() == '.') && !bytes.contains("\n.");
+    const bool clean = !(atLineStart && bytes.front() == '.') && !hasDotLine(bytes);
     if (clean) {
         atLineStart = bytes.back() == '\n';
         return bytes;

@@ -212,6 +212,7 @@ void TMailingRun::sendSeparately()
         rows = rowsOf(FLastRun.Missing());
     }
     FCircular.reset();
+    FPrepared.reset();
     FRunBodies.reset();
 }
 
@@ -481,6 +482,7 @@ bool TMailingRun::prepareCircular()
     TEMail templateMail;
     BuildMail(templateMail, QString());
     FCircular = std::make_unique<TPersonalCircular>(templateMail);
+    FPrepared = std::make_unique<TPreparedCircular>(*FCircular);
     FRunBodies = TBodies{templateMail.FBodyRTF, templateMail.FBodyPlain, templateMail.FBodyHTML};
     return true;
 }
@@ -498,10 +500,17 @@ bool TMailingRun::recipientAttachmentsExist()
     return true;
 }
 
+// Mails of a direct run take their text parts prepared; the mail
+// program gets the merged texts.
 void TMailingRun::personalize(TEMail& mail, size_t index) const
 {
-    if (FCircular)
-        FCircular->Apply(mail, RecipientPerson(FModel.Recipients[index]));
+    if (!FCircular)
+        return;
+    const TRecipientPerson person = RecipientPerson(FModel.Recipients[index]);
+    if (!FRunSender || !FPrepared)
+        return FCircular->Apply(mail, person);
+    FCircular->ApplyHeader(mail, person);
+    mail.FPreparedBody = FPrepared->For(person);
 }
 
 void TMailingRun::PreviewMail(size_t index, TEMail& mail)

@@ -12,6 +12,7 @@
 #include "config/UserMessages.h"
 #include "compose/PersonalCircular.h"
 #include "send/ComposeModel.h"
+#include "send/PreparedBody.h"
 #include "send/SendPacing.h"
 
 #include <QElapsedTimer>
@@ -246,6 +247,7 @@ private:
     void fillBodies(TEMail& mail) const;
 
     std::unique_ptr<TPersonalCircular> FCircular;   // during a separate run
+    std::unique_ptr<TPreparedCircular> FPrepared;   // its text parts, encoded once
     struct TBodies {
         QString rtf, plain;
         QStringList html;

@@ -2,6 +2,7 @@
 
 #include "config/KalvexError.h"
 #include "mailinterface/EMail.h"
+#include "send/PreparedBody.h"
 
 #include <QFileInfo>
 #include <QMimeDatabase>
@@ -18,7 +19,6 @@ namespace {
 
 constexpr int kMaxEncodedWord = 75;
 constexpr int kMaxHeaderLine = 76;
-constexpr int kQpLine = 76;
 constexpr int kFirstNameWord = 40;   // an encoded display name's first word leaves room on the line
 
 bool isPlainHeaderText(const QString& text)
@@ -147,7 +147,7 @@ void assemblePart(const TMimePart& part, int depth, std::vector<TMimeSegment>& o
     } else if (!part.contentId.isEmpty()) {
         appendBytes(out, Base64Lines(part.data));
     } else if (!part.IsMultipart()) {
-        appendBytes(out, EncodeQuotedPrintable(part.text));
+        appendBytes(out, part.encoded.isEmpty() ? EncodeQuotedPrintable(part.text) : part.encoded);
     } else {
         for (const auto& child : part.children) {
             appendBytes(out, "--" + boundary + "\r\n");
@@ -197,28 +197,18 @@ const QRegularExpression& dataUriPattern()
     return re;
 }
 
-// Each distinct picture of the HTML becomes one image part beside the
-// alternative; every reference to it becomes its cid: address.
-QString relatePictures(const QString& html, TMimePart& related)
+}  // namespace
+
+// Each distinct picture becomes one image part beside the alternative;
+// every reference to it becomes its cid: address.
+QString TRelatedPictures::Relate(const QString& html)
 {
-    QHash<QByteArray, QString> cids;   // sha1 of the bytes -> content id
     QString out;
     qsizetype from = 0;
     for (auto it = dataUriPattern().globalMatch(html); it.hasNext();) {
         const QRegularExpressionMatch m = it.next();
-        const QByteArray bytes = QByteArray::fromBase64(m.captured(2).toLatin1());
-        const QByteArray sha1 = QCryptographicHash::hash(bytes, QCryptographicHash::Sha1).toHex();
-        QString& cid = cids[sha1];
-        if (cid.isEmpty()) {
-            cid = QString::fromLatin1(sha1) + QStringLiteral("@kalvex");
-            TMimePart& picture = related.AddChild(m.captured(1));
-            picture.data = bytes;
-            picture.contentId = QLatin1Char('<') + cid + QLatin1Char('>');
-            const bool jpeg = m.captured(1) == QLatin1String("image/jpeg");
-            picture.inlineName = QStringLiteral("bild%1.%2").arg(cids.size()).arg(jpeg ? QStringLiteral("jpg") : QStringLiteral("png"));
-        }
         out += QStringView(html).mid(from, m.capturedStart(0) - from);
-        out += QStringLiteral("src=\"cid:") + cid + QLatin1Char('"');
+        out += QStringLiteral("src=\"cid:") + cidOf(m.captured(1), QByteArray::fromBase64(m.captured(2).toLatin1())) + QLatin1Char('"');
         from = m.capturedEnd(0);
     }
     if (from == 0)
@@ -227,13 +217,46 @@ QString relatePictures(const QString& html, TMimePart& related)
     return out;
 }
 
-}  // namespace
+QString TRelatedPictures::cidOf(const QString& type, const QByteArray& bytes)
+{
+    const QByteArray sha1 = QCryptographicHash::hash(bytes, QCryptographicHash::Sha1).toHex();
+    QString& cid = FCids[sha1];
+    if (cid.isEmpty()) {
+        cid = QString::fromLatin1(sha1) + QStringLiteral("@kalvex");
+        const bool jpeg = type == QLatin1String("image/jpeg");
+        const QString name = QStringLiteral("bild%1.%2").arg(FCids.size()).arg(jpeg ? QStringLiteral("jpg") : QStringLiteral("png"));
+        FPictures.push_back({type, bytes, QLatin1Char('<') + cid + QLatin1Char('>'), name});
+    }
+    return cid;
+}
+
+void TRelatedPictures::AddParts(TMimePart& related) const
+{
+    for (const TPicture& p : FPictures) {
+        TMimePart& part = related.AddChild(p.type);
+        part.data = p.data;
+        part.contentId = p.contentId;
+        part.inlineName = p.inlineName;
+    }
+}
 
 TMimePart& TMimePart::AddChild(const QString& type)
 {
     children.push_back(std::make_unique<TMimePart>());
     children.back()->contentType = type;
     return *children.back();
+}
+
+QString JoinedHtml(const QStringList& lines)
+{
+    QString html;
+    qsizetype size = 0;
+    for (const QString& line : lines)
+        size += line.size() + 1;
+    html.reserve(size);
+    for (const QString& line : lines)
+        html += QLatin1Char(' ') + line;
+    return html;
 }
 
 QString NormalizeLineBreaks(const QString& text)
@@ -285,64 +308,6 @@ qint64 EncodedMessageSize(const std::vector<TMimeSegment>& segments)
     for (const TMimeSegment& s : segments)
         size += s.base64File.isEmpty() ? s.bytes.size() : Base64LinesSize(QFileInfo(s.base64File).size());
     return size;
-}
-
-// One pass over the bytes into one reservation: a circular of a thousand
-// mails encodes its bodies a thousand times.
-QByteArray EncodeQuotedPrintableBytes(const QByteArray& in)
-{
-    static constexpr char hex[] = "0123456789ABCDEF";
-    static const auto literal = [] {
-        std::array<bool, 256> t{};
-        for (int c = 33; c <= 126; ++c)
-            t[static_cast<size_t>(c)] = c != '=';
-        t[' '] = t['\t'] = true;
-        return t;
-    }();
-    QByteArray out(in.size() * 4 + 16, Qt::Uninitialized);
-    char* o = out.data();
-    int line = 0;   // characters on the current output line
-    const qsizetype n = in.size();
-    for (qsizetype i = 0; i < n; ++i) {
-        const auto c = static_cast<unsigned char>(in[i]);
-        if (c == '\r' || c == '\n') {
-            // A blank before a line break would be lost in transit.
-            if (line > 0 && (o[-1] == ' ' || o[-1] == '\t')) {
-                const char blank = *--o;
-                if (line + 2 > kQpLine) {
-                    *o++ = '=', *o++ = '\r', *o++ = '\n';
-                }
-                *o++ = '=', *o++ = blank == ' ' ? '2' : '0', *o++ = blank == ' ' ? '0' : '9';
-            }
-            *o++ = '\r', *o++ = '\n';
-            line = 0;
-            if (c == '\r' && i + 1 < n && in[i + 1] == '\n')
-                ++i;
-            continue;
-        }
-        const int width = literal[c] ? 1 : 3;
-        if (line + width > kQpLine - 1) {   // room for the soft break's '='
-            *o++ = '=', *o++ = '\r', *o++ = '\n';
-            line = 0;
-        }
-        if (width == 1) {
-            *o++ = static_cast<char>(c);
-        } else {
-            *o++ = '=', *o++ = hex[c >> 4], *o++ = hex[c & 15];
-        }
-        line += width;
-    }
-    if (line > 0 && (o[-1] == ' ' || o[-1] == '\t'))
-        *o++ = '=', *o++ = '\r', *o++ = '\n';
-    else if (line > 0 || o == out.data())
-        *o++ = '\r', *o++ = '\n';
-    out.truncate(o - out.data());
-    return out;
-}
-
-QByteArray EncodeQuotedPrintable(const QString& text)
-{
-    return EncodeQuotedPrintableBytes(text.toUtf8());
 }
 
 QByteArray Base64Lines(const QByteArray& data)
@@ -412,13 +377,18 @@ TMimeMessage BuildMimeMessage(const TEMail& mail)
     }
     related->extraTypeParams << QStringLiteral("type=\"multipart/alternative\"");
     TMimePart& alternative = related->AddChild(QStringLiteral("multipart/alternative"));
-    alternative.AddChild(QStringLiteral("text/plain")).text = mail.FBodyPlain;
-    // The HTML lines joined with a blank before each, as one text.
-    QString html;
-    for (const QString& line : mail.FBodyHTML)
-        html += QLatin1Char(' ') + line;
+    TMimePart& plainPart = alternative.AddChild(QStringLiteral("text/plain"));
     TMimePart& htmlPart = alternative.AddChild(QStringLiteral("text/html"));
-    htmlPart.text = relatePictures(html, *related);
+    if (mail.FPreparedBody) {
+        plainPart.encoded = mail.FPreparedBody->plain;
+        htmlPart.encoded = mail.FPreparedBody->html;
+        mail.FPreparedBody->pictures->AddParts(*related);
+    } else {
+        plainPart.text = mail.FBodyPlain;
+        TRelatedPictures pictures;
+        htmlPart.text = pictures.Relate(JoinedHtml(mail.FBodyHTML));
+        pictures.AddParts(*related);
+    }
     for (const QString& path : attachments) {
         TMimePart& file = m.root.AddChild(mimeTypeOf(path));
         file.filePath = path;

@@ -6,8 +6,10 @@
 // in chunks while it goes out and never held in memory whole.
 
 #include "mailinterface/MailAddress.h"
+#include "send/QuotedPrintable.h"
 
 #include <QByteArray>
+#include <QHash>
 #include <QDateTime>
 #include <QString>
 #include <QStringList>
@@ -28,6 +30,7 @@ public:
     QString contentType;                    // "text/plain", "multipart/alternative", ...
     QStringList extraTypeParams;            // '; type="..."' and the like, already encoded
     QString text;                           // text parts
+    QByteArray encoded;                     // text parts already quoted-printable (then text is unused)
     QString filePath;                       // attachment parts
     QByteArray data;                        // inline parts (pictures): the bytes, sent base64
     QString contentId;                      // inline parts: "<sha1@kalvex>"
@@ -36,6 +39,27 @@ public:
 
     bool IsMultipart() const { return contentType.startsWith(QLatin1String("multipart/")); }
     TMimePart& AddChild(const QString& type);
+};
+
+// The pictures an HTML text carries as data: URIs, each distinct one
+// becoming one inline part with a cid: address.
+class TRelatedPictures {
+public:
+    // html with every picture's data: URI replaced by its cid: address.
+    QString Relate(const QString& html);
+    // One image part per distinct picture, in order of first use.
+    void AddParts(TMimePart& related) const;
+
+private:
+    struct TPicture {
+        QString type;
+        QByteArray data;
+        QString contentId, inlineName;
+    };
+    QString cidOf(const QString& type, const QByteArray& bytes);
+
+    QHash<QByteArray, QString> FCids;   // sha1 of the bytes -> content id
+    std::vector<TPicture> FPictures;
 };
 
 struct TMimeMessage {
@@ -69,12 +93,12 @@ QByteArray EncodeHeaderWord(const QString& text, int firstLineUsed);
 // An address header: display names kept (encoded where needed), the
 // domain in IDNA form unless the local part needs SMTPUTF8 anyway.
 QByteArray AddressHeader(const char* name, const std::vector<TMailbox>& mailboxes);
-QByteArray EncodeQuotedPrintable(const QString& text);                 // RFC 2045, CRLF lines of at most 76
-QByteArray EncodeQuotedPrintableBytes(const QByteArray& utf8);         // the same over bytes, line ends normalised
 // Bytes as base64 in lines of 76 characters, each ended by CR LF.
 QByteArray Base64Lines(const QByteArray& data);
 QByteArray FileNameParameters(const QString& fileName);                // RFC 2231 filename*
 QByteArray FormatMailDate(const QDateTime& dt);                        // RFC 5322
+// The HTML lines of a mail record as the one text that is sent.
+QString JoinedHtml(const QStringList& lines);
 // Normalises every CR, LF and CR LF to CR LF.
 QString NormalizeLineBreaks(const QString& text);
 

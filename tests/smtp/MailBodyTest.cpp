@@ -13,6 +13,7 @@
 #include "send/ComposeModel.h"
 #include "send/EMailVersand.h"
 #include "send/MimeBuilder.h"
+#include "send/PreparedBody.h"
 
 #include <QBuffer>
 #include <QFile>
@@ -279,17 +280,26 @@ TEST(MailBody, MergedValuesArriveExactlyInEveryBody)
     RtfToDocument(mail.FBodyRTF, stored);
     EXPECT_EQ(stored.toPlainText().replace(QChar::LineSeparator, '\n'), expected);
 
-    const QJsonObject m = sendAndParse(server, mail);
-    EXPECT_TRUE(m["problems"].toArray().isEmpty()) << QJsonDocument(m["problems"].toArray()).toJson().toStdString();
-    EXPECT_EQ(partOf(m, "text/plain")["text"].toString().remove('\r'), expected + "\n");
-    EXPECT_TRUE(partOf(m, "text/html")["families"].toArray().contains("Calibri, sans-serif"));   // fonts the reader set
-    const QString shown = partOf(m, "text/html")["shown"].toString();
-    for (const QString& line : expected.split('\n'))
-        EXPECT_TRUE(shown.contains(line)) << line.toStdString();
+    // A direct run sends parts prepared once from the template: the
+    // recipient must get exactly what the merged mail holds.
+    const TPersonalCircular circular(templateMail);
+    TEMail prepared;
+    circular.ApplyHeader(prepared, person);
+    prepared.FPreparedBody = TPreparedCircular(circular).For(person);
+    for (TEMail* sent : {&mail, &prepared}) {
+        const QJsonObject m = sendAndParse(server, *sent);
+        EXPECT_TRUE(m["problems"].toArray().isEmpty()) << QJsonDocument(m["problems"].toArray()).toJson().toStdString();
+        EXPECT_EQ(partOf(m, "text/plain")["text"].toString().remove('\r'), expected + "\n");
+        EXPECT_TRUE(partOf(m, "text/html")["families"].toArray().contains("Calibri, sans-serif"));   // fonts the reader set
+        const QString shown = partOf(m, "text/html")["shown"].toString();
+        for (const QString& line : expected.split('\n'))
+            EXPECT_TRUE(shown.contains(line)) << line.toStdString();
+    }
 }
 
 // Lines of at most 76 characters whatever precedes a line break, and the
-// decoded text is the encoded one.
+// decoded text is the encoded one, also when the text is joined from
+// fragments encoded apart (a personal circular's template and values).
 TEST(MailBody, QuotedPrintableKeepsLinesShortAndDecodesBack)
 {
     const auto decode = [](const QByteArray& qp) {
@@ -314,6 +324,24 @@ TEST(MailBody, QuotedPrintableKeepsLinesShortAndDecodesBack)
                 ASSERT_LE(line.size(), 77) << length << " " << qp.constData();   // 76 and the CR
             EXPECT_EQ(decode(qp), NormalizeLineBreaks(text) + "\r\n") << length;
         }
+    const auto checkLines = [](const QByteArray& qp) {
+        for (const QByteArray& line : qp.split('\n')) {
+            ASSERT_LE(line.size(), 77) << qp.constData();
+            ASSERT_FALSE(line.endsWith(" \r") || line.endsWith("\t\r")) << qp.constData();   // a blank lost in transit
+        }
+    };
+    const QString text = QString::fromUtf8("Sehr geehrte Frau Schäfer, \nüber=Zeilen  \n") + QString(150, 'x') + " \t"
+                       + QString(70, 'y') + "\n.Punkt am Anfang ";
+    for (int cut = 1; cut < 60; cut += 3) {
+        TQpJoiner joined(text.size());
+        for (qsizetype at = 0; at < text.size(); at += cut)
+            joined.Append(EncodeQuotedPrintableFragment(text.mid(at, cut).toUtf8()));
+        joined.Append(EncodeQuotedPrintableFragment(QByteArray()));
+        const QByteArray qp = joined.Take();
+        checkLines(qp);
+        EXPECT_EQ(decode(qp), NormalizeLineBreaks(text) + "\r\n") << cut;
+    }
+    EXPECT_EQ(TQpJoiner(0).Take(), EncodeQuotedPrintable(QString()));
 }
 
 // "Link einfügen": a selection becomes the link; without one the text goes

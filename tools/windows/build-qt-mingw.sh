@@ -1,11 +1,12 @@
 #!/bin/bash
 # Builds the Qt 6 that kalvex.dll needs (qtbase 6.4.2: Core, Gui, Widgets,
 # Network with Schannel TLS, Sql with SQLite and ODBC, Test; the windows and
-# offscreen platform plugins) for 64-bit Windows with Debian's mingw-w64,
+# offscreen platform plugins) for Windows with Debian's mingw-w64 (x86_64,
+# or i686 for 32-bit hosts),
 # from Debian 12's own source packages. moc, rcc and uic come from the
 # host's Qt in /usr, which must be the same version (6.4.2).
 #
-# usage: build-qt-mingw.sh <work folder> <install prefix>
+# usage: build-qt-mingw.sh <work folder> <install prefix> [x86_64|i686]
 # Takes 30-60 minutes on two cores, about 1.2 GB in the work folder.
 # Fetches the sources through a private apt configuration, so the
 # system's apt sources stay as they are.
@@ -15,7 +16,13 @@ prefix=$2
 jobs=${JOBS:-2}
 qt_version=6.4.2+dfsg-10
 sqlite_version=3.40.1-2+deb12u2
-triple=x86_64-w64-mingw32
+arch=${3:-x86_64}
+case $arch in
+  x86_64|i686) ;;
+  *) echo "unknown architecture $arch (x86_64 or i686)" >&2; exit 2 ;;
+esac
+triple=$arch-w64-mingw32
+compiler_package=$(echo "$arch" | tr _ -)
 mkdir -p "$work" "$prefix"
 work=$(cd "$work" && pwd)
 prefix=$(cd "$prefix" && pwd)
@@ -37,12 +44,11 @@ install_missing() {
 fetch_sources() {
   [ -d "$src/qt6-base-6.4.2+dfsg" ] && [ -d "$src/sqlite3-3.40.1" ] && return
   mkdir -p "$src" "$work/apt/lists/partial"
+  local keyring=/usr/share/keyrings/debian-archive-keyring.gpg
   cat >"$work/apt/sources" <<SOURCES
-Types: deb-src
-URIs: http://deb.debian.org/debian
-Suites: bookworm bookworm-updates bookworm-security
-Components: main
-Signed-By: /usr/share/keyrings/debian-archive-keyring.gpg
+deb-src [signed-by=$keyring] http://deb.debian.org/debian bookworm main
+deb-src [signed-by=$keyring] http://deb.debian.org/debian bookworm-updates main
+deb-src [signed-by=$keyring] http://deb.debian.org/debian-security bookworm-security main
 SOURCES
   local apt=(-o Dir::Etc::SourceList="$work/apt/sources" -o Dir::Etc::SourceParts=/dev/null
              -o Dir::State::Lists="$work/apt/lists")
@@ -73,7 +79,7 @@ build_sqlite() {
 # module decodes 1252 itself).
 configure_qt() {
   local toolchain
-  toolchain=$(cd "$(dirname "$0")/../../cmake" && pwd)/mingw-w64-x86_64.cmake
+  toolchain=$(cd "$(dirname "$0")/../../cmake" && pwd)/mingw-w64-$arch.cmake
   rm -rf "$work/build-qt" && mkdir -p "$work/build-qt"
   (cd "$work/build-qt" && cmake -G Ninja "$src/qt6-base-6.4.2+dfsg" \
     -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_PREFIX_PATH="$prefix" \
@@ -93,7 +99,7 @@ configure_qt() {
     -DFEATURE_sql_oci=OFF -DFEATURE_sql_db2=OFF >"$work/qt-configure.log" 2>&1)
 }
 
-install_missing g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix qt6-base-dev qt6-base-dev-tools \
+install_missing g++-mingw-w64-$compiler_package-posix gcc-mingw-w64-$compiler_package-posix qt6-base-dev qt6-base-dev-tools \
   cmake ninja-build perl tcl dpkg-dev debian-archive-keyring
 fetch_sources
 build_sqlite

@@ -1,10 +1,11 @@
 #!/bin/sh
-# Prints the prefix of a Qt 6 for 64-bit Windows (mingw-w64), making it
+# Prints the prefix of a Qt 6 for Windows (mingw-w64) for the architecture
+# given as the first argument (x86_64, the default, or i686), making it
 # available first when needed, in this order:
 #  1. QT_WINDOWS_PREFIX, when given;
 #  2. the cache folder (QT_WINDOWS_CACHE, default
-#     ~/.cache/kalvex/qt6-mingw-x86_64), unpacked there earlier;
-#  3. the prebuilt archive qt6-mingw-x86_64.tar.xz (QT_WINDOWS_ARCHIVE, else
+#     ~/.cache/kalvex/qt6-mingw-<arch>), unpacked there earlier;
+#  3. the prebuilt archive qt6-mingw-<arch>.tar.xz (QT_WINDOWS_ARCHIVE, else
 #     ../shared/windows/ beside the checkout, else /work/shared/windows/),
 #     unpacked into the cache folder;
 #  4. a build from Debian's source packages (build-qt-mingw.sh beside this
@@ -13,7 +14,8 @@
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 checkout=$(cd "$here/../.." && pwd)
-cache=${QT_WINDOWS_CACHE:-${HOME}/.cache/kalvex/qt6-mingw-x86_64}
+arch=${1:-x86_64}
+cache=${QT_WINDOWS_CACHE:-${HOME}/.cache/kalvex/qt6-mingw-$arch}
 
 usable() { [ -f "$1/lib/cmake/Qt6/Qt6Config.cmake" ] && [ -f "$1/bin/Qt6Core.dll" ]; }
 
@@ -29,7 +31,7 @@ fi
 
 archive=${QT_WINDOWS_ARCHIVE:-}
 if [ -z "$archive" ]; then
-  for candidate in "$checkout/../shared/windows/qt6-mingw-x86_64.tar.xz" /work/shared/windows/qt6-mingw-x86_64.tar.xz; do
+  for candidate in "$checkout/../shared/windows/qt6-mingw-$arch.tar.xz" /work/shared/windows/qt6-mingw-$arch.tar.xz; do
     if [ -f "$candidate" ]; then
       archive=$candidate
       break
@@ -52,7 +54,7 @@ if [ -n "$archive" ] && [ -f "$archive" ]; then
   rm -rf "$partial"
 else
   echo "No prebuilt Qt for Windows found: building it from Debian's sources (30-60 minutes)" >&2
-  "$here/build-qt-mingw.sh" "$parent/qt-mingw-work" "$partial" >&2
+  "$here/build-qt-mingw.sh" "$parent/qt-mingw-work-$arch" "$partial" "$arch" >&2
   rm -rf "$cache"
   mv "$partial" "$cache"
 fi
