@@ -24,7 +24,7 @@ WINDOWS_BUILD_DIR ?= build-windows
 WINDOWS_PACKAGES := cmake ninja-build qt6-base-dev python3 xz-utils \
 	g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine wine64
 
-.PHONY: all deps deb-deps build test run bench fuzz screenshots install deb clean windows-deps windows test-windows windows-screenshot windows-package
+.PHONY: all deps deb-deps build test run bench fuzz screenshots install deb clean windows-deps windows test-windows windows-screenshot windows-package windows32-deps windows32 test-windows32
 
 all: build
 
@@ -110,6 +110,30 @@ windows: windows-deps
 test-windows: build windows
 	sh tests/windows/run_windows_tests.sh $(BUILD_DIR) $(WINDOWS_BUILD_DIR) $(WINDOWS_BUILD_DIR)/stage
 
+# kalvex.dll for 32-bit hosts (i686, stdcall methods), against a Qt for
+# 32-bit Windows: QT_WINDOWS_PREFIX, or built once from Debian's sources
+# into ~/.cache/kalvex (30-60 minutes; not in CI).
+WINDOWS32_BUILD_DIR ?= build-windows32
+WINDOWS32_PACKAGES := cmake ninja-build qt6-base-dev python3 g++-mingw-w64-i686-posix gcc-mingw-w64-i686-posix \
+	binutils-mingw-w64-i686 wine debootstrap
+windows32-deps:
+	@$(call install_missing,$(WINDOWS32_PACKAGES))
+
+windows32: windows32-deps
+	qt=$$(sh tools/windows/qt-prefix.sh i686) && \
+	cmake -S . -B $(WINDOWS32_BUILD_DIR) -G Ninja -DCMAKE_TOOLCHAIN_FILE=$(CURDIR)/cmake/mingw-w64-i686.cmake \
+		-DCMAKE_PREFIX_PATH=$$qt -DQT_HOST_PATH=/usr -DCMAKE_BUILD_TYPE=Release -DKALVEX_BUILD_BENCH=OFF && \
+	cmake --build $(WINDOWS32_BUILD_DIR) -j$(JOBS) && \
+	sh tools/windows/stage.sh $(WINDOWS32_BUILD_DIR) $$qt $(WINDOWS32_BUILD_DIR)/stage i686
+
+# The 32-bit build under 32-bit Wine, which runs in an i386 Debian root of
+# its own (tools/windows/i386-root.sh; needs root), next to the Linux build.
+I386_ROOT ?= $(HOME)/.cache/kalvex/i386root
+test-windows32: build windows32
+	root=$$(sh tools/windows/i386-root.sh $(I386_ROOT) $(WINDOWS32_BUILD_DIR) $(CURDIR)) && \
+	KALVEX_I386_ROOT=$$root KALVEX_WINE=$(CURDIR)/tests/windows/wine32-chroot.sh KALVEX_MINGW_TRIPLE=i686-w64-mingw32 \
+		WINEARCH=win32 sh tests/windows/run_windows_tests.sh $(BUILD_DIR) $(WINDOWS32_BUILD_DIR) $(WINDOWS32_BUILD_DIR)/stage
+
 # The zip for Windows host vendors (bin, include, lib with the import
 # library and a relocatable kalvex.pc), checked by linking a C program
 # against it and running that under Wine.
@@ -122,4 +146,4 @@ windows-screenshot: deps windows
 	sh tools/windows/screenshot.sh $(WINDOWS_BUILD_DIR)/stage $(CURDIR)/$(WINDOWS_BUILD_DIR)/distribution-window-de.png
 
 clean:
-	rm -rf $(BUILD_DIR) build-fuzz $(DEB_BUILD_DIR) $(WINDOWS_BUILD_DIR)
+	rm -rf $(BUILD_DIR) build-fuzz $(DEB_BUILD_DIR) $(WINDOWS_BUILD_DIR) $(WINDOWS32_BUILD_DIR)

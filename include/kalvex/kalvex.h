@@ -2,6 +2,11 @@
  * kalvex.h - the contract between host programs and the module
  * (libkalvex.so on Linux, kalvex.dll on Windows).
  *
+ * Calling convention: every export and every method slot is KALVEX_CALL,
+ * which is stdcall (STDMETHODCALLTYPE) on 32-bit Windows, as COM hosts
+ * declare interface methods (a Delphi host declares them "stdcall"), and
+ * the platform's only convention elsewhere.
+ *
  * C, fixed-width types only; usable from C and C++. On Windows IStream,
  * GUID (KGUID), HRESULT (KHRESULT) and WCHAR (kx_char16) are COM's own
  * from <windows.h> and <objidl.h>; elsewhere this header declares
@@ -116,20 +121,20 @@ typedef struct IStream IStream;
 
 /* COM IStream, slot for slot. */
 typedef struct IStreamVtbl {
-    KHRESULT (*QueryInterface)(IStream* self, const KGUID* riid, void** object);
-    uint32_t (*AddRef)(IStream* self);
-    uint32_t (*Release)(IStream* self);
-    KHRESULT (*Read)(IStream* self, void* buffer, uint32_t count, uint32_t* read);
-    KHRESULT (*Write)(IStream* self, const void* buffer, uint32_t count, uint32_t* written);
-    KHRESULT (*Seek)(IStream* self, int64_t move, uint32_t origin, uint64_t* newPosition);
-    KHRESULT (*SetSize)(IStream* self, uint64_t newSize);
-    KHRESULT (*CopyTo)(IStream* self, IStream* target, uint64_t count, uint64_t* read, uint64_t* written);
-    KHRESULT (*Commit)(IStream* self, uint32_t flags);
-    KHRESULT (*Revert)(IStream* self);
-    KHRESULT (*LockRegion)(IStream* self, uint64_t offset, uint64_t count, uint32_t lockType);
-    KHRESULT (*UnlockRegion)(IStream* self, uint64_t offset, uint64_t count, uint32_t lockType);
-    KHRESULT (*Stat)(IStream* self, KSTATSTG* stat, uint32_t flags);
-    KHRESULT (*Clone)(IStream* self, IStream** clone);
+    KHRESULT (KALVEX_CALL *QueryInterface)(IStream* self, const KGUID* riid, void** object);
+    uint32_t (KALVEX_CALL *AddRef)(IStream* self);
+    uint32_t (KALVEX_CALL *Release)(IStream* self);
+    KHRESULT (KALVEX_CALL *Read)(IStream* self, void* buffer, uint32_t count, uint32_t* read);
+    KHRESULT (KALVEX_CALL *Write)(IStream* self, const void* buffer, uint32_t count, uint32_t* written);
+    KHRESULT (KALVEX_CALL *Seek)(IStream* self, int64_t move, uint32_t origin, uint64_t* newPosition);
+    KHRESULT (KALVEX_CALL *SetSize)(IStream* self, uint64_t newSize);
+    KHRESULT (KALVEX_CALL *CopyTo)(IStream* self, IStream* target, uint64_t count, uint64_t* read, uint64_t* written);
+    KHRESULT (KALVEX_CALL *Commit)(IStream* self, uint32_t flags);
+    KHRESULT (KALVEX_CALL *Revert)(IStream* self);
+    KHRESULT (KALVEX_CALL *LockRegion)(IStream* self, uint64_t offset, uint64_t count, uint32_t lockType);
+    KHRESULT (KALVEX_CALL *UnlockRegion)(IStream* self, uint64_t offset, uint64_t count, uint32_t lockType);
+    KHRESULT (KALVEX_CALL *Stat)(IStream* self, KSTATSTG* stat, uint32_t flags);
+    KHRESULT (KALVEX_CALL *Clone)(IStream* self, IStream** clone);
 } IStreamVtbl;
 
 struct IStream {
@@ -161,60 +166,60 @@ typedef struct iEMailV6Vtbl {
     uint32_t (KALVEX_CALL *Release)(iEMailV6* self);
 
     /* iEMail */
-    void (*ShowVerteilerForm)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
+    void (KALVEX_CALL *ShowVerteilerForm)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
                               KText Betreff, KText Body, KText Empfaenger, KText Weitere);
-    void (*ShowVerteilerFormLeer)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName);
+    void (KALVEX_CALL *ShowVerteilerFormLeer)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName);
 
     /* iEMailV2 */
-    void (*ShowVerteilerForm_B)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
+    void (KALVEX_CALL *ShowVerteilerForm_B)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
                                 KText Betreff, KText Body, KText Empfaenger, KText Weitere, int32_t Lang);
-    void (*ShowVerteilerFormLeer_B)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
+    void (KALVEX_CALL *ShowVerteilerFormLeer_B)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
                                     int32_t Lang);
-    void (*ShowMailAdrVerwaltung)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
+    void (KALVEX_CALL *ShowMailAdrVerwaltung)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
                                   int32_t Lang);
 
     /* iEMailV3 */
-    void (*ShowVerteilerFormLeer_C)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
+    void (KALVEX_CALL *ShowVerteilerFormLeer_C)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
                                     int32_t Lang, KText StartText);
 
     /* iEMailV4 */
-    void (*ShowVerteilerForm_C)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
+    void (KALVEX_CALL *ShowVerteilerForm_C)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
                                 KText Betreff, KText Body, KText Empfaenger, KText Weitere, int32_t Lang,
                                 int32_t Version);
-    void (*ShowVerteilerFormLeer_D)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
+    void (KALVEX_CALL *ShowVerteilerFormLeer_D)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
                                     int32_t Lang, KText StartText, int32_t Version);
-    void (*ShowMailAdrVerwaltung_B)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
+    void (KALVEX_CALL *ShowMailAdrVerwaltung_B)(iEMailV6* self, uintptr_t AppHandle, KText ServerDBIniDir, KText SektionsName,
                                     int32_t Lang, int32_t Version);
 
     /* iEMailV5 (InitInterface first) */
-    void (*LoadEMailListe)(iEMailV6* self, IStream* stream);
-    void (*LoadVorlageArtListe)(iEMailV6* self, IStream* stream);
-    void (*LoadVorlageListe)(iEMailV6* self, IStream* stream);
-    void (*InitInterface)(iEMailV6* self, KText DatabaseFolder, KText ServerDBIniDir, KText SektionsName,
+    void (KALVEX_CALL *LoadEMailListe)(iEMailV6* self, IStream* stream);
+    void (KALVEX_CALL *LoadVorlageArtListe)(iEMailV6* self, IStream* stream);
+    void (KALVEX_CALL *LoadVorlageListe)(iEMailV6* self, IStream* stream);
+    void (KALVEX_CALL *InitInterface)(iEMailV6* self, KText DatabaseFolder, KText ServerDBIniDir, KText SektionsName,
                           int32_t Version, uint8_t OrvanProgID);
-    void (*SetDatenfelder)(iEMailV6* self, IStream* stream);
-    uint8_t (*VorlageArtVorhanden)(iEMailV6* self, const KGUID* Art);
-    void (*VorlageArtAnlegen)(iEMailV6* self, const KGUID* Art, KText NameDE, KText NameEN, KText BeschreibungEN,
+    void (KALVEX_CALL *SetDatenfelder)(iEMailV6* self, IStream* stream);
+    uint8_t (KALVEX_CALL *VorlageArtVorhanden)(iEMailV6* self, const KGUID* Art);
+    void (KALVEX_CALL *VorlageArtAnlegen)(iEMailV6* self, const KGUID* Art, KText NameDE, KText NameEN, KText BeschreibungEN,
                               KText BeschreibungDE, IStream* Felder, int32_t FelderVersion);
-    void (*VorlageArtFelderAktualisieren)(iEMailV6* self, const KGUID* Art, IStream* Felder, int32_t FelderVersion);
-    int32_t (*VorlageVorhanden)(iEMailV6* self, const KGUID* Vorlage);
-    void (*VorlageAnlegen)(iEMailV6* self, const KGUID* Art, const KGUID* Vorlage, KText NameDE, KText NameEN,
+    void (KALVEX_CALL *VorlageArtFelderAktualisieren)(iEMailV6* self, const KGUID* Art, IStream* Felder, int32_t FelderVersion);
+    int32_t (KALVEX_CALL *VorlageVorhanden)(iEMailV6* self, const KGUID* Vorlage);
+    void (KALVEX_CALL *VorlageAnlegen)(iEMailV6* self, const KGUID* Art, const KGUID* Vorlage, KText NameDE, KText NameEN,
                            KText Betreff, KText Body, KText VorlagePfad, uint8_t IsDefault);
-    void (*VorlageAktualisieren)(iEMailV6* self, IStream* Vorlage);
-    void (*VorlageLoeschen)(iEMailV6* self, const KGUID* Vorlage);
-    void (*VorlageArtUmbenennen)(iEMailV6* self, const KGUID* Art, KText Name, int32_t Lang);
-    void (*VorlageArtErweitern)(iEMailV6* self, const KGUID* Art, uint8_t OrvanProgID);
-    int32_t (*VorlageArtFelderVersion)(iEMailV6* self, const KGUID* Art);
+    void (KALVEX_CALL *VorlageAktualisieren)(iEMailV6* self, IStream* Vorlage);
+    void (KALVEX_CALL *VorlageLoeschen)(iEMailV6* self, const KGUID* Vorlage);
+    void (KALVEX_CALL *VorlageArtUmbenennen)(iEMailV6* self, const KGUID* Art, KText Name, int32_t Lang);
+    void (KALVEX_CALL *VorlageArtErweitern)(iEMailV6* self, const KGUID* Art, uint8_t OrvanProgID);
+    int32_t (KALVEX_CALL *VorlageArtFelderVersion)(iEMailV6* self, const KGUID* Art);
     /* *SelectedVorlage receives the template chosen in the window when it
        closed, the all-zero GUID when none was chosen. */
-    void (*ShowVerteilerFormVersion2)(iEMailV6* self, uintptr_t AppHandle, int32_t Lang, KText Betreff, KText Body,
+    void (KALVEX_CALL *ShowVerteilerFormVersion2)(iEMailV6* self, uintptr_t AppHandle, int32_t Lang, KText Betreff, KText Body,
                                       IStream* Empfaenger, IStream* Datenfelder, KText Anhaenge, KText VorlageArtGUID,
                                       KText VorlageGUID, KGUID* SelectedVorlage);
-    void (*ShowMailAdrVerwaltungVersion2)(iEMailV6* self, uintptr_t AppHandle, int32_t Lang);
+    void (KALVEX_CALL *ShowMailAdrVerwaltungVersion2)(iEMailV6* self, uintptr_t AppHandle, int32_t Lang);
 
     /* iEMailV6. Returns one of the KALVEX_EXIT_* codes below, or -1 when
        the window could not be opened (KalvexLastError says why). */
-    int32_t (*ShowVerteilerFormVersion3)(iEMailV6* self, uintptr_t AppHandle, int32_t Lang, KText Betreff,
+    int32_t (KALVEX_CALL *ShowVerteilerFormVersion3)(iEMailV6* self, uintptr_t AppHandle, int32_t Lang, KText Betreff,
                                          KText Body, IStream* Empfaenger, IStream* Datenfelder, KText Anhaenge,
                                          KText VorlageArtGUID, KText VorlageGUID);
 } iEMailV6Vtbl;
@@ -238,21 +243,21 @@ typedef iEMailV6 iEMailV4;
 typedef iEMailV6 iEMailV5;
 
 /* Exports. */
-KALVEX_API void GetMailInterface(iEMailV6** result);
-KALVEX_API void GetMailInterfaceV2(iEMailV6** result);
-KALVEX_API void GetMailInterfaceV3(iEMailV6** result);
-KALVEX_API void GetMailInterfaceV4(iEMailV6** result);
-KALVEX_API void GetMailInterfaceV5(iEMailV6** result);
-KALVEX_API void GetMailInterfaceV6(iEMailV6** result);
+KALVEX_API void KALVEX_CALL GetMailInterface(iEMailV6** result);
+KALVEX_API void KALVEX_CALL GetMailInterfaceV2(iEMailV6** result);
+KALVEX_API void KALVEX_CALL GetMailInterfaceV3(iEMailV6** result);
+KALVEX_API void KALVEX_CALL GetMailInterfaceV4(iEMailV6** result);
+KALVEX_API void KALVEX_CALL GetMailInterfaceV5(iEMailV6** result);
+KALVEX_API void KALVEX_CALL GetMailInterfaceV6(iEMailV6** result);
 
 /* Creates a Qt application object when the host process has none (argv
    empty); finalize destroys the one that init created. A Qt host keeps its
    own. */
-KALVEX_API void init(void);
-KALVEX_API void finalize(void);
+KALVEX_API void KALVEX_CALL init(void);
+KALVEX_API void KALVEX_CALL finalize(void);
 
-KALVEX_API KHRESULT KalvexCreateMemoryStream(IStream** result);  /* KALVEX_S_OK on success */
-KALVEX_API const kx_char16* KalvexLastError(void);               /* "" after success */
+KALVEX_API KHRESULT KALVEX_CALL KalvexCreateMemoryStream(IStream** result);  /* KALVEX_S_OK on success */
+KALVEX_API const kx_char16* KALVEX_CALL KalvexLastError(void);               /* "" after success */
 
 #ifdef __cplusplus
 }

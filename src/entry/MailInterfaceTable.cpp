@@ -50,7 +50,7 @@ uint32_t KALVEX_CALL release(iEMailV6* self)
 }
 
 // iEMail .. iEMailV4: the older forms append their defaults.
-void showVerteilerFormA(iEMailV6* self, uintptr_t h, KText dir, KText sek, KText betreff, KText body, KText empf,
+void KALVEX_CALL showVerteilerFormA(iEMailV6* self, uintptr_t h, KText dir, KText sek, KText betreff, KText body, KText empf,
                         KText weitere)
 {
     GuardedVoid([&] {
@@ -59,7 +59,7 @@ void showVerteilerFormA(iEMailV6* self, uintptr_t h, KText dir, KText sek, KText
     });
 }
 
-void showVerteilerFormB(iEMailV6* self, uintptr_t h, KText dir, KText sek, KText betreff, KText body, KText empf,
+void KALVEX_CALL showVerteilerFormB(iEMailV6* self, uintptr_t h, KText dir, KText sek, KText betreff, KText body, KText empf,
                         KText weitere, int32_t lang)
 {
     GuardedVoid([&] {
@@ -68,7 +68,7 @@ void showVerteilerFormB(iEMailV6* self, uintptr_t h, KText dir, KText sek, KText
     });
 }
 
-void showVerteilerFormC(iEMailV6* self, uintptr_t h, KText dir, KText sek, KText betreff, KText body, KText empf,
+void KALVEX_CALL showVerteilerFormC(iEMailV6* self, uintptr_t h, KText dir, KText sek, KText betreff, KText body, KText empf,
                         KText weitere, int32_t lang, int32_t version)
 {
     GuardedVoid([&] {
@@ -76,70 +76,70 @@ void showVerteilerFormC(iEMailV6* self, uintptr_t h, KText dir, KText sek, KText
     });
 }
 
-void showLeerA(iEMailV6* self, uintptr_t h, KText dir, KText sek)
+void KALVEX_CALL showLeerA(iEMailV6* self, uintptr_t h, KText dir, KText sek)
 {
     GuardedVoid([&] {
         M(self)->ShowVerteilerFormLeer(h, T(dir), T(sek), TMail::DefaultLang, QString(), TMail::DefaultVersion);
     });
 }
 
-void showLeerB(iEMailV6* self, uintptr_t h, KText dir, KText sek, int32_t lang)
+void KALVEX_CALL showLeerB(iEMailV6* self, uintptr_t h, KText dir, KText sek, int32_t lang)
 {
     GuardedVoid([&] { M(self)->ShowVerteilerFormLeer(h, T(dir), T(sek), lang, QString(), TMail::DefaultVersion); });
 }
 
-void showLeerC(iEMailV6* self, uintptr_t h, KText dir, KText sek, int32_t lang, KText start)
+void KALVEX_CALL showLeerC(iEMailV6* self, uintptr_t h, KText dir, KText sek, int32_t lang, KText start)
 {
     GuardedVoid([&] { M(self)->ShowVerteilerFormLeer(h, T(dir), T(sek), lang, T(start), TMail::DefaultVersion); });
 }
 
-void showLeerD(iEMailV6* self, uintptr_t h, KText dir, KText sek, int32_t lang, KText start, int32_t version)
+void KALVEX_CALL showLeerD(iEMailV6* self, uintptr_t h, KText dir, KText sek, int32_t lang, KText start, int32_t version)
 {
     GuardedVoid([&] { M(self)->ShowVerteilerFormLeer(h, T(dir), T(sek), lang, T(start), version); });
 }
 
-void showAdrA(iEMailV6* self, uintptr_t h, KText dir, KText sek, int32_t lang)
+void KALVEX_CALL showAdrA(iEMailV6* self, uintptr_t h, KText dir, KText sek, int32_t lang)
 {
     GuardedVoid([&] { M(self)->ShowMailAdrVerwaltung(h, T(dir), T(sek), lang, TMail::DefaultAdrVersion); });
 }
 
-void showAdrB(iEMailV6* self, uintptr_t h, KText dir, KText sek, int32_t lang, int32_t version)
+void KALVEX_CALL showAdrB(iEMailV6* self, uintptr_t h, KText dir, KText sek, int32_t lang, int32_t version)
 {
     GuardedVoid([&] { M(self)->ShowMailAdrVerwaltung(h, T(dir), T(sek), lang, version); });
 }
 
 // iEMailV5
-void loadEMailListe(iEMailV6* self, IStream* s)
+void KALVEX_CALL loadEMailListe(iEMailV6* self, IStream* s)
 {
     GuardedVoid([&] { M(self)->LoadEMailListe(s); });
 }
 
-void loadVorlageArtListe(iEMailV6* self, IStream* s)
+void KALVEX_CALL loadVorlageArtListe(iEMailV6* self, IStream* s)
 {
     GuardedVoid([&] { M(self)->LoadVorlageArtListe(s); });
 }
 
-void loadVorlageListe(iEMailV6* self, IStream* s)
+void KALVEX_CALL loadVorlageListe(iEMailV6* self, IStream* s)
 {
     GuardedVoid([&] { M(self)->LoadVorlageListe(s); });
 }
 
-void initInterface(iEMailV6* self, KText dbDir, KText dir, KText sek, int32_t version, uint8_t prog)
+void KALVEX_CALL initInterface(iEMailV6* self, KText dbDir, KText dir, KText sek, int32_t version, uint8_t prog)
 {
     GuardedVoid([&] { M(self)->InitInterface(T(dbDir), T(dir), T(sek), version, prog); });
 }
 
-void setDatenfelder(iEMailV6* self, IStream* s)
+void KALVEX_CALL setDatenfelder(iEMailV6* self, IStream* s)
 {
     GuardedVoid([&] { M(self)->SetDatenfelder(s); });
 }
 
-uint8_t vorlageArtVorhanden(iEMailV6* self, const KGUID* art)
+uint8_t KALVEX_CALL vorlageArtVorhanden(iEMailV6* self, const KGUID* art)
 {
     return Guarded<uint8_t>(0, [&] { return static_cast<uint8_t>(M(self)->VorlageArtVorhanden(GuidFromHost(art))); });
 }
 
-void vorlageArtAnlegen(iEMailV6* self, const KGUID* art, KText nameDE, KText nameEN, KText beschrEN, KText beschrDE,
+void KALVEX_CALL vorlageArtAnlegen(iEMailV6* self, const KGUID* art, KText nameDE, KText nameEN, KText beschrEN, KText beschrDE,
                        IStream* felder, int32_t version)
 {
     GuardedVoid([&] {
@@ -147,17 +147,17 @@ void vorlageArtAnlegen(iEMailV6* self, const KGUID* art, KText nameDE, KText nam
     });
 }
 
-void vorlageArtFelderAktualisieren(iEMailV6* self, const KGUID* art, IStream* felder, int32_t version)
+void KALVEX_CALL vorlageArtFelderAktualisieren(iEMailV6* self, const KGUID* art, IStream* felder, int32_t version)
 {
     GuardedVoid([&] { M(self)->VorlageArtFelderAktualisieren(GuidFromHost(art), felder, version); });
 }
 
-int32_t vorlageVorhanden(iEMailV6* self, const KGUID* vorlage)
+int32_t KALVEX_CALL vorlageVorhanden(iEMailV6* self, const KGUID* vorlage)
 {
     return Guarded<int32_t>(-1, [&] { return M(self)->VorlageVorhanden(GuidFromHost(vorlage)); });
 }
 
-void vorlageAnlegen(iEMailV6* self, const KGUID* art, const KGUID* vorlage, KText nameDE, KText nameEN,
+void KALVEX_CALL vorlageAnlegen(iEMailV6* self, const KGUID* art, const KGUID* vorlage, KText nameDE, KText nameEN,
                     KText betreff, KText body, KText pfad, uint8_t isDefault)
 {
     GuardedVoid([&] {
@@ -166,32 +166,32 @@ void vorlageAnlegen(iEMailV6* self, const KGUID* art, const KGUID* vorlage, KTex
     });
 }
 
-void vorlageAktualisieren(iEMailV6* self, IStream* s)
+void KALVEX_CALL vorlageAktualisieren(iEMailV6* self, IStream* s)
 {
     GuardedVoid([&] { M(self)->VorlageAktualisieren(s); });
 }
 
-void vorlageLoeschen(iEMailV6* self, const KGUID* vorlage)
+void KALVEX_CALL vorlageLoeschen(iEMailV6* self, const KGUID* vorlage)
 {
     GuardedVoid([&] { M(self)->VorlageLoeschen(GuidFromHost(vorlage)); });
 }
 
-void vorlageArtUmbenennen(iEMailV6* self, const KGUID* art, KText name, int32_t lang)
+void KALVEX_CALL vorlageArtUmbenennen(iEMailV6* self, const KGUID* art, KText name, int32_t lang)
 {
     GuardedVoid([&] { M(self)->VorlageArtUmbenennen(GuidFromHost(art), T(name), lang); });
 }
 
-void vorlageArtErweitern(iEMailV6* self, const KGUID* art, uint8_t prog)
+void KALVEX_CALL vorlageArtErweitern(iEMailV6* self, const KGUID* art, uint8_t prog)
 {
     GuardedVoid([&] { M(self)->VorlageArtErweitern(GuidFromHost(art), prog); });
 }
 
-int32_t vorlageArtFelderVersion(iEMailV6* self, const KGUID* art)
+int32_t KALVEX_CALL vorlageArtFelderVersion(iEMailV6* self, const KGUID* art)
 {
     return Guarded<int32_t>(-1, [&] { return M(self)->VorlageArtFelderVersion(GuidFromHost(art)); });
 }
 
-void showVersion2(iEMailV6* self, uintptr_t h, int32_t lang, KText betreff, KText body, IStream* empf,
+void KALVEX_CALL showVersion2(iEMailV6* self, uintptr_t h, int32_t lang, KText betreff, KText body, IStream* empf,
                   IStream* felder, KText anhaenge, KText artGuid, KText vorlageGuid, KGUID* selected)
 {
     GuardedVoid([&] {
@@ -203,13 +203,13 @@ void showVersion2(iEMailV6* self, uintptr_t h, int32_t lang, KText betreff, KTex
     });
 }
 
-void showAdrVersion2(iEMailV6* self, uintptr_t h, int32_t lang)
+void KALVEX_CALL showAdrVersion2(iEMailV6* self, uintptr_t h, int32_t lang)
 {
     GuardedVoid([&] { M(self)->ShowMailAdrVerwaltungVersion2(h, lang); });
 }
 
 // iEMailV6
-int32_t showVersion3(iEMailV6* self, uintptr_t h, int32_t lang, KText betreff, KText body, IStream* empf,
+int32_t KALVEX_CALL showVersion3(iEMailV6* self, uintptr_t h, int32_t lang, KText betreff, KText body, IStream* empf,
                      IStream* felder, KText anhaenge, KText artGuid, KText vorlageGuid)
 {
     return Guarded<int32_t>(-1, [&] {

@@ -30,24 +30,24 @@ void newMailInterface(iEMailV6** result)
 
 extern "C" {
 
-KALVEX_API void GetMailInterface(iEMailV6** result) { newMailInterface(result); }
-KALVEX_API void GetMailInterfaceV2(iEMailV6** result) { newMailInterface(result); }
-KALVEX_API void GetMailInterfaceV3(iEMailV6** result) { newMailInterface(result); }
-KALVEX_API void GetMailInterfaceV4(iEMailV6** result) { newMailInterface(result); }
-KALVEX_API void GetMailInterfaceV5(iEMailV6** result) { newMailInterface(result); }
-KALVEX_API void GetMailInterfaceV6(iEMailV6** result) { newMailInterface(result); }
+KALVEX_API void KALVEX_CALL GetMailInterface(iEMailV6** result) { newMailInterface(result); }
+KALVEX_API void KALVEX_CALL GetMailInterfaceV2(iEMailV6** result) { newMailInterface(result); }
+KALVEX_API void KALVEX_CALL GetMailInterfaceV3(iEMailV6** result) { newMailInterface(result); }
+KALVEX_API void KALVEX_CALL GetMailInterfaceV4(iEMailV6** result) { newMailInterface(result); }
+KALVEX_API void KALVEX_CALL GetMailInterfaceV5(iEMailV6** result) { newMailInterface(result); }
+KALVEX_API void KALVEX_CALL GetMailInterfaceV6(iEMailV6** result) { newMailInterface(result); }
 
-KALVEX_API void init(void)
+KALVEX_API void KALVEX_CALL init(void)
 {
     GuardedVoid([] { UiLoaderInitialize(); });
 }
 
-KALVEX_API void finalize(void)
+KALVEX_API void KALVEX_CALL finalize(void)
 {
     GuardedVoid([] { UiLoaderFinalize(); });
 }
 
-KALVEX_API KHRESULT KalvexCreateMemoryStream(IStream** result)
+KALVEX_API KHRESULT KALVEX_CALL KalvexCreateMemoryStream(IStream** result)
 {
     if (!result)
         return KALVEX_E_POINTER;
@@ -57,7 +57,7 @@ KALVEX_API KHRESULT KalvexCreateMemoryStream(IStream** result)
     });
 }
 
-KALVEX_API const kx_char16* KalvexLastError(void)
+KALVEX_API const kx_char16* KALVEX_CALL KalvexLastError(void)
 {
     return LastErrorPointer();
 }

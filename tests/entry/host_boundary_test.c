@@ -21,10 +21,10 @@ static int failures = 0;
         }                                                                    \
     } while (0)
 
-typedef void (*GetFn)(iEMailV6**);
-typedef KHRESULT (*CreateStreamFn)(IStream**);
-typedef const kx_char16* (*LastErrorFn)(void);
-typedef void (*VoidFn)(void);
+typedef void (KALVEX_CALL *GetFn)(iEMailV6**);
+typedef KHRESULT (KALVEX_CALL *CreateStreamFn)(IStream**);
+typedef const kx_char16* (KALVEX_CALL *LastErrorFn)(void);
+typedef void (KALVEX_CALL *VoidFn)(void);
 
 static LastErrorFn lastError;
 

@@ -3,23 +3,28 @@
 #  1. kalvex.dll exports exactly the functions of kalvex.h, undecorated;
 #  2. the C host (tests/windows/host.c) built for both platforms drives the
 #     module the same way; the Windows one reads its folders from registry
-#     values set with `wine reg add`, the Linux one from the registry file;
+#     values set with `$WINE reg add`, the Linux one from the registry file;
 #     the record streams both builds write must be equal byte for byte;
 #  3. kalvex.exe sends a mail over implicit TLS and over STARTTLS (Schannel)
 #     to aiosmtpd on 127.0.0.1;
 #  4. kalvex.exe hands a mail over through Wine's MAPISendMail, which ends
 #     in a recording xdg-email.
 # usage: run_windows_tests.sh <linux build> <windows build> <stage folder>
+# KALVEX_WINE names the wine to use (for 32-bit: tests/windows/wine32-chroot.sh),
+# KALVEX_MINGW_TRIPLE the binutils of the build (default x86_64-w64-mingw32),
+# WINEARCH the prefix's kind (default win64).
 set -eu
+WINE=${KALVEX_WINE:-wine}
+TRIPLE=${KALVEX_MINGW_TRIPLE:-x86_64-w64-mingw32}
 src=$(cd "$(dirname "$0")/../.." && pwd)
 linux=$(cd "$1" && pwd)
 win=$(cd "$2" && pwd)
 stage=$(cd "$3" && pwd)
 
-export WINEPREFIX="$win/wineprefix" WINEDEBUG=-all WINEARCH=win64 WINEDLLOVERRIDES="mscoree,mshtml="
+export WINEPREFIX="$win/wineprefix" WINEDEBUG=-all WINEARCH=${WINEARCH:-win64} WINEDLLOVERRIDES="mscoree,mshtml="
 # Wine hands WINE-prefixed variables to Windows programs without the prefix.
 export WINEQT_QPA_PLATFORM=offscreen
-[ -f "$WINEPREFIX/system.reg" ] || wineboot -i
+[ -f "$WINEPREFIX/system.reg" ] || $WINE wineboot -i
 
 work=$(mktemp -d /tmp/kalvex-windows-XXXXXX)
 trap 'rm -rf "$work"' EXIT
@@ -28,7 +33,7 @@ fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
 pass() { echo "ok: $*"; }
 
 # --- 1. exports ---------------------------------------------------------
-x86_64-w64-mingw32-objdump -p "$stage/kalvex.dll" \
+"$TRIPLE-objdump" -p "$stage/kalvex.dll" \
   | sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/p' | sed -n 's/^[[:space:]]*\[ *[0-9]*\] *//p' | sort >"$work/dll-exports"
 sed -n 's/^KALVEX_API [^(]*[ *]\([A-Za-z0-9_]*\)(.*/\1/p' "$src/include/kalvex/kalvex.h" | sort >"$work/header-exports"
 if [ -s "$work/header-exports" ] && cmp -s "$work/dll-exports" "$work/header-exports"; then
@@ -62,16 +67,16 @@ else
   fail "C host against libkalvex.so"
 fi
 
-winpath() { winepath -w "$1" 2>/dev/null; }
+winpath() { $WINE winepath -w "$1" 2>/dev/null; }
 w="$work/windows"
 install_folders "$w"
 printf '[Registry]\r\nKey=Demo\r\n' >"$stage/Regpath.ini"
-wine reg add 'HKLM\SOFTWARE\QMB GmbH\InstallDir' /v Demo /d "$(winpath "$w/progdata")" /f >/dev/null
-wine reg add 'HKLM\SOFTWARE\QMB GmbH\InstallDir' /v Steuerpult2015 /d "$(winpath "$w/pkz")" /f >/dev/null
+$WINE reg add 'HKLM\SOFTWARE\QMB GmbH\InstallDir' /v Demo /d "$(winpath "$w/progdata")" /f >/dev/null
+$WINE reg add 'HKLM\SOFTWARE\QMB GmbH\InstallDir' /v Steuerpult2015 /d "$(winpath "$w/pkz")" /f >/dev/null
 # The common folder in the user's hive: the lookup falls back to it.
-wine reg delete 'HKLM\SOFTWARE\QMB GmbH\Common' /f >/dev/null 2>&1 || true
-wine reg add 'HKCU\SOFTWARE\QMB GmbH\Common' /v Common /d "$(winpath "$w/common")" /f >/dev/null
-if wine "$stage/kalvex-c-host.exe" "$(winpath "$stage/kalvex.dll")" "$(winpath "$w/db")" "$(winpath "$w/out")" \
+$WINE reg delete 'HKLM\SOFTWARE\QMB GmbH\Common' /f >/dev/null 2>&1 || true
+$WINE reg add 'HKCU\SOFTWARE\QMB GmbH\Common' /v Common /d "$(winpath "$w/common")" /f >/dev/null
+if $WINE "$stage/kalvex-c-host.exe" "$(winpath "$stage/kalvex.dll")" "$(winpath "$w/db")" "$(winpath "$w/out")" \
     "$(winpath "$w/common/Common04/KVXIni/config.ini")"; then
   pass "C host against kalvex.dll under Wine"
 else
@@ -119,9 +124,9 @@ smtp_case() {
     [ -n "$port" ] && break
     sleep 0.1
   done
-  (cd "$stage" && wine kalvex.exe --install-key Demo config --direct --host 127.0.0.1 --port "$port" \
+  (cd "$stage" && $WINE kalvex.exe --install-key Demo config --direct --host 127.0.0.1 --port "$port" \
      --encrypted 1 --sender absender@example.org >/dev/null &&
-   wine kalvex.exe --install-key Demo send --subject "Grüße über $name" --body Hallo --to empfaenger@example.org) \
+   $WINE kalvex.exe --install-key Demo send --subject "Grüße über $name" --body Hallo --to empfaenger@example.org) \
     >"$work/send-$name.out" 2>&1 || true
   kill "$server" 2>/dev/null || true
   wait "$server" 2>/dev/null || true
@@ -153,10 +158,10 @@ cat >"$work/bin/xdg-email" <<SH
 printf '%s\n' "\$@" >"$work/handed-over.txt"
 SH
 chmod +x "$work/bin/xdg-email"
-wine reg add 'HKLM\SOFTWARE\Microsoft\Windows Messaging Subsystem' /v MAPI /d 1 /f >/dev/null
-wine reg add 'HKCU\Software\Wine\WineBrowser' /v Mailers /d xdg-email /f >/dev/null
-(cd "$stage" && wine kalvex.exe --install-key Demo config --mail-client >/dev/null &&
- PATH="$work/bin:$PATH" wine kalvex.exe --install-key Demo send --subject "Grüße per MAPI" --body "Hallo Welt" \
+$WINE reg add 'HKLM\SOFTWARE\Microsoft\Windows Messaging Subsystem' /v MAPI /d 1 /f >/dev/null
+$WINE reg add 'HKCU\Software\Wine\WineBrowser' /v Mailers /d xdg-email /f >/dev/null
+(cd "$stage" && $WINE kalvex.exe --install-key Demo config --mail-client >/dev/null &&
+ PATH="$work/bin:$PATH" $WINE kalvex.exe --install-key Demo send --subject "Grüße per MAPI" --body "Hallo Welt" \
    --to empfaenger@example.org) >"$work/mapi.out" 2>&1 || true
 for _ in $(seq 50); do
   [ -s "$work/handed-over.txt" ] && break
