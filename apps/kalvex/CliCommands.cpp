@@ -138,16 +138,19 @@ const std::vector<TCommand>& Commands()
     return commands;
 }
 
-bool AnswersWithoutGui(const QStringList& arguments)
+bool RunsWithoutGui(const QStringList& arguments)
 {
-    for (qsizetype i = 0; i < arguments.size() && arguments[i].startsWith(QLatin1String("--")); ++i) {
+    qsizetype i = 0;
+    for (; i < arguments.size() && arguments[i].startsWith(QLatin1String("--")); ++i) {
         const QString& opt = arguments[i];
         if (opt == QLatin1String("--help") || opt == QLatin1String("--version"))
             return true;
         if (opt == QLatin1String("--lang") || opt == QLatin1String("--install-key"))
             ++i;   // its value
     }
-    return false;
+    // Reading the store shows texts only: no rich text, no fonts.
+    const QString command = arguments.value(i);
+    return command == QLatin1String("list") || command == QLatin1String("show");
 }
 
 int RunCommandLine(const QStringList& arguments)

@@ -38,8 +38,9 @@ const std::vector<TCommand>& Commands();
 // Loads the installation's settings, the log and the translations.
 TConfig& OpenInstallation(const TGlobalOptions& options);
 int RunCommandLine(const QStringList& arguments);
-// True when the global options answer by themselves (--help, --version):
-// the program then needs no GUI layer.
-bool AnswersWithoutGui(const QStringList& arguments);
+// True when the program needs no GUI layer: the global options answer by
+// themselves (--help, --version), or the command only reads the store
+// (list, show).
+bool RunsWithoutGui(const QStringList& arguments);
 
 }  // namespace kalvex::cli

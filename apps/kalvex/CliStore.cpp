@@ -24,12 +24,32 @@ QString shown(const QString& text)
     return VisibleControlCharacters(text);
 }
 
+// "yyyy-MM-dd HH:mm", put together by hand: a list prints ten thousand,
+// and a date format string is parsed anew for each.
+QString shortDateTime(const QDateTime& dt)
+{
+    if (!dt.isValid())
+        return QString();
+    const QDate d = dt.date();
+    const QTime t = dt.time();
+    char text[] = "0000-00-00 00:00";
+    const auto put = [&text](int at, int value, int digits) {
+        for (int i = at + digits - 1; i >= at; --i, value /= 10)
+            text[i] = static_cast<char>('0' + value % 10);
+    };
+    if (d.year() < 0 || d.year() > 9999)
+        return dt.toString(QStringLiteral("yyyy-MM-dd HH:mm"));
+    put(0, d.year(), 4), put(5, d.month(), 2), put(8, d.day(), 2), put(11, t.hour(), 2), put(14, t.minute(), 2);
+    return QString::fromLatin1(text, 16);
+}
+
 QString mailLine(const TEMail& m)
 {
-    return QStringLiteral("%1\t%2\t%3\t%4\t%5")
-        .arg(m.FID)
-        .arg(shown(m.FStatusStr), DaysToDateTime(m.FDatum).toString(QStringLiteral("yyyy-MM-dd HH:mm")), shown(m.FBetreff),
-             shown((m.FAn + m.FCc + m.FBcc).join(QStringLiteral(", "))));
+    QString line = QString::number(m.FID);
+    for (const QString& column : {shown(m.FStatusStr), shortDateTime(DaysToDateTime(m.FDatum)), shown(m.FBetreff),
+                                  shown((m.FAn + m.FCc + m.FBcc).join(QStringLiteral(", ")))})
+        line += QLatin1Char('\t') + column;
+    return line;
 }
 
 // The mail with that ID, read alone and without attachment contents;

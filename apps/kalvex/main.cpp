@@ -36,12 +36,12 @@ int main(int argc, char** argv)
 {
     // A line per recipient must reach a file or pipe as it is printed.
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-    if (kalvex::cli::AnswersWithoutGui(argumentsOf(argc, argv))) {   // no platform, no fonts to load
+    keepLocalTimeZone();
+    if (kalvex::cli::RunsWithoutGui(argumentsOf(argc, argv))) {   // no platform, no fonts to load
         QCoreApplication app(argc, argv);
         QCoreApplication::setApplicationName(QStringLiteral("kalvex"));
         return kalvex::cli::RunCommandLine(QCoreApplication::arguments().mid(1));
     }
-    keepLocalTimeZone();
     // Rich text needs a GUI application object; no window ever opens.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");

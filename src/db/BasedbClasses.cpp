@@ -186,10 +186,15 @@ void TQMBDataSet::MarkOpen()
 
 QVariant TQMBDataSet::Field(const QString& name) const
 {
+    return Value(Column(name));
+}
+
+int TQMBDataSet::Column(const QString& name) const
+{
     auto it = FColumns.constFind(name);
     if (it == FColumns.constEnd())
         it = FColumns.constFind(name.toLower());
-    return it == FColumns.constEnd() ? QVariant() : FDataSet.value(*it);
+    return it == FColumns.constEnd() ? -1 : *it;
 }
 
 bool TQMBDataSet::HasField(const QString& name) const

@@ -198,6 +198,10 @@ public:
     bool Next() { return FDataSet.next(); }
     QVariant Field(const QString& name) const;
     bool HasField(const QString& name) const;
+    // A loop over many rows finds its columns once: the column's index,
+    // or -1 when the result has none, and the current row's value there.
+    int Column(const QString& name) const;
+    QVariant Value(int column) const { return column < 0 ? QVariant() : FDataSet.value(column); }
 
 private:
     QSqlQuery FDataSet;

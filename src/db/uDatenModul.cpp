@@ -370,9 +370,10 @@ void TDatenModul::LoadEMailListeFromDB(bool withAttachmentContent)
     QHash<int32_t, TEMail*> byId;
     TQMBDataSet* ds = FDBHandler->OpenSQL(withAttachmentContent ? QStringLiteral("select * from KVXGesendeteMails")
                                                                 : mailListSql());
+    const TMailColumns columns(*ds);
     while (ds->Next()) {
         TEMail& mail = mails.Add();
-        readMail(*ds, mail);
+        readMail(*ds, columns, mail);
         if (withAttachmentContent)
             readMailTexts(*ds, mail);
         byId[mail.FID] = &mail;
@@ -405,7 +406,7 @@ std::unique_ptr<TEMail> TDatenModul::LoadEMail(int32_t mailId, bool withAttachme
     TQMBDataSet* ds = FDBHandler->OpenSQL(QStringLiteral("select * from KVXGesendeteMails where ID = :ID"), {P("ID", mailId)});
     const bool found = ds->Next();
     if (found) {
-        readMail(*ds, *mail);
+        readMail(*ds, TMailColumns(*ds), *mail);
         readMailTexts(*ds, *mail);
     }
     ds->Close();
@@ -421,15 +422,23 @@ std::unique_ptr<TEMail> TDatenModul::LoadEMail(int32_t mailId, bool withAttachme
     return mail;
 }
 
-void TDatenModul::readMail(TQMBDataSet& ds, TEMail& mail)
+TDatenModul::TMailColumns::TMailColumns(const TQMBDataSet& ds)
+    : id(ds.Column(QStringLiteral("ID"))), betreff(ds.Column(QStringLiteral("Betreff"))),
+      datum(ds.Column(QStringLiteral("Datum"))), mailStatus(ds.Column(QStringLiteral("MailStatus"))),
+      status(ds.Column(QStringLiteral("Status"))), gesendetDurch(ds.Column(QStringLiteral("GesendetDurch"))),
+      seperatSenden(ds.Column(QStringLiteral("SeperatSenden")))
 {
-    mail.FID = ds.Field(QStringLiteral("ID")).toInt();
-    mail.FBetreff = ds.Field(QStringLiteral("Betreff")).toString();
-    mail.FDatum = TQMBDatabaseHandler::DaysOf(ds.Field(QStringLiteral("Datum")));
-    mail.SetStatus(statusOf(ds.Field(QStringLiteral("MailStatus")), ds.Field(QStringLiteral("Status")).toString()));
-    mail.FGesendetDurch = ds.Field(QStringLiteral("GesendetDurch")).toString();
+}
+
+void TDatenModul::readMail(const TQMBDataSet& ds, const TMailColumns& c, TEMail& mail)
+{
+    mail.FID = ds.Value(c.id).toInt();
+    mail.FBetreff = ds.Value(c.betreff).toString();
+    mail.FDatum = TQMBDatabaseHandler::DaysOf(ds.Value(c.datum));
+    mail.SetStatus(statusOf(ds.Value(c.mailStatus), ds.Value(c.status).toString()));
+    mail.FGesendetDurch = ds.Value(c.gesendetDurch).toString();
     mail.FSender = senderOf(mail.FGesendetDurch);
-    mail.FSeperatSenden = ds.Field(QStringLiteral("SeperatSenden")).toInt() != 0;
+    mail.FSeperatSenden = ds.Value(c.seperatSenden).toInt() != 0;
 }
 
 void TDatenModul::readMailTexts(TQMBDataSet& ds, TEMail& mail)
@@ -440,18 +449,22 @@ void TDatenModul::readMailTexts(TQMBDataSet& ds, TEMail& mail)
 
 void TDatenModul::readRecipients(TQMBDataSet* ds, const QHash<int32_t, TEMail*>& byId)
 {
+    const int mailId = ds->Column(QStringLiteral("MailID")), id = ds->Column(QStringLiteral("ID"));
+    const int adresse = ds->Column(QStringLiteral("Adresse")), name = ds->Column(QStringLiteral("GanzerName"));
+    const int firma = ds->Column(QStringLiteral("Firma")), adressDb = ds->Column(QStringLiteral("AdressDB_ID"));
+    const int kind = ds->Column(QStringLiteral("EmpfType"));
     while (ds->Next()) {
-        const auto it = byId.constFind(ds->Field(QStringLiteral("MailID")).toInt());
+        const auto it = byId.constFind(ds->Value(mailId).toInt());
         if (it == byId.constEnd())
             continue;
         TEMailEmpfaenger& r = (*it)->FLEmpfaenger.Add();
-        r.FID = ds->Field(QStringLiteral("ID")).toInt();
+        r.FID = ds->Value(id).toInt();
         r.FMailID = it.key();
-        r.FAdresse = ds->Field(QStringLiteral("Adresse")).toString();
-        r.FGanzerName = ds->Field(QStringLiteral("GanzerName")).toString();
-        r.FFirma = ds->Field(QStringLiteral("Firma")).toString();
-        r.FAdressDB_ID = ds->Field(QStringLiteral("AdressDB_ID")).toInt();
-        const int type = ds->Field(QStringLiteral("EmpfType")).toInt();
+        r.FAdresse = ds->Value(adresse).toString();
+        r.FGanzerName = ds->Value(name).toString();
+        r.FFirma = ds->Value(firma).toString();
+        r.FAdressDB_ID = ds->Value(adressDb).toInt();
+        const int type = ds->Value(kind).toInt();
         r.FEmpfType = type >= 0 && type <= 2 ? static_cast<TEmpfaengerTyp>(type) : TEmpfaengerTyp::elAn;
     }
     ds->Close();
@@ -471,18 +484,21 @@ QString TDatenModul::attachmentListSql(const QString& where) const
 
 void TDatenModul::readAttachments(TQMBDataSet* ds, const QHash<int32_t, TEMail*>& byId, bool withContent)
 {
+    const int mailId = ds->Column(QStringLiteral("MailID")), id = ds->Column(QStringLiteral("ID"));
+    const int pfad = ds->Column(QStringLiteral("Pfad")), size = ds->Column(QStringLiteral("Dateigroesse"));
+    const int content = ds->Column(withContent ? QStringLiteral("Objekt") : QStringLiteral("ObjektLaenge"));
     while (ds->Next()) {
-        const auto it = byId.constFind(ds->Field(QStringLiteral("MailID")).toInt());
+        const auto it = byId.constFind(ds->Value(mailId).toInt());
         if (it == byId.constEnd())
             continue;
         TAnhang& a = (*it)->FLAnhaengeBlob.Add();
-        a.FID = ds->Field(QStringLiteral("ID")).toInt();
+        a.FID = ds->Value(id).toInt();
         a.FMailID = it.key();
-        a.FPfad = ds->Field(QStringLiteral("Pfad")).toString();
-        a.FDateigroesse = ds->Field(QStringLiteral("Dateigroesse")).toDouble();
+        a.FPfad = ds->Value(pfad).toString();
+        a.FDateigroesse = ds->Value(size).toDouble();
         if (withContent)
-            a.FObjekt = ds->Field(QStringLiteral("Objekt")).toByteArray();
-        a.FGespeichert = withContent ? !a.FObjekt.isEmpty() : ds->Field(QStringLiteral("ObjektLaenge")).toLongLong() > 0;
+            a.FObjekt = ds->Value(content).toByteArray();
+        a.FGespeichert = withContent ? !a.FObjekt.isEmpty() : ds->Value(content).toLongLong() > 0;
         (*it)->FAnhaenge << a.FPfad;
     }
     ds->Close();

@@ -132,7 +132,12 @@ private:
     static void completeSQLiteConfig(TQMBDatabaseConfig& dbConfig, const TStoreSettings& source,
                                      const TQMBDatabaseConfig& defaults);
     static void requireStoreKeys(const TQMBDatabaseConfig& dbConfig, const TStoreSettings& source);
-    static void readMail(TQMBDataSet& ds, TEMail& mail);
+    // Where the mail columns are in a result, found once for all its rows.
+    struct TMailColumns {
+        explicit TMailColumns(const TQMBDataSet& ds);
+        int id, betreff, datum, mailStatus, status, gesendetDurch, seperatSenden;
+    };
+    static void readMail(const TQMBDataSet& ds, const TMailColumns& columns, TEMail& mail);
     static void readMailTexts(TQMBDataSet& ds, TEMail& mail);
     static void readRecipients(TQMBDataSet* ds, const QHash<int32_t, TEMail*>& byId);
     QString attachmentListSql(const QString& where) const;

@@ -181,9 +181,9 @@ TEST_F(CliTest, SendFromAFreshInstallationWithStartTlsAndAuth)
     EXPECT_TRUE(r.out.contains("bau@example.org, chef@example.org"));
 }
 
-// --version and --help answer before any GUI object exists: a platform
-// that cannot be loaded does not stop them, and stops a real command.
-TEST_F(CliTest, VersionAndHelpNeedNoGuiLayer)
+// --version, --help, list and show work before any GUI object exists: a
+// platform that cannot be loaded does not stop them, and stops a send.
+TEST_F(CliTest, VersionHelpAndStoreReadingNeedNoGuiLayer)
 {
     auto runWithoutPlatform = [&](const QStringList& args) {
         QProcess p;
@@ -201,7 +201,12 @@ TEST_F(CliTest, VersionAndHelpNeedNoGuiLayer)
     const Result help = runWithoutPlatform({"--lang", "1033", "--install-key", "Cli", "--help"});
     EXPECT_EQ(help.code, 0) << help.err.toStdString();
     EXPECT_TRUE(help.out.contains("--version"));
-    EXPECT_NE(runWithoutPlatform({"--install-key", "Cli", "list"}).code, 0);   // this one does load the GUI layer
+    // Reading the store needs no GUI layer either; sending rich text does.
+    const Result list = runWithoutPlatform({"--install-key", "Cli", "list"});
+    EXPECT_EQ(list.code, 0) << list.err.toStdString();
+    EXPECT_EQ(runWithoutPlatform({"--install-key", "Cli", "show", "4711"}).code, 2);   // no such mail, said without a GUI
+    EXPECT_NE(runWithoutPlatform({"--install-key", "Cli", "send", "--subject", "x", "--body", "y", "--to", "a@example.org"}).code,
+              0);
 }
 
 TEST_F(CliTest, UsageErrorsAndFailuresHaveTheirExitCodes)
