@@ -37,5 +37,8 @@ private:
 // Moves the log to its backup name, replacing an older backup. False on
 // failure; a log that is not there counts as moved.
 bool MoveLogToBackup(const QString& from, const QString& to);
+// The running program's file, for the log's header (the host's program
+// when the module is loaded by one); empty when the system does not say.
+QString RunningProgramPath();
 
 }  // namespace kalvex

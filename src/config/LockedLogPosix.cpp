@@ -74,4 +74,9 @@ bool MoveLogToBackup(const QString& from, const QString& to)
     return ::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0 || errno == ENOENT;
 }
 
+QString RunningProgramPath()
+{
+    return QFile::symLinkTarget(QStringLiteral("/proc/self/exe"));
+}
+
 }  // namespace kalvex

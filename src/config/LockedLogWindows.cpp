@@ -2,7 +2,10 @@
 
 #include "config/KalvexError.h"
 
+#include <QDir>
 #include <QFile>
+
+#include <iterator>
 
 #include <windows.h>
 
@@ -113,6 +116,15 @@ bool MoveLogToBackup(const QString& from, const QString& to)
     if (MoveFileExW(from.toStdWString().c_str(), to.toStdWString().c_str(), MOVEFILE_REPLACE_EXISTING))
         return true;
     return GetLastError() == ERROR_FILE_NOT_FOUND;
+}
+
+QString RunningProgramPath()
+{
+    wchar_t path[32768];
+    const DWORD length = GetModuleFileNameW(nullptr, path, static_cast<DWORD>(std::size(path)));
+    if (length == 0 || length >= std::size(path))
+        return QString();
+    return QDir::fromNativeSeparators(QString::fromWCharArray(path, static_cast<qsizetype>(length)));
 }
 
 }  // namespace kalvex

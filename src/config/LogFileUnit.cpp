@@ -21,11 +21,6 @@ std::unique_ptr<TLogFile>& globalLog()
     return log;
 }
 
-QString executablePath()
-{
-    return QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget();
-}
-
 [[noreturn]] void throwNotCreated()
 {
     throw EKalvex(QStringLiteral("LogFile konnte nicht erstellt werden"));
@@ -74,7 +69,7 @@ void TLogFile::writeStartEntry()
         }
         QStringList lines;
         if (log->Size() == 0)
-            lines << QStringLiteral("Logdatei - ") + executablePath() << SeparatorLine() << QString();
+            lines << QStringLiteral("Logdatei - ") + RunningProgramPath() << SeparatorLine() << QString();
         log->Write(linesOf(lines << SeparatorLine() << QStringLiteral("Programmstart: ") + Timestamp()));
         log->Unlock();
         FFile = std::move(log);

@@ -39,7 +39,7 @@ TEST(LogFile, HeaderStartEntriesAndEnd)
     const QStringList lines = readText(path).split('\n');
     const QString sep(59, '-');
     ASSERT_GE(lines.size(), 8);
-    EXPECT_TRUE(lines[0].startsWith("Logdatei - /"));
+    EXPECT_TRUE(lines[0].startsWith("Logdatei - /") && lines[0].endsWith("/test_config")) << lines[0].toStdString();
     EXPECT_EQ(lines[1], sep);
     EXPECT_EQ(lines[2], "");
     EXPECT_EQ(lines[3], sep);

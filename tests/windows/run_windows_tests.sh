@@ -82,6 +82,13 @@ if $WINE "$stage/kalvex-c-host.exe" "$(winpath "$stage/kalvex.dll")" "$(winpath 
 else
   fail "C host against kalvex.dll under Wine"
 fi
+# The log's header names the program that loaded the module.
+log=$(find "$w" -name logfile_kalvex.txt | head -n 1)
+if [ -n "$log" ] && head -n 1 "$log" | grep -q 'kalvex-c-host\.exe'; then
+  pass "log header names the host program"
+else
+  fail "log header: $(head -n 1 "$log" 2>/dev/null)"
+fi
 # The template folder the module makes below the registry's program folder.
 [ -d "$w/progdata/KVX_StandardVorlagen" ] && pass "registry folders read" || fail "no template folder below the registry's program folder"
 
