@@ -110,7 +110,8 @@ windows: windows-deps
 test-windows: build windows
 	sh tests/windows/run_windows_tests.sh $(BUILD_DIR) $(WINDOWS_BUILD_DIR) $(WINDOWS_BUILD_DIR)/stage
 
-# kalvex.dll for 32-bit hosts (i686, stdcall methods), against a Qt for
+# kalvex.dll for 32-bit hosts (i686, stdcall methods) with the programs its
+# checks under Wine use, against a Qt for
 # 32-bit Windows: QT_WINDOWS_PREFIX, or built once from Debian's sources
 # into ~/.cache/kalvex (30-60 minutes; not in CI).
 WINDOWS32_BUILD_DIR ?= build-windows32
@@ -123,7 +124,7 @@ windows32: windows32-deps
 	qt=$$(sh tools/windows/qt-prefix.sh i686) && \
 	cmake -S . -B $(WINDOWS32_BUILD_DIR) -G Ninja -DCMAKE_TOOLCHAIN_FILE=$(CURDIR)/cmake/mingw-w64-i686.cmake \
 		-DCMAKE_PREFIX_PATH=$$qt -DQT_HOST_PATH=/usr -DCMAKE_BUILD_TYPE=Release -DKALVEX_BUILD_BENCH=OFF && \
-	cmake --build $(WINDOWS32_BUILD_DIR) -j$(JOBS) && \
+	cmake --build $(WINDOWS32_BUILD_DIR) -j$(JOBS) --target kalvex kalvex-cli kalvex-c-host kalvex-show-window && \
 	sh tools/windows/stage.sh $(WINDOWS32_BUILD_DIR) $$qt $(WINDOWS32_BUILD_DIR)/stage i686
 
 # The 32-bit build under 32-bit Wine, which runs in an i386 Debian root of
