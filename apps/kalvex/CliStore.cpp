@@ -43,12 +43,28 @@ QString shortDateTime(const QDateTime& dt)
     return QString::fromLatin1(text, 16);
 }
 
+QString recipientsOf(const TEMail& m)
+{
+    QString all;
+    for (const QStringList* kind : {&m.FAn, &m.FCc, &m.FBcc})
+        for (const QString& address : *kind) {
+            if (!all.isEmpty())
+                all += QLatin1String(", ");
+            all += address;
+        }
+    return all;
+}
+
 QString mailLine(const TEMail& m)
 {
-    QString line = QString::number(m.FID);
+    QString line;
+    line.reserve(128);
+    line += QString::number(m.FID);
     for (const QString& column : {shown(m.FStatusStr), shortDateTime(DaysToDateTime(m.FDatum)), shown(m.FBetreff),
-                                  shown((m.FAn + m.FCc + m.FBcc).join(QStringLiteral(", ")))})
-        line += QLatin1Char('\t') + column;
+                                  shown(recipientsOf(m))}) {
+        line += QLatin1Char('\t');
+        line += column;
+    }
     return line;
 }
 

@@ -34,14 +34,16 @@ void keepLocalTimeZone()
 
 int main(int argc, char** argv)
 {
-    // A line per recipient must reach a file or pipe as it is printed.
-    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     keepLocalTimeZone();
     if (kalvex::cli::RunsWithoutGui(argumentsOf(argc, argv))) {   // no platform, no fonts to load
+        // A list of ten thousand lines goes out in large writes.
+        std::setvbuf(stdout, nullptr, _IOFBF, 1 << 16);
         QCoreApplication app(argc, argv);
         QCoreApplication::setApplicationName(QStringLiteral("kalvex"));
         return kalvex::cli::RunCommandLine(QCoreApplication::arguments().mid(1));
     }
+    // A line per recipient must reach a file or pipe as it is printed.
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     // Rich text needs a GUI application object; no window ever opens.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");

@@ -184,6 +184,11 @@ void TQMBDataSet::MarkOpen()
     }
 }
 
+std::unique_ptr<TRowReader> TQMBDatabaseHandler::ReadRows(const QString& command, const TParamInfoV2Array& params)
+{
+    return std::make_unique<TDataSetRows>(OpenSQL(command, params));
+}
+
 QVariant TQMBDataSet::Field(const QString& name) const
 {
     return Value(Column(name));

@@ -9,6 +9,8 @@
 // sets. A data set returned by OpenSQL stays owned by the cache; the caller
 // closes it when done, which makes it reusable.
 
+#include "db/RowReader.h"
+
 #include <QDateTime>
 #include <QElapsedTimer>
 #include <QFile>
@@ -296,6 +298,9 @@ public:
                                  TECommandTypes type = TECommandTypes::sttSelect) = 0;
     TQMBDataSet* OpenSQL(const QString& command, const QVariantList& params, bool prepare = true,
                          TECommandTypes type = TECommandTypes::sttSelect);
+    // The rows of a select, for reading long results: by default through
+    // OpenSQL; a store may read them its own faster way.
+    virtual std::unique_ptr<TRowReader> ReadRows(const QString& command, const TParamInfoV2Array& params = {});
 
     double CalcSQL_Real(double def, const QString& command, const TParamInfoV2Array& params = {});
     qint64 CalcSQL_Int(qint64 def, const QString& command, const TParamInfoV2Array& params = {});

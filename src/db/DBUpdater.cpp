@@ -40,6 +40,20 @@ bool TDBUpdater::keepsDayCounts() const
     return FDBHandler.Database().ConnectionInfo().DatabaseType == TQMBDatabaseConfigType::dbtSQLite;
 }
 
+// The day-count check runs at every start (an older module sharing the
+// store may have written some since): with this index it reads a range of
+// the index, not every mail with its texts.
+bool TDBUpdater::hasDateIndex()
+{
+    return FDBHandler.IndexExists(QStringLiteral("KVXGesendeteMails"), QLatin1String(kDateIndex));
+}
+
+void TDBUpdater::ensureDateIndex()
+{
+    if (keepsDayCounts() && FDBHandler.TableExists(QStringLiteral("KVXGesendeteMails")) && !hasDateIndex())
+        FDBHandler.AddIndex(QStringLiteral("KVXGesendeteMails"), QStringLiteral("Datum"), QLatin1String(kDateIndex), false);
+}
+
 bool TDBUpdater::hasDayCounts()
 {
     return FDBHandler.CalcSQL_Int(0, QStringLiteral("SELECT COUNT(*) FROM [KVXGesendeteMails] WHERE [Datum] < 2000000")) > 0;
@@ -107,6 +121,7 @@ void TDBUpdater::CheckTables(bool convertedFromAccess)
     try {
         for (const TTableCheck& check : tableChecks())
             checkTable(check);
+        ensureDateIndex();
     } catch (...) {
         FDBHandler.EndSchemaChange(false);
         throw;
@@ -136,7 +151,7 @@ bool TDBUpdater::isUpToDate(const QStringList& tables)
         if (!hasColumns(QLatin1String(check.name), check.upgradeColumns))
             return false;
     }
-    return !keepsDayCounts() || !hasDayCounts();
+    return !keepsDayCounts() || (hasDateIndex() && !hasDayCounts());
 }
 
 bool TDBUpdater::hasColumns(const QString& table, const QStringList& fields)
@@ -192,6 +207,7 @@ void TDBUpdater::upgradeGesendeteMails()
 {
     // Day counts from 1899-12-30 become Julian day numbers; converted rows
     // are above the bound and stay as they are.
+    ensureDateIndex();
     if (keepsDayCounts() && hasDayCounts())
         FDBHandler.ExecSQL(QStringLiteral("UPDATE [KVXGesendeteMails]  SET [Datum] = [Datum] + 2415018.5 WHERE [Datum] < 2000000"));
     checkColumn(QStringLiteral("KVXGesendeteMails"), QStringLiteral("SeperatSenden"), TFieldType::ftBoolean);

@@ -38,6 +38,9 @@ private:
     bool isUpToDate(const QStringList& tables);
     bool hasColumns(const QString& table, const QStringList& fields);
     bool hasDayCounts();
+    bool hasDateIndex();
+    void ensureDateIndex();
+    static constexpr const char* kDateIndex = "IX_KVXGesendeteMails_Datum";
     void checkTable(const TTableCheck& check);
     void checkColumn(const QString& table, const QString& field, TFieldType type);
     void upgradeAdresse();

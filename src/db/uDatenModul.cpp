@@ -368,20 +368,19 @@ void TDatenModul::LoadEMailListeFromDB(bool withAttachmentContent)
 {
     TEMailListe mails;
     QHash<int32_t, TEMail*> byId;
-    TQMBDataSet* ds = FDBHandler->OpenSQL(withAttachmentContent ? QStringLiteral("select * from KVXGesendeteMails")
-                                                                : mailListSql());
-    const TMailColumns columns(*ds);
-    while (ds->Next()) {
-        TEMail& mail = mails.Add();
-        readMail(*ds, columns, mail);
-        if (withAttachmentContent)
-            readMailTexts(*ds, mail);
-        byId[mail.FID] = &mail;
+    {
+        const std::unique_ptr<TRowReader> rows = FDBHandler->ReadRows(
+            withAttachmentContent ? QStringLiteral("select * from KVXGesendeteMails") : mailListSql());
+        const TMailColumns columns(*rows, withAttachmentContent);
+        while (rows->Next()) {
+            TEMail& mail = mails.Add();
+            readMail(*rows, columns, mail);
+            byId[mail.FID] = &mail;
+        }
     }
-    ds->Close();
-    readRecipients(FDBHandler->OpenSQL(QStringLiteral("select * from KVXEmpfaenger")), byId);
-    readAttachments(FDBHandler->OpenSQL(withAttachmentContent ? QStringLiteral("select * from KVXAnhang")
-                                                              : attachmentListSql(QString())),
+    readRecipients(*FDBHandler->ReadRows(QStringLiteral("select * from KVXEmpfaenger")), byId);
+    readAttachments(*FDBHandler->ReadRows(withAttachmentContent ? QStringLiteral("select * from KVXAnhang")
+                                                                : attachmentListSql(QString())),
                     byId, withAttachmentContent);
     FEMailListe = std::move(mails);
 }
@@ -403,71 +402,67 @@ void TDatenModul::LoadDraftTexts()
 std::unique_ptr<TEMail> TDatenModul::LoadEMail(int32_t mailId, bool withAttachmentContent)
 {
     auto mail = std::make_unique<TEMail>();
-    TQMBDataSet* ds = FDBHandler->OpenSQL(QStringLiteral("select * from KVXGesendeteMails where ID = :ID"), {P("ID", mailId)});
-    const bool found = ds->Next();
-    if (found) {
-        readMail(*ds, TMailColumns(*ds), *mail);
-        readMailTexts(*ds, *mail);
+    {
+        const std::unique_ptr<TRowReader> rows =
+            FDBHandler->ReadRows(QStringLiteral("select * from KVXGesendeteMails where ID = :ID"), {P("ID", mailId)});
+        if (!rows->Next())
+            return nullptr;
+        readMail(*rows, TMailColumns(*rows, true), *mail);
     }
-    ds->Close();
-    if (!found)
-        return nullptr;
     const QHash<int32_t, TEMail*> byId{{mailId, mail.get()}};
-    readRecipients(FDBHandler->OpenSQL(QStringLiteral("select * from KVXEmpfaenger where MailID = :MailID"), {P("MailID", mailId)}),
+    readRecipients(*FDBHandler->ReadRows(QStringLiteral("select * from KVXEmpfaenger where MailID = :MailID"),
+                                         {P("MailID", mailId)}),
                    byId);
-    readAttachments(FDBHandler->OpenSQL(withAttachmentContent ? QStringLiteral("select * from KVXAnhang where MailID = :MailID")
-                                                              : attachmentListSql(QStringLiteral(" where MailID = :MailID")),
-                                        {P("MailID", mailId)}),
+    readAttachments(*FDBHandler->ReadRows(withAttachmentContent ? QStringLiteral("select * from KVXAnhang where MailID = :MailID")
+                                                                : attachmentListSql(QStringLiteral(" where MailID = :MailID")),
+                                          {P("MailID", mailId)}),
                     byId, withAttachmentContent);
     return mail;
 }
 
-TDatenModul::TMailColumns::TMailColumns(const TQMBDataSet& ds)
-    : id(ds.Column(QStringLiteral("ID"))), betreff(ds.Column(QStringLiteral("Betreff"))),
-      datum(ds.Column(QStringLiteral("Datum"))), mailStatus(ds.Column(QStringLiteral("MailStatus"))),
-      status(ds.Column(QStringLiteral("Status"))), gesendetDurch(ds.Column(QStringLiteral("GesendetDurch"))),
-      seperatSenden(ds.Column(QStringLiteral("SeperatSenden")))
+TDatenModul::TMailColumns::TMailColumns(const TRowReader& rows, bool withTexts)
+    : id(rows.Column(QStringLiteral("ID"))), betreff(rows.Column(QStringLiteral("Betreff"))),
+      datum(rows.Column(QStringLiteral("Datum"))), mailStatus(rows.Column(QStringLiteral("MailStatus"))),
+      status(rows.Column(QStringLiteral("Status"))), gesendetDurch(rows.Column(QStringLiteral("GesendetDurch"))),
+      seperatSenden(rows.Column(QStringLiteral("SeperatSenden"))),
+      rtf(withTexts ? rows.Column(QStringLiteral("InhaltRTF")) : -1), plain(withTexts ? rows.Column(QStringLiteral("Inhalt")) : -1)
 {
 }
 
-void TDatenModul::readMail(const TQMBDataSet& ds, const TMailColumns& c, TEMail& mail)
+// Without the texts in the result (a list), the bodies stay empty.
+void TDatenModul::readMail(const TRowReader& rows, const TMailColumns& c, TEMail& mail)
 {
-    mail.FID = ds.Value(c.id).toInt();
-    mail.FBetreff = ds.Value(c.betreff).toString();
-    mail.FDatum = TQMBDatabaseHandler::DaysOf(ds.Value(c.datum));
-    mail.SetStatus(statusOf(ds.Value(c.mailStatus), ds.Value(c.status).toString()));
-    mail.FGesendetDurch = ds.Value(c.gesendetDurch).toString();
+    mail.FID = static_cast<int32_t>(rows.Int(c.id));
+    mail.FBetreff = rows.Text(c.betreff);
+    mail.FDatum = TQMBDatabaseHandler::DaysOf(rows.Value(c.datum));
+    mail.SetStatus(statusOf(rows.Value(c.mailStatus), rows.Text(c.status)));
+    mail.FGesendetDurch = rows.Text(c.gesendetDurch);
     mail.FSender = senderOf(mail.FGesendetDurch);
-    mail.FSeperatSenden = ds.Value(c.seperatSenden).toInt() != 0;
+    mail.FSeperatSenden = rows.Int(c.seperatSenden) != 0;
+    mail.FBodyRTF = rows.Text(c.rtf);
+    mail.FBodyPlain = rows.Text(c.plain);
 }
 
-void TDatenModul::readMailTexts(TQMBDataSet& ds, TEMail& mail)
+void TDatenModul::readRecipients(TRowReader& rows, const QHash<int32_t, TEMail*>& byId)
 {
-    mail.FBodyRTF = ds.Field(QStringLiteral("InhaltRTF")).toString();
-    mail.FBodyPlain = ds.Field(QStringLiteral("Inhalt")).toString();
-}
-
-void TDatenModul::readRecipients(TQMBDataSet* ds, const QHash<int32_t, TEMail*>& byId)
-{
-    const int mailId = ds->Column(QStringLiteral("MailID")), id = ds->Column(QStringLiteral("ID"));
-    const int adresse = ds->Column(QStringLiteral("Adresse")), name = ds->Column(QStringLiteral("GanzerName"));
-    const int firma = ds->Column(QStringLiteral("Firma")), adressDb = ds->Column(QStringLiteral("AdressDB_ID"));
-    const int kind = ds->Column(QStringLiteral("EmpfType"));
-    while (ds->Next()) {
-        const auto it = byId.constFind(ds->Value(mailId).toInt());
+    const int mailId = rows.Column(QStringLiteral("MailID")), id = rows.Column(QStringLiteral("ID"));
+    const int adresse = rows.Column(QStringLiteral("Adresse")), name = rows.Column(QStringLiteral("GanzerName"));
+    const int firma = rows.Column(QStringLiteral("Firma")), adressDb = rows.Column(QStringLiteral("AdressDB_ID"));
+    const int kind = rows.Column(QStringLiteral("EmpfType"));
+    while (rows.Next()) {
+        const auto it = byId.constFind(static_cast<int32_t>(rows.Int(mailId)));
         if (it == byId.constEnd())
             continue;
         TEMailEmpfaenger& r = (*it)->FLEmpfaenger.Add();
-        r.FID = ds->Value(id).toInt();
+        r.FID = static_cast<int32_t>(rows.Int(id));
         r.FMailID = it.key();
-        r.FAdresse = ds->Value(adresse).toString();
-        r.FGanzerName = ds->Value(name).toString();
-        r.FFirma = ds->Value(firma).toString();
-        r.FAdressDB_ID = ds->Value(adressDb).toInt();
-        const int type = ds->Value(kind).toInt();
+        r.FAdresse = rows.Text(adresse);
+        r.FGanzerName = rows.Text(name);
+        r.FFirma = rows.Text(firma);
+        r.FAdressDB_ID = static_cast<int32_t>(rows.Int(adressDb));
+        const qint64 type = rows.Int(kind);
         r.FEmpfType = type >= 0 && type <= 2 ? static_cast<TEmpfaengerTyp>(type) : TEmpfaengerTyp::elAn;
     }
-    ds->Close();
     for (TEMail* mail : byId)
         mail->Convert();
 }
@@ -482,26 +477,25 @@ QString TDatenModul::attachmentListSql(const QString& where) const
          + where;
 }
 
-void TDatenModul::readAttachments(TQMBDataSet* ds, const QHash<int32_t, TEMail*>& byId, bool withContent)
+void TDatenModul::readAttachments(TRowReader& rows, const QHash<int32_t, TEMail*>& byId, bool withContent)
 {
-    const int mailId = ds->Column(QStringLiteral("MailID")), id = ds->Column(QStringLiteral("ID"));
-    const int pfad = ds->Column(QStringLiteral("Pfad")), size = ds->Column(QStringLiteral("Dateigroesse"));
-    const int content = ds->Column(withContent ? QStringLiteral("Objekt") : QStringLiteral("ObjektLaenge"));
-    while (ds->Next()) {
-        const auto it = byId.constFind(ds->Value(mailId).toInt());
+    const int mailId = rows.Column(QStringLiteral("MailID")), id = rows.Column(QStringLiteral("ID"));
+    const int pfad = rows.Column(QStringLiteral("Pfad")), size = rows.Column(QStringLiteral("Dateigroesse"));
+    const int content = rows.Column(withContent ? QStringLiteral("Objekt") : QStringLiteral("ObjektLaenge"));
+    while (rows.Next()) {
+        const auto it = byId.constFind(static_cast<int32_t>(rows.Int(mailId)));
         if (it == byId.constEnd())
             continue;
         TAnhang& a = (*it)->FLAnhaengeBlob.Add();
-        a.FID = ds->Value(id).toInt();
+        a.FID = static_cast<int32_t>(rows.Int(id));
         a.FMailID = it.key();
-        a.FPfad = ds->Value(pfad).toString();
-        a.FDateigroesse = ds->Value(size).toDouble();
+        a.FPfad = rows.Text(pfad);
+        a.FDateigroesse = rows.Real(size);
         if (withContent)
-            a.FObjekt = ds->Value(content).toByteArray();
-        a.FGespeichert = withContent ? !a.FObjekt.isEmpty() : ds->Value(content).toLongLong() > 0;
+            a.FObjekt = rows.Value(content).toByteArray();
+        a.FGespeichert = withContent ? !a.FObjekt.isEmpty() : rows.Int(content) > 0;
         (*it)->FAnhaenge << a.FPfad;
     }
-    ds->Close();
 }
 
 // After a failure in the middle nothing of the work stays.

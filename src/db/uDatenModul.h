@@ -134,14 +134,13 @@ private:
     static void requireStoreKeys(const TQMBDatabaseConfig& dbConfig, const TStoreSettings& source);
     // Where the mail columns are in a result, found once for all its rows.
     struct TMailColumns {
-        explicit TMailColumns(const TQMBDataSet& ds);
-        int id, betreff, datum, mailStatus, status, gesendetDurch, seperatSenden;
+        TMailColumns(const TRowReader& rows, bool withTexts);
+        int id, betreff, datum, mailStatus, status, gesendetDurch, seperatSenden, rtf, plain;
     };
-    static void readMail(const TQMBDataSet& ds, const TMailColumns& columns, TEMail& mail);
-    static void readMailTexts(TQMBDataSet& ds, TEMail& mail);
-    static void readRecipients(TQMBDataSet* ds, const QHash<int32_t, TEMail*>& byId);
+    static void readMail(const TRowReader& rows, const TMailColumns& columns, TEMail& mail);
+    static void readRecipients(TRowReader& rows, const QHash<int32_t, TEMail*>& byId);
     QString attachmentListSql(const QString& where) const;
-    static void readAttachments(TQMBDataSet* ds, const QHash<int32_t, TEMail*>& byId, bool withContent);
+    static void readAttachments(TRowReader& rows, const QHash<int32_t, TEMail*>& byId, bool withContent);
     void saveAttachment(qint64 mailId, const QString& path);
     void inTransaction(const std::function<void()>& work);
     void saveProgIDs(const TProgrammVorlageArt& kind);

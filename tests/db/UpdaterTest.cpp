@@ -79,6 +79,13 @@ TEST_P(UpdaterTest, OldStoresAreUpgraded)
     EXPECT_DOUBLE_EQ(h->CalcSQL_Real(0, "select Datum from KVXGesendeteMails where Betreff = 'alt'"),
                      IsSQLite() ? 2460019.0 : 45000.5);
     EXPECT_DOUBLE_EQ(h->CalcSQL_Real(0, "select Datum from KVXGesendeteMails where Betreff = 'neu'"), 2460019.0);
+    // The check at every start reads an index, and still finds a day count
+    // that an older module sharing the store wrote since.
+    EXPECT_EQ(h->IndexExists("KVXGesendeteMails", "IX_KVXGesendeteMails_Datum"), IsSQLite());
+    h->ExecSQL("insert into KVXGesendeteMails (Betreff, Datum, Status) values ('später', 45001.5, 'gesendet')");
+    TDBUpdater(*h).CheckTables();
+    EXPECT_DOUBLE_EQ(h->CalcSQL_Real(0, "select Datum from KVXGesendeteMails where Betreff = 'später'"),
+                     IsSQLite() ? 2460020.0 : 45001.5);
     EXPECT_EQ(h->CalcSQL_Int(-1, "select MailStatus from KVXGesendeteMails where Betreff = 'alt'"), 2);
     EXPECT_EQ(h->CalcSQL_Int(-1, "select MailStatus from KVXGesendeteMails where Betreff = 'neu'"), 1);
     EXPECT_EQ(h->CalcSQL_String("", "select BodyRTF from KVXVorlage where Name = 'Eigener Baustein'"), "Hallo");

@@ -97,13 +97,13 @@ protected:
     virtual void StartTransaction();
     void ForgetPreparedStatements() override;
     [[noreturn]] void Fail(const QString& command, const TParamInfoV2Array& params, const QString& error);
+    void logStatement(const char* operation, const QString& command, bool withParams);
 
     std::unique_ptr<TQMBQtSqlDataSetList> FDatasets;
 
 private:
     void bindParams(QSqlQuery& query, const QString& command, const TParamInfoV2Array& params) const;
     QSqlQuery& preparedExec(const QString& command, const TParamInfoV2Array& params);
-    void logStatement(const char* operation, const QString& command, bool withParams);
 
     QHash<QString, QSqlQuery> FExecStatements;   // prepared once per SQL text
     unsigned FTransactionNestedCount = 0;

@@ -2,6 +2,7 @@
 
 #include "config/KalvexError.h"
 #include "config/LanguageUnit.h"
+#include "db/sqlite/SQLiteRows.h"
 #include "mailinterface/EMail.h"
 
 #include <QDateTime>
@@ -120,6 +121,20 @@ struct TBlobCloser {
 };
 
 }  // namespace
+
+std::unique_ptr<TRowReader> TQMBSQLiteDatabaseHandler::ReadRows(const QString& command, const TParamInfoV2Array& params)
+{
+    QMutexLocker lock(&FLock);
+    logStatement("ReadRows", command, !params.empty());
+    try {
+        auto rows = std::make_unique<TSQLiteRows>(sqliteHandle(db().Connection()), NativeSQL(command));
+        for (const TParamInfoV2& p : params)
+            rows->Bind(p.Name, StoredValue(p.Value));
+        return rows;
+    } catch (const EKalvex& e) {
+        Fail(command, params, e.message());
+    }
+}
 
 qint64 TQMBSQLiteDatabaseHandler::InsertWithBlobFile(const QString& command, TParamInfoV2Array params, const TBlobFile& blob)
 {

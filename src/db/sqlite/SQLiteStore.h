@@ -37,6 +37,8 @@ public:
     void DropCheckConstraint(const QString& table, const QString& name) override;
     void AlterField(const QString& table, const TFieldInfoV2& field, bool skipIfFieldTypeAndSizeOk) override;
     void ShrinkDatabase() override { ExecSQL(QStringLiteral("VACUUM")); }
+    // Through SQLite's own statement on the same connection.
+    std::unique_ptr<TRowReader> ReadRows(const QString& command, const TParamInfoV2Array& params = {}) override;
     // The row is inserted with a zero blob of the file's size, which the
     // file then fills piece by piece: the file is never held in memory
     // when the blob is the row's last column (SQLite builds a row whose
