@@ -236,11 +236,11 @@ Options parseOptions(int argc, char** argv)
 
 struct Library {
     void* handle = nullptr;
-    void (*getInterface)(iEMailV6**) = nullptr;
-    void (*init)() = nullptr;
-    void (*finalize)() = nullptr;
-    KHRESULT (*createStream)(IStream**) = nullptr;
-    const kx_char16* (*lastError)() = nullptr;
+    void (KALVEX_CALL *getInterface)(iEMailV6**) = nullptr;
+    void (KALVEX_CALL *init)() = nullptr;
+    void (KALVEX_CALL *finalize)() = nullptr;
+    KHRESULT (KALVEX_CALL *createStream)(IStream**) = nullptr;
+    const kx_char16* (KALVEX_CALL *lastError)() = nullptr;
 
     template <class F>
     void bind(F& fn, const char* name)

@@ -247,7 +247,7 @@ static void checkQueryInterface(iEMailV6* mail)
 }
 
 /* Writes the bytes a stream method gives into folder/name; returns the size. */
-static size_t dump(iEMailV6* mail, void (*method)(iEMailV6*, IStream*), const char* folder, const char* name,
+static size_t dump(iEMailV6* mail, void (KALVEX_CALL *method)(iEMailV6*, IStream*), const char* folder, const char* name,
                    unsigned char* bytes, size_t max)
 {
     IStream* s = newStream();

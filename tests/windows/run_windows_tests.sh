@@ -42,6 +42,20 @@ else
   fail "kalvex.dll exports differ from kalvex.h:"; diff "$work/header-exports" "$work/dll-exports" || true
 fi
 
+# A 32-bit host calls the exports and every method with stdcall: their
+# symbols carry the "@<argument bytes>" of that convention.
+if [ "$TRIPLE" = i686-w64-mingw32 ]; then
+  "$TRIPLE-nm" "$stage/kalvex.dll" | awk '{print $3}' | grep -v '\.cold$' >"$work/symbols"
+  methods=$(grep -c 'GLOBAL__N_1.*EP8iEMailV6' "$work/symbols" || true)
+  stdcall=$(grep 'GLOBAL__N_1.*EP8iEMailV6' "$work/symbols" | grep -c '@[0-9]*$' || true)
+  exports=$(grep -cE '^_(GetMailInterface(V[2-6])?@4|init@0|finalize@0|KalvexCreateMemoryStream@4|KalvexLastError@0)$' "$work/symbols" || true)
+  if [ "$methods" -ge 30 ] && [ "$methods" = "$stdcall" ] && [ "$exports" = 10 ]; then
+    pass "all $methods method functions and the 10 exports are stdcall"
+  else
+    fail "stdcall: $stdcall of $methods method functions, $exports of 10 exports"
+  fi
+fi
+
 # --- 2. the C host on both platforms ------------------------------------
 # An installation: program data, control centre and common folder, each
 # named by the key Demo that Regpath.ini beside the host points to.

@@ -9,8 +9,8 @@
 
 #include <stdio.h>
 
-typedef void (*GetFn)(iEMailV6**);
-typedef void (*VoidFn)(void);
+typedef void (KALVEX_CALL *GetFn)(iEMailV6**);
+typedef void (KALVEX_CALL *VoidFn)(void);
 
 int main(int argc, char** argv)
 {
