@@ -10,6 +10,7 @@
 #include <QFileInfo>
 
 #include <windows.h>
+#include <oleauto.h>
 
 #include <string>
 
@@ -188,6 +189,41 @@ QString defaultValue(HKEY root, const wchar_t* path)
     return QString::fromWCharArray(value);
 }
 
+// One text property of an automation object; empty when it has none.
+QString automationText(IDispatch* object, const wchar_t* name)
+{
+    DISPID id = 0;
+    auto* names = const_cast<LPOLESTR>(name);
+    if (FAILED(object->GetIDsOfNames(IID_NULL, &names, 1, LOCALE_USER_DEFAULT, &id)))
+        return QString();
+    DISPPARAMS none{nullptr, nullptr, 0, 0};
+    VARIANT result;
+    VariantInit(&result);
+    QString text;
+    if (SUCCEEDED(object->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none, &result, nullptr, nullptr))
+        && SUCCEEDED(VariantChangeType(&result, &result, 0, VT_BSTR)) && result.bstrVal)
+        text = QString::fromWCharArray(result.bstrVal, static_cast<qsizetype>(SysStringLen(result.bstrVal)));
+    VariantClear(&result);
+    return text;
+}
+
+// Outlook's version and product code through its automation object, when
+// Outlook is installed; nothing otherwise.
+void logOutlookAutomation()
+{
+    const HRESULT com = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    CLSID clsid;
+    IDispatch* outlook = nullptr;
+    if (SUCCEEDED(CLSIDFromProgID(L"Outlook.Application", &clsid))
+        && SUCCEEDED(CoCreateInstance(clsid, nullptr, CLSCTX_LOCAL_SERVER, IID_IDispatch, reinterpret_cast<void**>(&outlook)))) {
+        TLogFile::LogGlobal(true, QStringLiteral("Version: ") + automationText(outlook, L"Version"));
+        TLogFile::LogGlobal(true, QStringLiteral("ProductCode: ") + automationText(outlook, L"ProductCode"));
+        outlook->Release();
+    }
+    if (SUCCEEDED(com))
+        CoUninitialize();
+}
+
 // What a support call needs to know of the mail client; failures are ignored.
 void logDiagnostics()
 {
@@ -199,6 +235,7 @@ void logDiagnostics()
     TLogFile::LogGlobal(true, client.contains(QStringLiteral("Outlook"), Qt::CaseInsensitive)
                                   ? QStringLiteral("outlook was set as default mail client")
                                   : QStringLiteral("outlook was not set as default mail client correctly"));
+    logOutlookAutomation();
 }
 
 ULONG recipientClass(int cls)

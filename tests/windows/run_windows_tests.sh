@@ -194,6 +194,14 @@ if grep -q 'subject=Gr%FC%DFe%20per%20MAPI' "$work/handed-over.txt" 2>/dev/null 
 else
   fail "hand-over through MAPISendMail:"; cat "$work/mapi.out" "$work/handed-over.txt" 2>/dev/null || true
 fi
+# The support lines the hand-over writes before the call (no Outlook here).
+log=$(find "$w" -name logfile_kalvex.txt | head -n 1)
+if [ -n "$log" ] && grep -q 'Begin Read Registry / Windows Messaging Subsystem' "$log" \
+   && grep -q 'outlook was not set as default mail client correctly' "$log" && grep -q 'WOW6432Node' "$log"; then
+  pass "hand-over diagnostics in the log"
+else
+  fail "hand-over diagnostics missing from ${log:-the log}"
+fi
 rm -f "$stage/Regpath.ini"
 
 if [ "$failures" -ne 0 ]; then
