@@ -1,14 +1,11 @@
 // The command line's dispatch: the global options before the command, the
-// usage text with the exit codes, --help and --version, and the table of
-// commands, each run in its own unit.
+// usage text with the exit codes, --help and --version. The table of
+// commands is the program's own (CliCommandTable.cpp for the whole command
+// line, CliStoreCommandTable.cpp for the store reader).
 #include "CliCommands.h"
 
 #include "CliArguments.h"
-#include "CliConfig.h"
-#include "CliOAuth.h"
-#include "CliSend.h"
 #include "CliShared.h"
-#include "CliStore.h"
 
 #include "config/ControlCharacters.h"
 #include "config/KalvexError.h"
@@ -121,36 +118,38 @@ const TCommand* findCommand(const QString& name)
     return nullptr;
 }
 
+// The command after the global options; empty when --help or --version
+// answer first or there is none.
+QString commandOf(const QStringList& arguments, bool& answersItself)
+{
+    answersItself = false;
+    qsizetype i = 0;
+    for (; i < arguments.size() && arguments[i].startsWith(QLatin1String("--")); ++i) {
+        const QString& opt = arguments[i];
+        if (opt == QLatin1String("--help") || opt == QLatin1String("--version")) {
+            answersItself = true;
+            return QString();
+        }
+        if (opt == QLatin1String("--lang") || opt == QLatin1String("--install-key"))
+            ++i;   // its value
+    }
+    return arguments.value(i);
+}
+
 }  // namespace
 
-const std::vector<TCommand>& Commands()
+bool ReadsStoreOnly(const QStringList& arguments)
 {
-    static const std::vector<TCommand> commands = {
-        {QStringLiteral("send"), QStringLiteral("send a mail (the mailing run of the window)"), RunSend},
-        {QStringLiteral("draft"), QStringLiteral("store a mail as a draft"), RunDraft},
-        {QStringLiteral("list"), QStringLiteral("list sent mails and drafts"), RunList},
-        {QStringLiteral("show"), QStringLiteral("show one sent mail or draft"), RunShow},
-        {QStringLiteral("delete"), QStringLiteral("delete one sent mail or draft"), RunDelete},
-        {QStringLiteral("config"), QStringLiteral("show or set the SMTP settings"), RunConfig},
-        {QStringLiteral("test-connection"), QStringLiteral("send a test mail to the sender address"), RunTestConnection},
-        {QStringLiteral("oauth"), QStringLiteral("sign in with OAuth 2.0 (login, status, logout)"), RunOAuth},
-    };
-    return commands;
+    bool answersItself = false;
+    const QString command = commandOf(arguments, answersItself);
+    return command == QLatin1String("list") || command == QLatin1String("show");
 }
 
 bool RunsWithoutGui(const QStringList& arguments)
 {
-    qsizetype i = 0;
-    for (; i < arguments.size() && arguments[i].startsWith(QLatin1String("--")); ++i) {
-        const QString& opt = arguments[i];
-        if (opt == QLatin1String("--help") || opt == QLatin1String("--version"))
-            return true;
-        if (opt == QLatin1String("--lang") || opt == QLatin1String("--install-key"))
-            ++i;   // its value
-    }
-    // Reading the store shows texts only: no rich text, no fonts.
-    const QString command = arguments.value(i);
-    return command == QLatin1String("list") || command == QLatin1String("show");
+    bool answersItself = false;
+    commandOf(arguments, answersItself);
+    return answersItself || ReadsStoreOnly(arguments);
 }
 
 int RunCommandLine(const QStringList& arguments)

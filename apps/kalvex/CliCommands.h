@@ -34,13 +34,15 @@ struct TCommand {
     std::function<int(const QStringList& args, const TGlobalOptions& options)> run;
 };
 
+// The program's commands: the whole command line's, or the store reader's.
 const std::vector<TCommand>& Commands();
 // Loads the installation's settings, the log and the translations.
 TConfig& OpenInstallation(const TGlobalOptions& options);
 int RunCommandLine(const QStringList& arguments);
+// True when the command only reads the store (list, show).
+bool ReadsStoreOnly(const QStringList& arguments);
 // True when the program needs no GUI layer: the global options answer by
-// themselves (--help, --version), or the command only reads the store
-// (list, show).
+// themselves (--help, --version), or the command only reads the store.
 bool RunsWithoutGui(const QStringList& arguments);
 
 }  // namespace kalvex::cli

@@ -8,8 +8,8 @@
 #include "config/ControlCharacters.h"
 #include "config/LanguageUnit.h"
 #include "db/uDatenModul.h"
+#include "mailinterface/Empfaenger.h"
 #include "mailinterface/uMailInterface.h"
-#include "send/ComposeModel.h"
 
 #include <memory>
 #include <optional>

@@ -1,41 +1,20 @@
-// kalvex: the mail module for scripts and servers without a desktop.
+// kalvex (kalvex-full on Linux, where kalvex reads the store and hands
+// everything else on to it): the mail module for scripts and servers
+// without a desktop.
 
 #include "CliCommands.h"
+#include "ProgramStart.h"
 #include "RuntimeFolder.h"
 
 #include <QCoreApplication>
 #include <QGuiApplication>
 
 #include <cstdio>
-#include <cstdlib>   // __GLIBC__
-
-namespace {
-
-QStringList argumentsOf(int argc, char** argv)
-{
-    QStringList args;
-    for (int i = 1; i < argc; ++i)
-        args << QString::fromLocal8Bit(argv[i]);
-    return args;
-}
-
-// The local time zone file is read once: without TZ the GNU C library
-// checks /etc/localtime again for every date a list shows. (Elsewhere TZ
-// has another syntax or none of this cost.)
-void keepLocalTimeZone()
-{
-#ifdef __GLIBC__
-    if (qEnvironmentVariableIsEmpty("TZ"))
-        qputenv("TZ", ":/etc/localtime");
-#endif
-}
-
-}  // namespace
 
 int main(int argc, char** argv)
 {
-    keepLocalTimeZone();
-    if (kalvex::cli::RunsWithoutGui(argumentsOf(argc, argv))) {   // no platform, no fonts to load
+    kalvex::cli::KeepLocalTimeZone();
+    if (kalvex::cli::RunsWithoutGui(kalvex::cli::ArgumentsOf(argc, argv))) {   // no platform, no fonts to load
         // A list of ten thousand lines goes out in large writes.
         std::setvbuf(stdout, nullptr, _IOFBF, 1 << 16);
         QCoreApplication app(argc, argv);

@@ -8,7 +8,6 @@
 #include "config/LanguageUnit.h"
 #include "config/LogFileUnit.h"
 #include "config/ProcessWait.h"
-#include "config/ShellOpen.h"
 #include "config/UserMessages.h"
 #include "config/uConfig.h"
 #include "db/DBUpdater.h"
@@ -582,13 +581,6 @@ QByteArray TDatenModul::AnhangInhalt(int32_t attachmentId)
         content = ds->Field(QStringLiteral("Objekt")).toByteArray();
     ds->Close();
     return content;
-}
-
-QString TDatenModul::AnhangOeffnenUndAnzeigen(const QString& path)
-{
-    const QString target = WriteAttachmentToTemp(path, AnhangOeffnen(path));
-    OpenWithShell(QUrl::fromLocalFile(target));
-    return target;
 }
 
 void TDatenModul::InsertTempEmpf(const QString& address, const QString& name, const QString& company, int32_t adressDbId)

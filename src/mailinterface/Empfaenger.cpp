@@ -3,9 +3,17 @@
 #include "config/KalvexError.h"
 #include "config/LanguageUnit.h"
 
+#include <QStringList>
+
 namespace kalvex {
 
 namespace {
+
+const QStringList& kindTexts()
+{
+    static const QStringList texts{QStringLiteral("An"), QStringLiteral("Cc"), QStringLiteral("Bcc")};
+    return texts;
+}
 
 TEmpfaengerTyp toEmpfaengerTyp(int32_t value)
 {
@@ -15,6 +23,16 @@ TEmpfaengerTyp toEmpfaengerTyp(int32_t value)
 }
 
 }  // namespace
+
+QString RecipientKindText(TEmpfaengerTyp kind)
+{
+    return kindTexts().value(static_cast<int>(kind), kindTexts().first());
+}
+
+int RecipientKindIndex(const QString& text)
+{
+    return static_cast<int>(kindTexts().indexOf(text));
+}
 
 void TEmpfaenger2::SaveToStream(TStreamWriter& w) const
 {

@@ -12,6 +12,11 @@ namespace kalvex {
 
 enum class TEmpfaengerTyp : int32_t { elAn = 0, elCc = 1, elBcc = 2 };
 
+// "An", "Cc", "Bcc": the texts of the recipient list column.
+QString RecipientKindText(TEmpfaengerTyp kind);
+// The position of a kind text in that list; -1 for any other text.
+int RecipientKindIndex(const QString& text);
+
 class TEmpfaenger2 {
 public:
     void SaveToStream(TStreamWriter& w) const;

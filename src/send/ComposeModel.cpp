@@ -12,26 +12,6 @@
 
 namespace kalvex {
 
-namespace {
-
-const QStringList& kindTexts()
-{
-    static const QStringList texts{QStringLiteral("An"), QStringLiteral("Cc"), QStringLiteral("Bcc")};
-    return texts;
-}
-
-}  // namespace
-
-QString RecipientKindText(TEmpfaengerTyp kind)
-{
-    return kindTexts().value(static_cast<int>(kind), kindTexts().first());
-}
-
-int RecipientKindIndex(const QString& text)
-{
-    return static_cast<int>(kindTexts().indexOf(text));
-}
-
 QString FormatSizeMB(double sizeMB)
 {
     const QString text = ListNumber(sizeMB, 2);

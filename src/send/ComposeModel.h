@@ -38,10 +38,6 @@ struct TComposeAttachment {
     double sizeMB = 0;
 };
 
-// "An", "Cc", "Bcc": the texts of the recipient list column.
-QString RecipientKindText(TEmpfaengerTyp kind);
-// The position of a kind text in that list; -1 for any other text.
-int RecipientKindIndex(const QString& text);
 // Megabytes with two decimals ("%.2f", decimal comma); a file that rounds
 // to "0,00" shows "0,01".
 QString FormatSizeMB(double sizeMB);
