@@ -7,12 +7,16 @@
 #include "CliArguments.h"
 #include "CliShared.h"
 
+#include "config/AppPaths.h"
 #include "config/ControlCharacters.h"
 #include "config/KalvexError.h"
 #include "config/LanguageUnit.h"
 #include "config/LogFileUnit.h"
 #include "db/uDatenModul.h"
 
+#include <QFileInfo>
+
+#include <memory>
 #include <optional>
 
 namespace kalvex::cli {
@@ -110,6 +114,17 @@ int guarded(const std::function<int()>& step)
     return ExitEnvironment;
 }
 
+// A command's --help and its usage errors come before the installation is
+// opened: in English they come from the module's own translations.
+void useModuleTranslations(int lang)
+{
+    const QString own = ModuleDataFile(QStringLiteral("DllsLang.db3"));
+    if (lang == 1031 || own.isEmpty() || TLang::Instance())
+        return;
+    TLang::Install(std::make_unique<TLang>(QFileInfo(own).absolutePath()));
+    TLang::Instance()->SetLanguage(lang);
+}
+
 const TCommand* findCommand(const QString& name)
 {
     for (const TCommand& c : Commands())
@@ -158,6 +173,7 @@ int RunCommandLine(const QStringList& arguments)
     TGlobalOptions options;
     if (auto done = globalOptions(args, options))
         return *done;
+    useModuleTranslations(options.lang);
     if (args.isEmpty()) {
         printUsage();
         return ExitUsage;

@@ -86,6 +86,11 @@ check_installed_translations() {
     # bin/kalvex reads the store itself and hands config (above) to libexec's kalvex-full.
     KALVEX_REGISTRY=$work/inst/registry.ini HOME=$work "$root/bin/kalvex" --lang 1033 --install-key Demo list \
         >"$work/list.log" 2>&1 || { cat "$work/list.log"; fail "installed kalvex list"; }
+    # A command's help comes before the installation is opened, in English too.
+    HOME=$work "$root/bin/kalvex" --lang 1033 list --help >"$work/help.log" 2>&1
+    grep -q '^Lists sent e-mails and drafts' "$work/help.log" || { cat "$work/help.log"; fail "list --help not in English"; }
+    HOME=$work "$root/bin/kalvex" --lang 1033 send --help >"$work/help.log" 2>&1
+    ! grep -q 'E-Mail' "$work/help.log" || { cat "$work/help.log"; fail "send --help not in English"; }
     [ ! -e "$work/inst/common/Common04/DllsLang.db3" ] || fail "the common folder got a DllsLang.db3"
 }
 
