@@ -398,6 +398,18 @@ TEST_F(OAuthTest, StrictProviderGivesALastingSignInOnlyWithConsent)
     } catch (const EOAuthFailed& e) {
         EXPECT_TRUE(e.message().contains("kein Refresh-Token; erteilte Berechtigungen: openid")) << e.message().toStdString();
     }
+
+    // The user unticked the mail permission on the consent page: refused
+    // at sign-in, not later by the SMTP server.
+    oauth.NextTokenAnswer(200, R"({"access_token": "ohne", "refresh_token": "r", "token_type": "Bearer", "expires_in": 3600,
+                                   "scope": "openid email offline_access"})");
+    TestBrowser unticked;
+    try {
+        SignInWithBrowser(s, unticked.Opener(), 20000);
+        ADD_FAILURE() << "a sign-in without the mail scope passed";
+    } catch (const EOAuthFailed& e) {
+        EXPECT_TRUE(e.message().contains("fehlende Berechtigung: https://mail.google.com/;")) << e.message().toStdString();
+    }
     ASSERT_EQ(again.Pages(1).size(), 1);
     EXPECT_FALSE(again.Pages()[0].body.contains("abgeschlossen")) << again.Pages()[0].body.toStdString();
 
@@ -408,7 +420,7 @@ TEST_F(OAuthTest, StrictProviderGivesALastingSignInOnlyWithConsent)
     for (bool answer : {true, false, true, true})   // sign in again? session only?
         messages.QueueAnswer(answer);
     for (int i = 0; i < 2; ++i)
-        oauth.NextTokenAnswer(200, R"({"access_token": "kurz", "token_type": "Bearer", "scope": "openid"})");
+        oauth.NextTokenAnswer(200, R"({"access_token": "kurz", "token_type": "Bearer", "scope": "https://mail.google.com/ openid"})");
     TestBrowser window;
     TSignInHandler signIn = InteractiveSignIn(messages, s, window.Opener());
     EXPECT_THROW(signIn(), EOAuthFailed);

@@ -176,6 +176,7 @@ private:
             const TOAuthTokens tokens = TokensFromResponse(answer, QString());
             if (FNeed == TRefreshNeed::Required)
                 RequireRefreshToken(tokens, FSettings);
+            RequireMailScope(tokens, FSettings);
             QPointer<TLoopbackSignIn> self(this);
             CompleteUser(FNetwork, FSettings, tokens, [self](const TOAuthTokens& completed) {
                 if (self) {
@@ -306,6 +307,7 @@ private:
     {
         try {
             RequireRefreshToken(tokens, FSettings);
+            RequireMailScope(tokens, FSettings);
         } catch (const EKalvex&) {
             return finishWith(std::current_exception());
         }

@@ -9,6 +9,8 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 
+#include <algorithm>
+
 namespace kalvex {
 
 namespace {
@@ -164,6 +166,54 @@ void RequireRefreshToken(const TOAuthTokens& tokens, const TOAuthSettings& setti
     throw EOAuthFailed(Tx(4603, "Der Anmeldedienst hat keine dauerhafte Anmeldung erteilt (kein Refresh-Token; erteilte "
                                 "Berechtigungen: %1). Die gespeicherte Anmeldung bleibt unverändert.")
                            .arg(ProviderText(granted)));
+}
+
+namespace {
+
+// Scopes that name the person, not what the token may do.
+bool isIdentityScope(const QString& scope)
+{
+    static const QStringList identity{QStringLiteral("openid"), QStringLiteral("email"), QStringLiteral("profile"),
+                                      QStringLiteral("offline_access")};
+    return identity.contains(scope, Qt::CaseInsensitive);
+}
+
+// The last part of a scope's address, so that ".../SMTP.Send" answered as
+// "SMTP.Send" still counts.
+QString scopeTail(QString scope)
+{
+    while (scope.endsWith(QLatin1Char('/')))
+        scope.chop(1);
+    return scope.section(QLatin1Char('/'), -1).toLower();
+}
+
+bool isGranted(const QStringList& granted, const QString& asked)
+{
+    return std::any_of(granted.begin(), granted.end(), [&](const QString& g) {
+        return g.compare(asked, Qt::CaseInsensitive) == 0 || scopeTail(g) == scopeTail(asked);
+    });
+}
+
+}  // namespace
+
+// A provider that lets the user untick permissions on its consent page
+// (Google's granular consent) answers with what was granted; a token
+// without the mail scope would only fail later, at the server, with 535.
+void RequireMailScope(const TOAuthTokens& tokens, const TOAuthSettings& settings)
+{
+    if (tokens.grantedScope.isEmpty())
+        return;   // granted as asked (RFC 6749 §5.1)
+    const QStringList granted = tokens.grantedScope.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    QStringList missing;
+    for (const QString& asked : settings.EffectiveScopes().split(QLatin1Char(' '), Qt::SkipEmptyParts))
+        if (!isIdentityScope(asked) && !isGranted(granted, asked))
+            missing << asked;
+    if (missing.isEmpty())
+        return;
+    throw EOAuthFailed(Tx(4611, "Der Anmeldedienst hat das Senden von E-Mails nicht erlaubt (fehlende Berechtigung: %1; "
+                                "erteilt: %2). Bitte melden Sie sich erneut an und erlauben Sie dabei den Zugriff auf "
+                                "E-Mails. Die gespeicherte Anmeldung bleibt unverändert.")
+                           .arg(ProviderText(missing.join(QLatin1Char(' '))), ProviderText(tokens.grantedScope)));
 }
 
 void PostOAuthForm(QNetworkAccessManager& network, const TOAuthSettings& settings, const QString& url, QUrlQuery form,

@@ -47,6 +47,9 @@ QString UserFromClaims(const QJsonObject& claims);
 // A sign-in must leave a refresh token behind; raises EOAuthFailed naming
 // the scopes the provider granted instead.
 void RequireRefreshToken(const TOAuthTokens& tokens, const TOAuthSettings& settings);
+// Refuses an answer that names its granted scope without the scopes asked
+// for sending (identity scopes aside): raises EOAuthFailed naming them.
+void RequireMailScope(const TOAuthTokens& tokens, const TOAuthSettings& settings);
 
 // Text from the provider made fit to show: no control characters (they
 // would drive the terminal), at most maxChars.
