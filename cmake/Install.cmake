@@ -19,9 +19,10 @@ foreach(program kalvex-cli kalvex-demo-host)
     install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
   endif()
 endforeach()
-# The whole command line, which kalvex hands every command but list and show.
+# The whole command line, which kalvex hands every command but list and
+# show: beside it, so that both find the site's Regpath.ini in one folder.
 if(TARGET kalvex-full)
-  install(TARGETS kalvex-full RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/kalvex COMPONENT tools)
+  install(TARGETS kalvex-full RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 endif()
 # The library runs the converter of old Access stores itself: it comes with it.
 if(TARGET kalvex-dbconvert)

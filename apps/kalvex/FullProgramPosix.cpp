@@ -14,15 +14,10 @@ namespace kalvex::cli {
 
 namespace {
 
-// Beside this program in the build tree, in libexec/kalvex once installed.
+// Beside this program: both read the site's Regpath.ini from one folder.
 QByteArray fullProgramPath()
 {
     const QString folder = QFileInfo(QFile::symLinkTarget(QStringLiteral("/proc/self/exe"))).absolutePath();
-    for (const QString& candidate : {folder + QStringLiteral("/kalvex-full"),
-                                     folder + QStringLiteral("/../libexec/kalvex/kalvex-full")}) {
-        if (QFileInfo(candidate).isExecutable())
-            return QFile::encodeName(QFileInfo(candidate).absoluteFilePath());
-    }
     return QFile::encodeName(folder + QStringLiteral("/kalvex-full"));
 }
 

@@ -17,8 +17,7 @@ QString ModuleDataFile(const QString& name)
     // installation, so a moved prefix (DESTDIR, /opt) keeps working.
     const QStringList candidates{folder + name,
                                  folder + QStringLiteral(KALVEX_DATA_FROM_LIBDIR "/") + name,
-                                 folder + QStringLiteral(KALVEX_DATA_FROM_BINDIR "/") + name,
-                                 folder + QStringLiteral(KALVEX_DATA_FROM_LIBEXECDIR "/") + name};
+                                 folder + QStringLiteral(KALVEX_DATA_FROM_BINDIR "/") + name};
     for (const QString& candidate : candidates)
         if (QFileInfo(candidate).isFile())
             return QDir::cleanPath(candidate);

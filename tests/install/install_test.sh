@@ -25,14 +25,14 @@ check_installed_files() {
     for f in "$lib/libkalvex.so.0" "$lib/libkalvex.so" "$root/include/kalvex/kalvex.h" \
              "$root/share/kalvex/DllsLang.db3" "$lib/pkgconfig/kalvex.pc" \
              "$lib/cmake/Kalvex/KalvexConfig.cmake" "$lib/cmake/Kalvex/KalvexConfigVersion.cmake" \
-             "$root/bin/kalvex" "$root/libexec/kalvex/kalvex-full" "$root/bin/kalvex-dbconvert" "$root/bin/kalvex-demo-host" \
+             "$root/bin/kalvex" "$root/bin/kalvex-full" "$root/bin/kalvex-dbconvert" "$root/bin/kalvex-demo-host" \
              "$root/share/man/man1/kalvex.1.gz" "$root/share/bash-completion/completions/kalvex"; do
         [ -e "$f" ] || fail "not installed: $f"
     done
     soname=$(readelf -d "$lib/libkalvex.so.0" | sed -n 's/.*Library soname: \[\(.*\)\]/\1/p')
     [ "$soname" = libkalvex.so.0 ] || fail "SONAME is '$soname'"
     [ "$(readlink "$lib/libkalvex.so")" = libkalvex.so.0 ] || fail "libkalvex.so does not link to the SONAME"
-    for f in "$lib/libkalvex.so.0" "$root/bin/kalvex" "$root/libexec/kalvex/kalvex-full"; do
+    for f in "$lib/libkalvex.so.0" "$root/bin/kalvex" "$root/bin/kalvex-full"; do
         ! readelf -d "$f" | grep -q 'R.*PATH' || fail "$f keeps a RUNPATH"
     done
     # The store reader starts without the GUI layer.
@@ -83,9 +83,16 @@ check_installed_translations() {
         "$root/bin/kalvex" --lang 1033 --install-key Demo config >"$work/config.log" 2>&1 \
         || { cat "$work/config.log"; fail "installed kalvex config"; }
     grep -q '^SMTP server: ' "$work/config.log" || { cat "$work/config.log"; fail "no English text"; }
-    # bin/kalvex reads the store itself and hands config (above) to libexec's kalvex-full.
+    # bin/kalvex reads the store itself and hands config (above) to kalvex-full beside it.
     KALVEX_REGISTRY=$work/inst/registry.ini HOME=$work "$root/bin/kalvex" --lang 1033 --install-key Demo list \
         >"$work/list.log" 2>&1 || { cat "$work/list.log"; fail "installed kalvex list"; }
+    # A site's Regpath.ini beside the programs names the key for both of them.
+    printf '[Registry]\nKey=Demo\n' >"$root/bin/Regpath.ini"
+    for command in config list; do
+        KALVEX_REGISTRY=$work/inst/registry.ini HOME=$work QT_QPA_PLATFORM=offscreen "$root/bin/kalvex" --lang 1033 $command \
+            >"$work/regpath.log" 2>&1 || { cat "$work/regpath.log"; fail "kalvex $command with Regpath.ini"; }
+    done
+    rm "$root/bin/Regpath.ini"
     # A command's help comes before the installation is opened, in English too.
     HOME=$work "$root/bin/kalvex" --lang 1033 list --help >"$work/help.log" 2>&1
     grep -q '^Lists sent e-mails and drafts' "$work/help.log" || { cat "$work/help.log"; fail "list --help not in English"; }
