@@ -57,6 +57,10 @@ install(FILES ${CMAKE_BINARY_DIR}/man/kalvex-dbconvert.1.gz DESTINATION ${CMAKE_
 install(FILES ${CMAKE_BINARY_DIR}/man/kalvex-demo-host.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
 if(TARGET kalvex-cli)
   install(FILES ${CMAKE_BINARY_DIR}/apps/kalvex/kalvex.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  if(TARGET kalvex-full)   # the same command line, the same page
+    install(FILES ${CMAKE_BINARY_DIR}/apps/kalvex/kalvex.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+      RENAME kalvex-full.1.gz COMPONENT tools)
+  endif()
   install(FILES ${CMAKE_SOURCE_DIR}/apps/kalvex/kalvex.bash-completion
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME kalvex COMPONENT tools)
 endif()
