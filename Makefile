@@ -131,9 +131,10 @@ windows32: windows32-deps
 # its own (tools/windows/i386-root.sh; needs root), next to the Linux build.
 I386_ROOT ?= $(HOME)/.cache/kalvex/i386root
 test-windows32: build windows32
-	root=$$(sh tools/windows/i386-root.sh $(I386_ROOT) $(WINDOWS32_BUILD_DIR) $(CURDIR)) && \
+	root=$$(sh tools/windows/i386-root.sh $(I386_ROOT) $(CURDIR) $(WINDOWS32_BUILD_DIR)) && \
 	KALVEX_I386_ROOT=$$root KALVEX_WINE=$(CURDIR)/tests/windows/wine32-chroot.sh KALVEX_MINGW_TRIPLE=i686-w64-mingw32 \
-		WINEARCH=win32 sh tests/windows/run_windows_tests.sh $(BUILD_DIR) $(WINDOWS32_BUILD_DIR) $(WINDOWS32_BUILD_DIR)/stage
+		WINEARCH=win32 sh tests/windows/run_windows_tests.sh $(BUILD_DIR) $(WINDOWS32_BUILD_DIR) $(WINDOWS32_BUILD_DIR)/stage; \
+	status=$$?; sh tools/windows/i386-root.sh --release $(I386_ROOT); exit $$status
 
 # The zip for Windows host vendors (bin, include, lib with the import
 # library and a relocatable kalvex.pc), checked by linking a C program

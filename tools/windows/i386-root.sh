@@ -6,9 +6,18 @@
 # all i386 and all from one release, can. Needs root (debootstrap, chroot,
 # mount). The root is kept in a cache folder outside the build tree.
 # usage: i386-root.sh <root folder> <folder to share>...
+#        i386-root.sh --release <root folder>
 # Each folder to share is bind-mounted at the same path inside the root,
-# as are /tmp, /dev and /proc; the root folder is printed.
+# as are /tmp, /dev and /proc; the root folder is printed. --release takes
+# the mounts away again (deepest first), so that removing the root can
+# never reach the shared folders.
 set -eu
+if [ "$1" = --release ]; then
+  grep " $2/" /proc/self/mounts | awk '{print $2}' | sort -r | while read -r mounted; do
+    umount "$mounted" || umount -l "$mounted"
+  done
+  exit 0
+fi
 root=$1
 shift
 if [ ! -x "$root/usr/bin/wine" ]; then
