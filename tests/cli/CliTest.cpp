@@ -1,3 +1,4 @@
+#include "CliFixture.h"
 #include "smtp/SmtpServer.h"
 #include "oauth/OAuthServer.h"
 #include "db/MariaDBServer.h"
@@ -19,11 +20,7 @@ using namespace kalvex::testing;
 
 namespace {
 
-struct Result {
-    int code;
-    QString out;
-    QString err;
-};
+using Result = CliResult;
 
 QByteArray readBytes(const QString& path)
 {
@@ -48,31 +45,8 @@ QFileDevice::Permissions modeOf(const QString& path)
 const QFileDevice::Permissions kOwnerOnly = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
 
 // The command line on a fresh installation in a temporary folder.
-class CliTest : public ::testing::Test {
+class CliTest : public CliFixture {
 protected:
-    void SetUp() override
-    {
-        App();
-        TIniFile reg(dir.filePath("registry.ini"));
-        reg.WriteString("SOFTWARE\\QMB GmbH\\InstallDir", "Cli", dir.filePath("data"));
-        reg.WriteString("SOFTWARE\\QMB GmbH\\Common", "Common", dir.filePath("common"));
-    }
-    std::unique_ptr<QProcess> start(const QStringList& args)
-    {
-        auto p = std::make_unique<QProcess>();
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert("KALVEX_REGISTRY", dir.filePath("registry.ini"));
-        env.insert("QT_QPA_PLATFORM", "offscreen");
-        p->setProcessEnvironment(env);
-        p->start(KALVEX_CLI, QStringList{"--install-key", "Cli"} + args);
-        return p;
-    }
-    static Result resultOf(QProcess& p)
-    {
-        if (p.exitStatus() != QProcess::NormalExit)
-            return {-1, QString(), QStringLiteral("crashed: ") + p.errorString()};
-        return {p.exitCode(), QString::fromUtf8(p.readAllStandardOutput()), QString::fromUtf8(p.readAllStandardError())};
-    }
     QString mailServerIni() const { return dir.filePath("common/Common04/KVXIni/mailserver.ini"); }
     // Mails in the store; 0 when there is no store yet.
     int storedMails() const
@@ -123,7 +97,6 @@ protected:
         return failures;
     }
     QString storeFile() const { return dir.filePath("common/Common04/kalvex.db"); }
-    QTemporaryDir dir;
 };
 
 }  // namespace
@@ -187,10 +160,9 @@ TEST_F(CliTest, VersionHelpAndStoreReadingNeedNoGuiLayer)
 {
     auto runWithoutPlatform = [&](const QStringList& args) {
         QProcess p;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert("KALVEX_REGISTRY", dir.filePath("registry.ini"));
-        env.insert("QT_QPA_PLATFORM", "keine-plattform");
-        p.setProcessEnvironment(env);
+        QProcessEnvironment noPlatform = env;
+        noPlatform.insert("QT_QPA_PLATFORM", "keine-plattform");
+        p.setProcessEnvironment(noPlatform);
         p.start(KALVEX_CLI, args);
         p.waitForFinished(60000);
         return resultOf(p);
@@ -423,8 +395,6 @@ TEST_F(CliTest, ADeliveredMailThatCannotBeLoggedIsReportedAsSent)
     // No file may grow past the store's present size: the store's next write fails as on a full disk.
     const qint64 blocks = QFileInfo(store).size() / 512;
     auto p = std::make_unique<QProcess>();
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("KALVEX_REGISTRY", dir.filePath("registry.ini"));
     p->setProcessEnvironment(env);
     p->start("/bin/sh", {"-c", QString("trap '' XFSZ; ulimit -f %1; exec \"$0\" \"$@\"").arg(blocks), KALVEX_CLI,
                          "--install-key", "Cli", "send", "--to", "a@example.org", "--subject", "Plan", "--body", "Anbei",

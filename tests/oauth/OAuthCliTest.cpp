@@ -2,6 +2,7 @@
 // sign-in leaves in config.ini, exit codes, the browser from the command
 // line, logout, and two processes refreshing at once.
 
+#include "CliFixture.h"
 #include "OAuthServer.h"
 
 #include "config/IniPlus.h"
@@ -15,39 +16,20 @@ using namespace kalvex::testing;
 
 namespace {
 
-struct Result {
-    int code = -1;
-    QString out;
-    QString err;
-};
+using Result = CliResult;
 
-class OAuthCliTest : public ::testing::Test {
+class OAuthCliTest : public CliFixture {
 protected:
     void SetUp() override
     {
-        App();
-        TIniFile reg(FDir.filePath("registry.ini"));
-        reg.WriteString("SOFTWARE\\QMB GmbH\\InstallDir", "Cli", FDir.filePath("data"));
-        reg.WriteString("SOFTWARE\\QMB GmbH\\Common", "Common", FDir.filePath("common"));
-        FEnv = QProcessEnvironment::systemEnvironment();
-        FEnv.insert("KALVEX_REGISTRY", FDir.filePath("registry.ini"));
-        FEnv.insert("QT_QPA_PLATFORM", "offscreen");
-        FEnv.insert("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");   // no secret store: config.ini
-        FEnv.remove("BROWSER");
-    }
-    std::unique_ptr<QProcess> start(const QStringList& args)
-    {
-        auto p = std::make_unique<QProcess>();
-        p->setProcessEnvironment(FEnv);
-        p->start(KALVEX_CLI, QStringList{"--install-key", "Cli"} + args);
-        return p;
+        CliFixture::SetUp();
+        env.insert("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");   // no secret store: config.ini
+        env.remove("BROWSER");
     }
     static Result finish(QProcess& p)
     {
         p.waitForFinished(60000);
-        if (p.exitStatus() != QProcess::NormalExit)
-            return {};
-        return {p.exitCode(), QString::fromUtf8(p.readAllStandardOutput()), QString::fromUtf8(p.readAllStandardError())};
+        return resultOf(p);
     }
     Result run(const QStringList& args) { return finish(*start(args)); }
     // A device-code login; the user approves the code the program printed.
@@ -73,7 +55,7 @@ protected:
     }
     QString ini(const QString& key) const
     {
-        return TIniFile(FDir.filePath("common/Common04/KVXIni/config.ini")).ReadString("OAuth", key, "");
+        return TIniFile(dir.filePath("common/Common04/KVXIni/config.ini")).ReadString("OAuth", key, "");
     }
     void configureSmtp(quint16 port)
     {
@@ -81,9 +63,6 @@ protected:
                        "--sender", "nutzer@kalvex.test"}).code, 0);
     }
     QStringList send() const { return {"send", "--subject", "OAuth", "--body", "Hallo", "--to", "empfaenger@kalvex.test"}; }
-
-    QTemporaryDir FDir;
-    QProcessEnvironment FEnv;
 };
 
 }  // namespace
@@ -132,14 +111,14 @@ TEST_F(OAuthCliTest, BrowserSignInFromTheCommandLine)
 {
     OAuthServer oauth({"--strict"});
     ASSERT_TRUE(oauth.Running());
-    const QString bin = FDir.filePath("bin");
+    const QString bin = dir.filePath("bin");
     QDir().mkpath(bin);
     QFile script(bin + "/xdg-open");
     ASSERT_TRUE(script.open(QIODevice::WriteOnly));
     script.write("#!/bin/sh\ncurl -s -L -o \"$0.page\" \"$1\"\nmv \"$0.page\" \"$0.done\"\n");
     script.close();
     script.setPermissions(script.permissions() | QFile::ExeOwner);
-    FEnv.insert("PATH", bin + ":" + FEnv.value("PATH"));
+    env.insert("PATH", bin + ":" + env.value("PATH"));
 
     const Result r = run(QStringList{"oauth", "login", "--browser"} + endpoints(oauth));
     ASSERT_EQ(r.code, 0) << r.err.toStdString();

@@ -3,6 +3,7 @@
 // is unknown, when the server refuses one recipient of a mail, when a list
 // cannot be written, and when Ctrl-C or SIGTERM arrives during a run.
 
+#include "CliFixture.h"
 #include "smtp/SmtpServer.h"
 
 #include "config/IniPlus.h"
@@ -20,11 +21,7 @@ using namespace kalvex::testing;
 
 namespace {
 
-struct Result {
-    int code;   // -1: ended by a signal
-    QString out;
-    QString err;
-};
+using Result = CliResult;
 
 QByteArray readBytes(const QString& path)
 {
@@ -32,32 +29,12 @@ QByteArray readBytes(const QString& path)
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
-class RunCliTest : public ::testing::Test {
+class RunCliTest : public CliFixture {
 protected:
-    void SetUp() override
-    {
-        App();
-        TIniFile reg(dir.filePath("registry.ini"));
-        reg.WriteString("SOFTWARE\\QMB GmbH\\InstallDir", "Cli", dir.filePath("data"));
-        reg.WriteString("SOFTWARE\\QMB GmbH\\Common", "Common", dir.filePath("common"));
-    }
-    std::unique_ptr<QProcess> start(const QStringList& args)
-    {
-        auto p = std::make_unique<QProcess>();
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert("KALVEX_REGISTRY", dir.filePath("registry.ini"));
-        env.insert("QT_QPA_PLATFORM", "offscreen");
-        p->setProcessEnvironment(env);
-        p->start(KALVEX_CLI, QStringList{"--install-key", "Cli"} + args);
-        p->waitForStarted();
-        return p;
-    }
-    static Result finish(QProcess& p, QString err = {})
+    static Result finish(QProcess& p, const QString& err = {})
     {
         p.waitForFinished(60000);
-        err += QString::fromUtf8(p.readAllStandardError());
-        const int code = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-        return {code, QString::fromUtf8(p.readAllStandardOutput()), err};
+        return resultOf(p, err);
     }
     Result run(const QStringList& args) { return finish(*start(args)); }
     void configure(const SmtpServer& server)
@@ -90,7 +67,6 @@ protected:
         return out;
     }
     QString file(const QString& name) const { return dir.filePath(name); }
-    QTemporaryDir dir;
 };
 
 const QStringList kCircular = {"send", "--separate", "--to", "a@example.org", "--to", "b@example.org", "--to",
