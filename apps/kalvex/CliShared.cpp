@@ -36,9 +36,13 @@ TConfig& OpenInstallation(const TGlobalOptions& options)
         err(Tx(4405, "Die Protokolldatei %1 kann nicht geschrieben werden. Das E-Mail-Modul arbeitet ohne Protokoll weiter.")
                 .arg(TLogFile::DefaultFileName(config.FCommonPath)));
     }
-    const TLang& lang = TLang::Install(std::make_unique<TLang>(config.CommonFolder04()));
-    if (!lang.LoadError().isEmpty())
-        err(lang.LoadError());   // the German texts are used; the user should know why
+    // The module's own texts may be read already (for a command's help).
+    const TLang* read = TLang::Instance();
+    if (!read || read->Database() != TLang::DatabaseFor(config.CommonFolder04())) {
+        const TLang& lang = TLang::Install(std::make_unique<TLang>(config.CommonFolder04()));
+        if (!lang.LoadError().isEmpty())
+            err(lang.LoadError());   // the German texts are used; the user should know why
+    }
     TLang::Instance()->SetLanguage(options.lang);
     config.SetCurrLangCode(options.lang);
     return config;

@@ -43,16 +43,21 @@ const TTrans* TUnitLang::Find(int id) const
     return it == prTexts.constEnd() ? nullptr : &*it;
 }
 
-TLang::TLang(const QString& folder) : prStrFile(folder)
+TLang::TLang(const QString& folder) : prStrFile(folder), prDatabase(DatabaseFor(folder))
+{
+    if (!prDatabase.isEmpty())
+        loadDatabase(prDatabase);
+}
+
+QString TLang::DatabaseFor(const QString& folder)
 {
     const QString sqlite = QDir(folder).filePath(QStringLiteral("DllsLang.db3"));
     const QString access = QDir(folder).filePath(QStringLiteral("DllsLang.mdb"));
     if (QFileInfo::exists(sqlite))
-        loadDatabase(sqlite);
-    else if (QFileInfo::exists(access))
-        loadDatabase(access);
-    else if (const QString own = ModuleDataFile(QStringLiteral("DllsLang.db3")); !own.isEmpty())
-        loadDatabase(own);   // the copy installed with the module
+        return sqlite;
+    if (QFileInfo::exists(access))
+        return access;
+    return ModuleDataFile(QStringLiteral("DllsLang.db3"));   // the copy installed with the module, if any
 }
 
 // The translation file is shared with other modules of the family: it is

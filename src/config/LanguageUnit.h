@@ -44,6 +44,8 @@ public:
     // DllsLang.mdb), else the module's own installed DllsLang.db3, and
     // loads every text; no database means no texts.
     explicit TLang(const QString& folder);
+    // The database that TLang(folder) reads: empty when there is none.
+    static QString DatabaseFor(const QString& folder);
 
     void SetLanguage(int langCode);   // 1031 German, 1033 English
     int GetCurrentLangCode() const;   // 1031, 1033, or 0
@@ -55,6 +57,7 @@ public:
     QString Translate(const QString& department, int id, const QString& fallback) const;
     int TextCount() const;
     const QString& Folder() const { return prStrFile; }
+    const QString& Database() const { return prDatabase; }   // the one read; empty when none
     // Why the translation database could not be read, for the user; empty
     // when it was read or there is none (then the German texts are used).
     const QString& LoadError() const { return prLoadError; }
@@ -71,6 +74,7 @@ private:
     QHash<QString, TUnitLang> prDicLang;
     TLanguages prCurrLanguage = TLanguages::lDE;
     QString prStrFile;
+    QString prDatabase;
     QString prLoadError;
 };
 
