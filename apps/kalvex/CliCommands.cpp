@@ -133,18 +133,15 @@ const TCommand* findCommand(const QString& name)
     return nullptr;
 }
 
-// The command after the global options; empty when --help or --version
-// answer first or there is none.
-QString commandOf(const QStringList& arguments, bool& answersItself)
+// What a command line does: the command after the global options, or the
+// --help or --version that answers before any command.
+QString commandOf(const QStringList& arguments)
 {
-    answersItself = false;
     qsizetype i = 0;
     for (; i < arguments.size() && arguments[i].startsWith(QLatin1String("--")); ++i) {
         const QString& opt = arguments[i];
-        if (opt == QLatin1String("--help") || opt == QLatin1String("--version")) {
-            answersItself = true;
-            return QString();
-        }
+        if (opt == QLatin1String("--help") || opt == QLatin1String("--version"))
+            return opt;
         if (opt == QLatin1String("--lang") || opt == QLatin1String("--install-key"))
             ++i;   // its value
     }
@@ -155,16 +152,13 @@ QString commandOf(const QStringList& arguments, bool& answersItself)
 
 bool ReadsStoreOnly(const QStringList& arguments)
 {
-    bool answersItself = false;
-    const QString command = commandOf(arguments, answersItself);
+    const QString command = commandOf(arguments);
     return command == QLatin1String("list") || command == QLatin1String("show");
 }
 
 bool RunsWithoutGui(const QStringList& arguments)
 {
-    bool answersItself = false;
-    commandOf(arguments, answersItself);
-    return answersItself || ReadsStoreOnly(arguments);
+    return commandOf(arguments).startsWith(QLatin1String("--")) || ReadsStoreOnly(arguments);
 }
 
 int RunCommandLine(const QStringList& arguments)
