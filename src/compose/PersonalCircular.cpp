@@ -120,8 +120,8 @@ TPersonalCircular::TPersonalCircular(const TEMail& m)
 
 void TPersonalCircular::Apply(TEMail& mail, const TRecipientPerson& person) const
 {
-    ApplyHeader(mail, person);
     const QHash<QString, QString> values = RecipientValueTable(person);
+    ApplyHeader(mail, person, values);
     mail.FBodyRTF = FRtfText.Merge(values);
     mail.FBodyPlain = FPlainText.Merge(values);
     mail.FBodyHTML = FHtml;
@@ -129,9 +129,8 @@ void TPersonalCircular::Apply(TEMail& mail, const TRecipientPerson& person) cons
         mail.FBodyHTML[index] = line.Merge(values);
 }
 
-void TPersonalCircular::ApplyHeader(TEMail& mail, const TRecipientPerson& person) const
+void TPersonalCircular::ApplyHeader(TEMail& mail, const TRecipientPerson& person, const QHash<QString, QString>& values) const
 {
-    const QHash<QString, QString> values = RecipientValueTable(person);
     mail.FBetreff = FSubjectText.Merge(values).replace(QLatin1Char('\r'), QLatin1Char(' ')).replace(QLatin1Char('\n'), QLatin1Char(' '));
     for (const QString& file : person.attachments)
         mail.FAnhaenge << file;

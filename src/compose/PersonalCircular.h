@@ -58,8 +58,9 @@ public:
     // own attachments are added.
     void Apply(TEMail& mail, const TRecipientPerson& person) const;
     // Only subject and attachments, for a mail whose text parts come
-    // prepared from PlainPieces and HtmlPieces.
-    void ApplyHeader(TEMail& mail, const TRecipientPerson& person) const;
+    // prepared from PlainPieces and HtmlPieces; values as RecipientValueTable
+    // gives them for person.
+    void ApplyHeader(TEMail& mail, const TRecipientPerson& person, const QHash<QString, QString>& values) const;
     TTextPieces PlainPieces() const { return FPlainText.Pieces(); }
     // The HTML lines joined as they are sent, split at the placeholders.
     TTextPieces HtmlPieces() const;

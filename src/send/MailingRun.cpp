@@ -509,8 +509,9 @@ void TMailingRun::personalize(TEMail& mail, size_t index) const
     const TRecipientPerson person = RecipientPerson(FModel.Recipients[index]);
     if (!FRunSender || !FPrepared)
         return FCircular->Apply(mail, person);
-    FCircular->ApplyHeader(mail, person);
-    mail.FPreparedBody = FPrepared->For(person);
+    const QHash<QString, QString> values = RecipientValueTable(person);
+    FCircular->ApplyHeader(mail, person, values);
+    mail.FPreparedBody = FPrepared->For(values);
 }
 
 void TMailingRun::PreviewMail(size_t index, TEMail& mail)

@@ -71,9 +71,8 @@ TPreparedCircular::TPreparedCircular(const TPersonalCircular& circular)
 {
 }
 
-std::shared_ptr<const TPreparedBody> TPreparedCircular::For(const TRecipientPerson& person) const
+std::shared_ptr<const TPreparedBody> TPreparedCircular::For(const QHash<QString, QString>& values) const
 {
-    const QHash<QString, QString> values = RecipientValueTable(person);
     auto body = std::make_shared<TPreparedBody>();
     body->plain = FPlain.Join(values);
     body->html = FHtml.Join(values);

@@ -48,7 +48,8 @@ class TPreparedCircular {
 public:
     // Takes what it needs; circular may go away afterwards.
     explicit TPreparedCircular(const TPersonalCircular& circular);
-    std::shared_ptr<const TPreparedBody> For(const TRecipientPerson& person) const;
+    // values as RecipientValueTable gives them for the recipient.
+    std::shared_ptr<const TPreparedBody> For(const QHash<QString, QString>& values) const;
 
 private:
     std::shared_ptr<TRelatedPictures> FPictures;

@@ -284,8 +284,8 @@ TEST(MailBody, MergedValuesArriveExactlyInEveryBody)
     // recipient must get exactly what the merged mail holds.
     const TPersonalCircular circular(templateMail);
     TEMail prepared;
-    circular.ApplyHeader(prepared, person);
-    prepared.FPreparedBody = TPreparedCircular(circular).For(person);
+    circular.ApplyHeader(prepared, person, RecipientValueTable(person));
+    prepared.FPreparedBody = TPreparedCircular(circular).For(RecipientValueTable(person));
     for (TEMail* sent : {&mail, &prepared}) {
         const QJsonObject m = sendAndParse(server, *sent);
         EXPECT_TRUE(m["problems"].toArray().isEmpty()) << QJsonDocument(m["problems"].toArray()).toJson().toStdString();
