@@ -69,13 +69,7 @@ TEST_F(FrozenStoreRunTest, SentMailIsReportedAsNotLoggedWhenTheServerStopsAnswer
 {
     SmtpServer server({"--auth", "PLAIN,LOGIN", "--user", "absender@example.org"});
     ASSERT_TRUE(server.Running());
-    config->FSendDirekt = 1;
-    config->FVersandart = TVersandArt::vaDirekt;
-    config->FHost = "127.0.0.1";
-    config->FPort = server.Port();
-    config->FUser = "absender@example.org";
-    config->FPass = "geheim";
-    config->FVerbindungVerschluesselt = false;
+    useServer(server, "geheim");
     TComposeModel model;
     TRecordingMessages messages;
     model.Subject = "Angebot";

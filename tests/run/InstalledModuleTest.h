@@ -42,6 +42,18 @@ protected:
         TLogFile::Uninstall();
         TConfig::Free();
     }
+    // Direct sending over a plain connection to server, as
+    // absender@example.org with password (none: no sign-in).
+    void useServer(const SmtpServer& server, const QString& password = QString())
+    {
+        config->FSendDirekt = 1;
+        config->FVersandart = TVersandArt::vaDirekt;
+        config->FHost = "127.0.0.1";
+        config->FPort = server.Port();
+        config->FUser = "absender@example.org";
+        config->FPass = password;
+        config->FVerbindungVerschluesselt = false;
+    }
 
     QTemporaryDir dir;
     QString common;

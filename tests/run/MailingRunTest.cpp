@@ -22,16 +22,7 @@ namespace {
 // A fresh installation, a real store and a real SMTP server per test.
 class MailingRunTest : public InstalledModuleTest {
 protected:
-    void useServer(const SmtpServer& server)
-    {
-        config->FSendDirekt = 1;
-        config->FVersandart = TVersandArt::vaDirekt;
-        config->FHost = "127.0.0.1";
-        config->FPort = server.Port();
-        config->FUser = "absender@example.org";
-        config->FPass = "geheim";
-        config->FVerbindungVerschluesselt = false;
-    }
+    void useServer(const SmtpServer& server) { InstalledModuleTest::useServer(server, "geheim"); }
     TMailingRun makeRun()
     {
         TMailingRunDeps deps;

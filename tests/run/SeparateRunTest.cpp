@@ -61,12 +61,7 @@ protected:
     void useServer(const SmtpServer& server)
     {
         ASSERT_TRUE(server.Running());
-        config->FSendDirekt = 1;
-        config->FVersandart = TVersandArt::vaDirekt;
-        config->FHost = "127.0.0.1";
-        config->FPort = server.Port();
-        config->FUser = "absender@example.org";
-        config->FVerbindungVerschluesselt = false;
+        InstalledModuleTest::useServer(server);
     }
     void circularTo(const QStringList& addresses)
     {
