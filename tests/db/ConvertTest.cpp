@@ -105,20 +105,32 @@ TEST(AccessConversion, EveryRowOfARealAccessFile)
     EXPECT_EQ(code, 2);
 }
 
-// The data module converts on its first start only, and only when the old
-// store is there and the new one is not.
-TEST(AccessConversion, DataModuleConvertsOnce)
+namespace {
+
+// An installation in dir with its settings: the common folder (with a
+// Common04 folder) is returned.
+QString installAt(const QTemporaryDir& dir)
 {
-    QTemporaryDir dir;
     const QString common = dir.filePath("common") + "/";
     TIniFile reg(dir.filePath("registry.ini"));
     reg.WriteString("SOFTWARE\\QMB GmbH\\InstallDir", "Test", dir.filePath("data"));
     reg.WriteString("SOFTWARE\\QMB GmbH\\Common", "Common", common);
     qputenv("KALVEX_REGISTRY", dir.filePath("registry.ini").toUtf8());
-    const QByteArray path = qgetenv("PATH");
-    qputenv("PATH", QByteArray(KALVEX_DBCONVERT_DIR) + ":" + path);
     TConfig::Install(std::make_unique<TConfig>(QStringLiteral("Test")));
     QDir().mkpath(common + "Common04");
+    return common;
+}
+
+}  // namespace
+
+// The data module converts on its first start only, and only when the old
+// store is there and the new one is not.
+TEST(AccessConversion, DataModuleConvertsOnce)
+{
+    QTemporaryDir dir;
+    const QString common = installAt(dir);
+    const QByteArray path = qgetenv("PATH");
+    qputenv("PATH", QByteArray(KALVEX_DBCONVERT_DIR) + ":" + path);
     ASSERT_TRUE(QFile::copy(sampleMdb(dir), common + "Common04/kalvex.mdb"));
     {
         TDatenModul dm;
@@ -149,14 +161,8 @@ TEST(AccessConversion, DataModuleConvertsOnce)
 TEST(AccessConversion, FailedConversionLeavesNoStoreAndIsTriedAgain)
 {
     QTemporaryDir dir;
-    const QString common = dir.filePath("common") + "/";
-    TIniFile reg(dir.filePath("registry.ini"));
-    reg.WriteString("SOFTWARE\\QMB GmbH\\InstallDir", "Test", dir.filePath("data"));
-    reg.WriteString("SOFTWARE\\QMB GmbH\\Common", "Common", common);
-    qputenv("KALVEX_REGISTRY", dir.filePath("registry.ini").toUtf8());
+    const QString common = installAt(dir);
     const QByteArray path = qgetenv("PATH");
-    TConfig::Install(std::make_unique<TConfig>(QStringLiteral("Test")));
-    QDir().mkpath(common + "Common04");
     const QString mdb = common + "Common04/kalvex.mdb", db = common + "Common04/kalvex.db";
 
     QFile garbage(mdb);
