@@ -594,8 +594,9 @@ TEST_F(CliTest, ABodyFileInWindows1252ArrivesAsWritten)
     const QJsonObject m = server.Parsed(1);
     EXPECT_TRUE(m["problems"].toArray().isEmpty()) << QJsonDocument(m["problems"].toArray()).toJson().toStdString();
     for (const QJsonValue part : m["parts"].toArray()) {
-        if (part["type"] == "text/plain")
+        if (part["type"] == "text/plain") {
             EXPECT_EQ(part["text"].toString().remove('\r'), "Grüße aus München\n");
+        }
         if (part["type"] == "text/html") {
             EXPECT_TRUE(part["shown"].toString().contains("Grüße aus München"));
             EXPECT_EQ(part["families"][0].toString(), "Arial, Helvetica, sans-serif");
@@ -851,8 +852,8 @@ TEST_F(CliTest, ARecipientFileCannotMailTheUsersFiles)
     r = run(circular);
     EXPECT_EQ(r.code, 1) << r.err.toStdString();
     EXPECT_TRUE(r.out.contains("gesendet: anna@example.org\n")) << r.out.toStdString();
-    for (const QString& who : {"link", "hoch", "abs", "proc", "fifo"})
-        EXPECT_TRUE(r.out.contains("nicht gesendet: " + who + "@example.org (Zeile ")) << who.toStdString();
+    for (const char* who : {"link", "hoch", "abs", "proc", "fifo"})
+        EXPECT_TRUE(r.out.contains(QString("nicht gesendet: %1@example.org (Zeile ").arg(who))) << who;
     ASSERT_EQ(server.MailCount(), 1);
     const QString planHash = QCryptographicHash::hash("%PDF-1.4 plan", QCryptographicHash::Sha1).toHex();
     EXPECT_EQ(server.Parsed(1)["parts"].toArray().last()["sha1"].toString(), planHash);

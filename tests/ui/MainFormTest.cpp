@@ -156,7 +156,10 @@ TEST(MainForm, SearchShortcutsDisplayAndNotice)
     reg.WriteString("SOFTWARE\\QMB GmbH\\Common", "Common", dir.filePath("common") + "/");
     qputenv("KALVEX_REGISTRY", dir.filePath("registry.ini").toUtf8());
     TConfig& config = TConfig::Install(std::make_unique<TConfig>(QStringLiteral("Test")));
-    SaveDisplaySettings(config, TDisplaySettings{14, true, true});
+    TDisplaySettings saved;
+    saved.fontSize = 14;
+    saved.autoWidth = saved.centred = true;
+    SaveDisplaySettings(config, saved);
 
     TEMailListe mails;
     for (const char* subject : {"Angebot Dach", "Rechnung 17", "Angebot Keller"}) {

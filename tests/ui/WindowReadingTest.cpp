@@ -130,8 +130,9 @@ TEST_F(WindowReading, RibbonKeepsSingleCommandsAndIconsOnTheirCaptions)
         QApplication::processEvents();
         SCOPED_TRACE(width);
         for (TRibbonGroup* group : static_cast<TRibbonTab*>(form.ribbon->widget(0))->Groups())
-            if (group->Commands().size() == 1)
+            if (group->Commands().size() == 1) {
                 EXPECT_FALSE(group->IsCollapsed()) << CommandName(group->Commands().first()).toStdString();
+            }
         QStringList visible;
         for (QToolButton* b : commandButtons(form.ribbon->widget(0)))
             if (b->isVisible())
@@ -143,8 +144,9 @@ TEST_F(WindowReading, RibbonKeepsSingleCommandsAndIconsOnTheirCaptions)
     for (int pass = 0; pass < 5; ++pass)   // each group that unfolds asks for one more layout pass
         QApplication::processEvents();
     for (QToolButton* b : commandButtons(form.ribbon->widget(0)))
-        if (b->isVisible())
+        if (b->isVisible()) {
             EXPECT_EQ(b->height(), b->sizeHint().height()) << b->defaultAction()->objectName().toStdString();
+        }
 }
 
 // The dark scheme: the status line and the check boxes and radio buttons
